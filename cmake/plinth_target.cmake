@@ -1,0 +1,35 @@
+# Common settings for every target of the project.
+#
+# plinth_setup_target(<target>) applies the warning flags, the sanitizers and the
+# include root: sources include project headers by their path from the
+# repository root ("error/errc.hpp"), and an install keeps the same layout under
+# include/plinth_apple.
+function(plinth_setup_target target)
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL "INTERFACE_LIBRARY")
+    set(scope INTERFACE)
+  else()
+    set(scope PUBLIC)
+    target_compile_options(${target} PRIVATE
+      $<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor>
+      $<$<BOOL:${PLINTH_WARNINGS_AS_ERRORS}>:-Werror>)
+  endif()
+  target_include_directories(${target} ${scope}
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/plinth_apple>)
+  target_compile_features(${target} ${scope} cxx_std_20)
+endfunction()
+
+# Installs the headers of a folder under include/plinth_apple/<folder>, keeping
+# the paths that sources use.
+function(plinth_install_headers folder)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/${folder}/
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/plinth_apple/${folder}
+    FILES_MATCHING PATTERN "*.hpp" PATTERN "*.h")
+endfunction()
+
+if(PLINTH_SANITIZE)
+  string(REPLACE ";" "," _plinth_sanitizers "${PLINTH_SANITIZE}")
+  add_compile_options(-fsanitize=${_plinth_sanitizers} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${_plinth_sanitizers})
+endif()

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// What the simulated I/O Kit tells about its use: live handles and CF objects (so
+// that a test can prove it leaked nothing), calls made, and misuse.
+namespace plinth::sim {
+
+// Mach port names (io_object_t) that the process holds a reference to.
+std::size_t live_handles() noexcept;
+
+// CF objects created and not yet released; constants (CFSTR strings, the boolean
+// singletons) are not counted.
+std::size_t live_cf_objects() noexcept;
+
+// Calls of IOKit functions (the IO* C interface) since the last reset_call_count().
+std::uint64_t iokit_call_count() noexcept;
+void reset_call_count() noexcept;
+
+// Misuse seen since the last clear: a release of a dead handle, a use of a released
+// one, and the like. Each report is one line that names the call and the handle.
+std::vector<std::string> misuse_reports();
+void clear_misuse_reports();
+
+// Records one misuse report (used by the simulation itself).
+void report_misuse(std::string message);
+
+} // namespace plinth::sim

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "sim/control/dump.hpp"
+
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+namespace plinth::sim {
+
+// Thrown for a dump that cannot be read; what() names the line or element at fault.
+class dump_error : public std::runtime_error
+{
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// Reads the XML property list that `ioreg -a` writes.
+dump read_ioreg_xml(std::string_view text, std::string const& plane = "IOService");
+
+// Reads the text that `ioreg` and `ioreg -l` print.
+dump read_ioreg_text(std::string_view text, std::string const& plane = "IOService");
+
+// Reads a dump file of either form, telling them apart by their first characters.
+dump read_dump_file(std::filesystem::path const& file, std::string const& plane = "IOService");
+
+// Reads a dump file and merges it into the simulated registry; nothing is merged
+// when the file cannot be read.
+void load_dump_file(std::filesystem::path const& file, std::string const& plane = "IOService");
+
+} // namespace plinth::sim

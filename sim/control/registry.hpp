@@ -1,0 +1,60 @@
+#pragma once
+
+#include "sim/control/dump.hpp"
+#include "sim/control/value.hpp"
+
+#include <optional>
+#include <string>
+
+// The control interface of the simulated I/O Kit: what a program or a test uses to
+// build the simulated machine's registry, change it while it runs, and load dumps.
+// All functions are thread-safe; they act on the one simulated machine of the process.
+namespace plinth::sim {
+
+// The entry that IORegistryGetRootEntry returns: "Root", class IORegistryEntry.
+inline constexpr entry_id root_entry_id = 0x100000100;
+
+struct entry_spec
+{
+    std::string class_name;
+    std::string name;                     // empty: the class name, as IOKit does
+    std::optional<std::string> location;
+    dictionary properties;
+    std::optional<entry_id> id;           // empty: the next free registry entry ID
+};
+
+// Empties the registry to the root entry alone. Handles that callers still hold
+// stay valid but denote detached entries.
+void reset_registry();
+
+// Adds an entry attached under `parent` in `plane`; returns its registry entry ID.
+// Throws std::invalid_argument for an unknown parent or a duplicate ID.
+entry_id add_entry(entry_spec const& spec, entry_id parent, std::string const& plane = "IOService");
+
+// Links an existing entry under another parent in a plane (an entry may have
+// several parents in one plane, and parents in several planes).
+void attach(entry_id child, entry_id parent, std::string const& plane,
+            std::optional<std::string> const& location_in_plane = std::nullopt);
+
+void set_property(entry_id id, std::string const& key, value v);
+void remove_property(entry_id id, std::string const& key);
+
+// Takes the entry and its descendants in every plane that no other parent holds
+// out of the registry, as a terminated service leaves it.
+void remove_entry(entry_id id);
+
+// Adds `class_name` with its superclass to the class table that IOObjectConformsTo uses.
+void add_class(std::string const& class_name, std::string const& superclass);
+
+// Merges one dump into the registry: entries are matched by registry entry ID
+// (properties are added to those already known), and the dump's links are added
+// in its plane. Entries printed with no parent hang under the root entry.
+void merge(dump const& d);
+
+// Empties the registry and loads the bundled registry of a realistic Mac.
+void load_bundled_registry();
+
+bool contains(entry_id id);
+std::size_t entry_count();
+
+} // namespace plinth::sim

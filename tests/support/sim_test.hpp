@@ -1,0 +1,39 @@
+#pragma once
+
+#include "sim/control/diagnostics.hpp"
+#include "sim/control/registry.hpp"
+
+#include <gtest/gtest.h>
+
+namespace plinth::testing {
+
+// Base fixture for every test that touches the simulated I/O Kit: it starts from
+// an empty registry and, at the end, proves that the test left no handle, no CF
+// object and no misuse behind.
+class sim_test : public ::testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        sim::reset_registry();
+        sim::clear_misuse_reports();
+        handles_before_ = sim::live_handles();
+        cf_objects_before_ = sim::live_cf_objects();
+    }
+
+    void TearDown() override
+    {
+        EXPECT_EQ(sim::live_handles(), 0u) << "handles leaked by the test";
+        EXPECT_EQ(sim::live_cf_objects(), 0u) << "CF objects leaked by the test";
+        auto const reports = sim::misuse_reports();
+        for (auto const& report : reports)
+            ADD_FAILURE() << "misuse: " << report;
+        sim::clear_misuse_reports();
+    }
+
+private:
+    std::size_t handles_before_ = 0;
+    std::size_t cf_objects_before_ = 0;
+};
+
+} // namespace plinth::testing
