@@ -17,8 +17,6 @@ protected:
     {
         sim::reset_registry();
         sim::clear_misuse_reports();
-        handles_before_ = sim::live_handles();
-        cf_objects_before_ = sim::live_cf_objects();
     }
 
     void TearDown() override
@@ -30,10 +28,6 @@ protected:
             ADD_FAILURE() << "misuse: " << report;
         sim::clear_misuse_reports();
     }
-
-private:
-    std::size_t handles_before_ = 0;
-    std::size_t cf_objects_before_ = 0;
 };
 
 } // namespace plinth::testing
