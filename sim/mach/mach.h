@@ -1,0 +1,6 @@
+#ifndef _MACH_H_
+#define _MACH_H_
+
+#include <mach/mach_types.h>
+
+#endif
