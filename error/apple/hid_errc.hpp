@@ -1,0 +1,25 @@
+#pragma once
+
+#include <boost/system/error_code.hpp>
+
+#include <type_traits>
+
+namespace plinth::apple {
+
+// Failures of a HID stream that IOKit does not report itself.
+enum class hid_errc : int
+{
+    not_open = 1,         // the stream is not open
+    property_missing = 2, // the HID device lacks a property the stream needs
+};
+
+boost::system::error_category const& hid_category() noexcept;
+
+boost::system::error_code make_error_code(hid_errc e) noexcept;
+
+} // namespace plinth::apple
+
+template <>
+struct boost::system::is_error_code_enum<plinth::apple::hid_errc> : std::true_type
+{
+};
