@@ -1,0 +1,13 @@
+#include "io_kit/cf/type.hpp"
+
+namespace CF {
+
+// Defined here so that the vtable lives in this library only.
+Type::~Type() = default;
+
+bool Type::IsValid() const noexcept
+{
+    return GetTypeRef() != nullptr;
+}
+
+} // namespace CF

@@ -1,0 +1,15 @@
+#include "io_kit/detail/throw_if_failed.hpp"
+
+#include "error/apple/io_return.hpp"
+
+#include <boost/system/system_error.hpp>
+
+namespace plinth::apple::io_kit::detail {
+
+void throw_if_failed(kern_return_t result, char const* call)
+{
+    if (result != KERN_SUCCESS)
+        throw boost::system::system_error(plinth::apple::make_error_code(result), call);
+}
+
+} // namespace plinth::apple::io_kit::detail

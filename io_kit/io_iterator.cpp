@@ -1,0 +1,18 @@
+#include "io_kit/io_iterator.hpp"
+
+namespace plinth::apple::io_kit {
+
+io_iterator::io_iterator(io_iterator_t owned) noexcept : io_object(owned)
+{
+}
+
+io_object io_iterator::next()
+{
+    // IOKit has no error to give here: it answers null for an exhausted iterator,
+    // and a null iterator (a search that matched nothing) is not asked at all.
+    if (get() == IO_OBJECT_NULL)
+        return io_object();
+    return io_object(IOIteratorNext(get()));
+}
+
+} // namespace plinth::apple::io_kit

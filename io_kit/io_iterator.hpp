@@ -1,0 +1,23 @@
+#pragma once
+
+#include "io_kit/io_object.hpp"
+
+#include <IOKit/IOKitLib.h>
+
+namespace plinth::apple::io_kit {
+
+// Owns an IOKit iterator (io_iterator_t) and walks it.
+class io_iterator : public io_object
+{
+public:
+    io_iterator() noexcept = default;
+
+    // Takes over one reference to `owned`, or nothing for a null handle.
+    explicit io_iterator(io_iterator_t owned) noexcept;
+
+    // The next object, owned by the result; a null object once the iterator is
+    // exhausted, and again on every later call. A null iterator is exhausted.
+    io_object next();
+};
+
+} // namespace plinth::apple::io_kit
