@@ -1,0 +1,77 @@
+#include <CoreFoundation/CFBase.h>
+#include <CoreFoundation/CFString.h>
+
+#include "sim/control/diagnostics.hpp"
+#include "sim/detail/cf_checked.hpp"
+#include "sim/detail/cf_lifetime.hpp"
+#include "sim/detail/cf_string.hpp"
+#include "sim/detail/cf_type_registry.hpp"
+
+namespace detail = plinth::sim::detail;
+
+extern "C" {
+
+const CFAllocatorRef kCFAllocatorDefault = nullptr;
+const CFAllocatorRef kCFAllocatorSystemDefault = nullptr;
+
+CFTypeRef CFRetain(CFTypeRef cf)
+{
+    if (auto* object = detail::cf_checked_object(cf, "CFRetain"))
+        object->retain();
+    return cf;
+}
+
+void CFRelease(CFTypeRef cf)
+{
+    auto* object = detail::cf_checked_object(cf, "CFRelease");
+    if (object != nullptr && object->release())
+        detail::destroy_cf_object(object);
+}
+
+CFIndex CFGetRetainCount(CFTypeRef cf)
+{
+    auto const* object = detail::cf_checked_object(cf, "CFGetRetainCount");
+    return object == nullptr ? 0 : object->retain_count();
+}
+
+CFTypeID CFGetTypeID(CFTypeRef cf)
+{
+    auto const* object = detail::cf_checked_object(cf, "CFGetTypeID");
+    return object == nullptr ? 0 : object->type_id();
+}
+
+CFStringRef CFCopyTypeIDDescription(CFTypeID type_id)
+{
+    auto name = detail::cf_type_registry::name_of(type_id);
+    if (name.empty())
+    {
+        plinth::sim::report_misuse("CFCopyTypeIDDescription: unknown type ID " + std::to_string(type_id));
+        return nullptr;
+    }
+    return detail::make_cf_string(std::move(name));
+}
+
+Boolean CFEqual(CFTypeRef cf1, CFTypeRef cf2)
+{
+    auto const* a = detail::cf_checked_object(cf1, "CFEqual");
+    auto const* b = detail::cf_checked_object(cf2, "CFEqual");
+    if (a == nullptr || b == nullptr)
+        return false;
+    if (a == b)
+        return true;
+    return a->type_id() == b->type_id() && a->equals(*b);
+}
+
+CFHashCode CFHash(CFTypeRef cf)
+{
+    auto const* object = detail::cf_checked_object(cf, "CFHash");
+    return object == nullptr ? 0 : object->hash();
+}
+
+CFStringRef CFCopyDescription(CFTypeRef cf)
+{
+    auto const* object = detail::cf_checked_object(cf, "CFCopyDescription");
+    return object == nullptr ? nullptr : detail::make_cf_string(object->description());
+}
+
+} // extern "C"

@@ -1,0 +1,44 @@
+#include "sim/control/diagnostics.hpp"
+
+#include <mutex>
+
+namespace plinth::sim {
+namespace {
+
+struct report_log
+{
+    std::mutex mutex;
+    std::vector<std::string> reports;
+};
+
+// Never destroyed: misuse may be reported from static destructors at exit.
+report_log& report_store()
+{
+    static auto* const instance = new report_log;
+    return *instance;
+}
+
+} // namespace
+
+std::vector<std::string> misuse_reports()
+{
+    auto& l = report_store();
+    std::lock_guard lock(l.mutex);
+    return l.reports;
+}
+
+void clear_misuse_reports()
+{
+    auto& l = report_store();
+    std::lock_guard lock(l.mutex);
+    l.reports.clear();
+}
+
+void report_misuse(std::string message)
+{
+    auto& l = report_store();
+    std::lock_guard lock(l.mutex);
+    l.reports.push_back(std::move(message));
+}
+
+} // namespace plinth::sim

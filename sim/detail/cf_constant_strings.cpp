@@ -1,0 +1,49 @@
+#include "sim/detail/cf_live_objects.hpp"
+#include "sim/detail/cf_string.hpp"
+#include "sim/detail/cf_text_encoding.hpp"
+
+#include <mutex>
+#include <span>
+#include <unordered_map>
+
+namespace plinth::sim::detail {
+namespace {
+
+struct constant_table
+{
+    std::mutex mutex;
+    std::unordered_map<std::string, cf_string const*> strings;
+};
+
+// Never destroyed, like the constants themselves: code running at exit may still
+// use CFSTR.
+constant_table& table()
+{
+    static auto* const instance = new constant_table;
+    return *instance;
+}
+
+} // namespace
+
+// Compilers store CFSTR literals as UTF-8 source text; bytes that are not valid
+// UTF-8 are read as Mac Roman, which gives every byte a character.
+cf_string const& constant_string(std::string_view text)
+{
+    auto& t = table();
+    std::lock_guard lock(t.mutex);
+    std::string key(text);
+    auto const found = t.strings.find(key);
+    if (found != t.strings.end())
+        return *found->second;
+
+    std::span const bytes(reinterpret_cast<UInt8 const*>(text.data()), text.size());
+    auto utf8 = decode_to_utf8(bytes, kCFStringEncodingUTF8);
+    if (!utf8)
+        utf8 = decode_to_utf8(bytes, kCFStringEncodingMacRoman);
+    auto const* string = new cf_string(std::move(*utf8), true);
+    cf_live_objects::instance().add_constant(string);
+    t.strings.emplace(std::move(key), string);
+    return *string;
+}
+
+} // namespace plinth::sim::detail
