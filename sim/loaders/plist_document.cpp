@@ -1,0 +1,44 @@
+#include "sim/loaders/plist_document.hpp"
+
+#include "sim/control/loaders.hpp"
+#include "sim/loaders/xml_tag_balance.hpp"
+
+#include <cstdint>
+
+namespace plinth::sim::detail {
+
+plist_document plist_document::parse_xml(std::string_view xml)
+{
+    if (xml.size() > UINT32_MAX)
+        throw dump_error("the XML property list is larger than the 4 GiB libplist reads");
+    plist_t root = nullptr;
+    plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &root);
+    if (root == nullptr)
+    {
+        auto const imbalance = find_tag_imbalance(xml);
+        throw dump_error("libplist rejects the XML property list" +
+                         (imbalance ? ": " + *imbalance
+                                    : std::string(" (its tags pair up: look for a misspelt element or a bad value)")));
+    }
+    return plist_document(root);
+}
+
+std::string element_name(plist_t node)
+{
+    switch (plist_get_node_type(node))
+    {
+    case PLIST_BOOLEAN: return plist_bool_val_is_true(node) ? "<true/>" : "<false/>";
+    case PLIST_UINT: return "<integer>";
+    case PLIST_REAL: return "<real>";
+    case PLIST_STRING: return "<string>";
+    case PLIST_ARRAY: return "<array>";
+    case PLIST_DICT: return "<dict>";
+    case PLIST_DATE: return "<date>";
+    case PLIST_DATA: return "<data>";
+    case PLIST_KEY: return "<key>";
+    case PLIST_UID: return "<uid>";
+    default: return "an element of unknown type";
+    }
+}
+
+} // namespace plinth::sim::detail
