@@ -1,0 +1,136 @@
+#include <IOKit/IOKitLib.h>
+
+#include "sim/control/diagnostics.hpp"
+#include "sim/detail/handle_table.hpp"
+#include "sim/detail/hex_text.hpp"
+#include "sim/detail/io_name_text.hpp"
+#include "sim/detail/iokit_call_counter.hpp"
+#include "sim/detail/object_lookup.hpp"
+#include "sim/detail/property_from_cf.hpp"
+#include "sim/detail/property_to_cf.hpp"
+#include "sim/detail/registry_model.hpp"
+
+#include <string>
+
+using namespace plinth::sim::detail;
+
+namespace {
+
+// Iterators that a task holds are IOUserIterator objects wrapping the kernel's own.
+constexpr std::string_view iterator_class = "IOUserIterator";
+
+std::string class_of(kernel_object const& object)
+{
+    if (auto const* entry = dynamic_cast<registry_entry const*>(&object))
+        return registry_model::instance().read([&](registry_model const&) { return entry->visible_class_name(); });
+    return std::string(iterator_class);
+}
+
+kern_return_t change_references(io_object_t object, char const* call, kern_return_t (handle_table::*change)(io_object_t))
+{
+    count_iokit_call();
+    if (object == IO_OBJECT_NULL)
+        return KERN_SUCCESS;
+    auto const result = (handle_table::instance().*change)(object);
+    if (result != KERN_SUCCESS)
+        plinth::sim::report_misuse(std::string(call) + ": handle " + hex_text(object) +
+                                   " is not a live name (released or never issued)");
+    return result;
+}
+
+} // namespace
+
+extern "C" {
+
+kern_return_t IOObjectRelease(io_object_t object)
+{
+    return change_references(object, "IOObjectRelease", &handle_table::release);
+}
+
+kern_return_t IOObjectRetain(io_object_t object)
+{
+    return change_references(object, "IOObjectRetain", &handle_table::retain);
+}
+
+kern_return_t IOObjectGetClass(io_object_t object, io_name_t className)
+{
+    count_iokit_call();
+    auto const found = lookup_object(object, "IOObjectGetClass");
+    if (!found)
+        return found.error;
+    if (!className)
+        return kIOReturnBadArgument;
+    copy_io_name(class_of(*found.object), className);
+    return KERN_SUCCESS;
+}
+
+CFStringRef IOObjectCopyClass(io_object_t object)
+{
+    count_iokit_call();
+    auto const found = lookup_object(object, "IOObjectCopyClass");
+    return found ? make_cf_string(class_of(*found.object)) : nullptr;
+}
+
+CFStringRef IOObjectCopySuperclassForClass(CFStringRef classname)
+{
+    count_iokit_call();
+    auto const name = string_from_cf(classname);
+    if (!name)
+        return nullptr;
+    auto const superclass = registry_model::instance().read([&](registry_model const& model) {
+        auto const found = model.classes().superclass_of(*name);
+        return found ? std::optional<std::string>(*found) : std::nullopt;
+    });
+    return superclass ? make_cf_string(*superclass) : nullptr;
+}
+
+CFStringRef IOObjectCopyBundleIdentifierForClass(CFStringRef classname)
+{
+    // The simulated machine loads no kernel extensions, so no class has a bundle.
+    (void)classname;
+    count_iokit_call();
+    return nullptr;
+}
+
+boolean_t IOObjectConformsTo(io_object_t object, const io_name_t className)
+{
+    count_iokit_call();
+    auto const found = lookup_object(object, "IOObjectConformsTo");
+    if (!found || !className)
+        return false;
+    auto const wanted = plane_text(className);
+    return registry_model::instance().read([&](registry_model const& model) {
+        if (auto const* entry = dynamic_cast<registry_entry const*>(found.object.get()))
+            return model.conforms(*entry, wanted);
+        return model.classes().conforms(iterator_class, wanted, {});
+    });
+}
+
+boolean_t IOObjectIsEqualTo(io_object_t object, io_object_t anObject)
+{
+    // One name per object in a task: equal objects have equal names.
+    count_iokit_call();
+    return object == anObject;
+}
+
+uint32_t IOObjectGetKernelRetainCount(io_object_t object)
+{
+    count_iokit_call();
+    auto const found = lookup_object(object, "IOObjectGetKernelRetainCount");
+    // Every holder of the object (the registry, handles, iterators) but this call.
+    return found ? static_cast<uint32_t>(found.object.use_count() - 1) : 0;
+}
+
+uint32_t IOObjectGetRetainCount(io_object_t object)
+{
+    return IOObjectGetKernelRetainCount(object);
+}
+
+uint32_t IOObjectGetUserRetainCount(io_object_t object)
+{
+    count_iokit_call();
+    auto const found = lookup_object(object, "IOObjectGetUserRetainCount");
+    return found ? handle_table::instance().user_references(object) : 0;
+}
+
+} // extern "C"

@@ -1,0 +1,105 @@
+#include <IOKit/IOKitLib.h>
+
+#include "sim/detail/io_name_text.hpp"
+#include "sim/detail/iokit_call_counter.hpp"
+#include "sim/detail/object_lookup.hpp"
+#include "sim/detail/property_from_cf.hpp"
+#include "sim/detail/property_to_cf.hpp"
+#include "sim/detail/registry_model.hpp"
+
+#include <optional>
+#include <unordered_set>
+#include <vector>
+
+using namespace plinth::sim::detail;
+using plinth::sim::value;
+
+namespace {
+
+// A property of the entry, or of the first entry below (or above) it in the plane
+// that has it, depth first in attach order.
+std::optional<value> search_property(registry_entry const& start, std::string_view plane, std::string const& key,
+                                     IOOptionBits options)
+{
+    if (auto const* own = start.find_property(key))
+        return *own;
+    if ((options & kIORegistryIterateRecursively) == 0)
+        return std::nullopt;
+    bool const upwards = (options & kIORegistryIterateParents) != 0;
+    std::unordered_set<registry_entry const*> seen{&start};
+    std::vector<registry_entry const*> pending{&start};
+    while (!pending.empty())
+    {
+        auto const* current = pending.back();
+        pending.pop_back();
+        if (current != &start)
+        {
+            if (!seen.insert(current).second)
+                continue;
+            if (auto const* found = current->find_property(key))
+                return *found;
+        }
+        if (auto const* links = current->links(plane))
+        {
+            auto const& next = upwards ? links->parents : links->children;
+            pending.insert(pending.end(), next.rbegin(), next.rend());
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+extern "C" {
+
+CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef allocator,
+                                          IOOptionBits options)
+{
+    (void)allocator;
+    (void)options;
+    count_iokit_call();
+    auto const found = lookup_entry(entry, "IORegistryEntryCreateCFProperty");
+    auto const name = string_from_cf(key);
+    if (!found || !name)
+        return nullptr;
+    auto const property = registry_model::instance().read([&](registry_model const&) -> std::optional<value> {
+        if (auto const* present = found.object->find_property(*name))
+            return *present;
+        return std::nullopt;
+    });
+    return property ? make_cf_property(*property) : nullptr;
+}
+
+kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t entry, CFMutableDictionaryRef* properties,
+                                                CFAllocatorRef allocator, IOOptionBits options)
+{
+    (void)allocator;
+    (void)options;
+    count_iokit_call();
+    if (!properties)
+        return kIOReturnBadArgument;
+    *properties = nullptr;
+    auto const found = lookup_entry(entry, "IORegistryEntryCreateCFProperties");
+    if (!found)
+        return found.error;
+    auto const all = registry_model::instance().read([&](registry_model const&) { return found.object->properties(); });
+    *properties = make_cf_dictionary(all);
+    return KERN_SUCCESS;
+}
+
+CFTypeRef IORegistryEntrySearchCFProperty(io_registry_entry_t entry, const io_name_t plane, CFStringRef key,
+                                          CFAllocatorRef allocator, IOOptionBits options)
+{
+    (void)allocator;
+    count_iokit_call();
+    auto const found = lookup_entry(entry, "IORegistryEntrySearchCFProperty");
+    auto const name = string_from_cf(key);
+    if (!found || !name)
+        return nullptr;
+    auto const plane_name = plane_text(plane);
+    auto const property = registry_model::instance().read(
+        [&](registry_model const&) { return search_property(*found.object, plane_name, *name, options); });
+    return property ? make_cf_property(*property) : nullptr;
+}
+
+} // extern "C"

@@ -1,0 +1,123 @@
+#include <IOKit/IOBSD.h>
+#include <IOKit/IOKitLib.h>
+
+#include "sim/detail/iokit_call_counter.hpp"
+#include "sim/detail/object_lookup.hpp"
+#include "sim/detail/property_from_cf.hpp"
+#include "sim/detail/property_to_cf.hpp"
+#include "sim/detail/registry_model.hpp"
+#include "sim/detail/service_matcher.hpp"
+#include "sim/detail/snapshot_iterator.hpp"
+
+#include <optional>
+#include <vector>
+
+using namespace plinth::sim::detail;
+
+namespace {
+
+CFMutableDictionaryRef one_string_dictionary(char const* key, char const* text)
+{
+    if (!text)
+        return nullptr;
+    auto const made = CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                &kCFTypeDictionaryValueCallBacks);
+    auto const cf_key = make_cf_string(key);
+    auto const cf_text = make_cf_string(text);
+    CFDictionarySetValue(made, cf_key, cf_text);
+    CFRelease(cf_key);
+    CFRelease(cf_text);
+    return made;
+}
+
+// The services a matching dictionary selects, in registry order; empty for a
+// value that is not a dictionary. The dictionary is read before the registry is
+// locked, so that no CF call runs under the registry's lock.
+std::optional<std::vector<std::shared_ptr<registry_entry>>> matching_services(CFDictionaryRef matching)
+{
+    if (CFGetTypeID(matching) != CFDictionaryGetTypeID())
+        return std::nullopt;
+    auto const table = value_from_cf(matching);
+    if (!table)
+        return std::nullopt;
+    service_matcher const matcher(std::get<plinth::sim::dictionary>(table->content));
+    return registry_model::instance().read([&](registry_model const& model) {
+        auto services = model.services();
+        std::erase_if(services, [&](auto const& service) { return !matcher.matches(model, *service); });
+        return services;
+    });
+}
+
+} // namespace
+
+extern "C" {
+
+CFMutableDictionaryRef IOServiceMatching(const char* name)
+{
+    count_iokit_call();
+    return one_string_dictionary(kIOProviderClassKey, name);
+}
+
+CFMutableDictionaryRef IOServiceNameMatching(const char* name)
+{
+    count_iokit_call();
+    return one_string_dictionary(kIONameMatchKey, name);
+}
+
+CFMutableDictionaryRef IOBSDNameMatching(mach_port_t mainPort, uint32_t options, const char* bsdName)
+{
+    (void)options;
+    count_iokit_call();
+    if (!accept_main_port(mainPort, "IOBSDNameMatching"))
+        return nullptr;
+    return one_string_dictionary(kIOBSDNameKey, bsdName);
+}
+
+CFMutableDictionaryRef IORegistryEntryIDMatching(uint64_t entryID)
+{
+    count_iokit_call();
+    auto const made = CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                &kCFTypeDictionaryValueCallBacks);
+    auto const cf_key = make_cf_string(kIORegistryEntryIDKey);
+    auto const id = static_cast<SInt64>(entryID);
+    auto const cf_id = CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &id);
+    CFDictionarySetValue(made, cf_key, cf_id);
+    CFRelease(cf_key);
+    CFRelease(cf_id);
+    return made;
+}
+
+kern_return_t IOServiceGetMatchingServices(mach_port_t mainPort, CFDictionaryRef matching, io_iterator_t* existing)
+{
+    count_iokit_call();
+    if (!matching)
+        return kIOReturnBadArgument;
+    // The call consumes one reference of the dictionary whatever it returns.
+    auto const services = matching_services(matching);
+    CFRelease(matching);
+    if (!existing)
+        return kIOReturnBadArgument;
+    *existing = IO_OBJECT_NULL;
+    if (!accept_main_port(mainPort, "IOServiceGetMatchingServices"))
+        return MACH_SEND_INVALID_DEST;
+    if (!services)
+        return kIOReturnBadArgument;
+    // No match gives success and no iterator.
+    if (!services->empty())
+        *existing = hand_out(std::make_shared<snapshot_iterator>(std::move(*services)));
+    return KERN_SUCCESS;
+}
+
+io_service_t IOServiceGetMatchingService(mach_port_t mainPort, CFDictionaryRef matching)
+{
+    count_iokit_call();
+    if (!matching)
+        return IO_OBJECT_NULL;
+    auto const services = matching_services(matching);
+    CFRelease(matching);
+    if (!accept_main_port(mainPort, "IOServiceGetMatchingService") || !services || services->empty())
+        return IO_OBJECT_NULL;
+    return hand_out(services->front());
+}
+
+} // extern "C"

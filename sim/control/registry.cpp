@@ -1,0 +1,83 @@
+#include "sim/control/registry.hpp"
+
+#include "sim/control/loaders.hpp"
+#include "sim/detail/bundled_registry.hpp"
+#include "sim/detail/registry_model.hpp"
+
+#include <vector>
+
+namespace plinth::sim {
+
+namespace {
+
+detail::registry_model& model()
+{
+    return detail::registry_model::instance();
+}
+
+} // namespace
+
+void reset_registry()
+{
+    model().reset();
+}
+
+entry_id add_entry(entry_spec const& spec, entry_id parent, std::string const& plane)
+{
+    return model().add_entry(spec, parent, plane);
+}
+
+void attach(entry_id child, entry_id parent, std::string const& plane,
+            std::optional<std::string> const& location_in_plane)
+{
+    model().attach(child, parent, plane, location_in_plane);
+}
+
+void set_property(entry_id id, std::string const& key, value v)
+{
+    model().set_property(id, key, std::move(v));
+}
+
+void remove_property(entry_id id, std::string const& key)
+{
+    model().remove_property(id, key);
+}
+
+void remove_entry(entry_id id)
+{
+    model().remove_entry(id);
+}
+
+void add_class(std::string const& class_name, std::string const& superclass)
+{
+    model().add_class(class_name, superclass);
+}
+
+void merge(dump const& d)
+{
+    model().merge(d);
+}
+
+void load_bundled_registry()
+{
+    // Every dump is read before the registry changes, so that a bad one leaves the
+    // registry as it was.
+    std::vector<dump> dumps;
+    for (auto const& bundled : detail::bundled_registry_dumps())
+        dumps.push_back(read_ioreg_xml(bundled.text, bundled.plane));
+    model().reset();
+    for (auto const& d : dumps)
+        model().merge(d);
+}
+
+bool contains(entry_id id)
+{
+    return model().contains(id);
+}
+
+std::size_t entry_count()
+{
+    return model().entry_count();
+}
+
+} // namespace plinth::sim

@@ -1,0 +1,63 @@
+#pragma once
+
+#include "sim/control/dump.hpp"
+#include "sim/control/value.hpp"
+#include "sim/detail/kernel_object.hpp"
+#include "sim/detail/plane_links.hpp"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace plinth::sim::detail {
+
+// One I/O Registry entry. All members are guarded by the registry model's lock: read
+// them inside registry_model::read, change them only through the model.
+class registry_entry final : public kernel_object
+{
+public:
+    registry_entry(entry_id id, std::string class_name, std::string name, std::optional<std::string> location);
+
+    entry_id id() const noexcept { return id_; }
+
+    std::string const& class_name() const noexcept { return class_name_; }
+    void set_class_name(std::string class_name) { class_name_ = std::move(class_name); }
+
+    // The class that IOObjectGetClass reports: an "IOClassNameOverride" string
+    // property wins over the real class, as Intel USB device entries show.
+    std::string const& visible_class_name() const noexcept;
+
+    std::string const& name() const noexcept { return name_; }
+    std::optional<std::string> const& location() const noexcept { return location_; }
+
+    // The name in a plane falls back to the global name, the location likewise.
+    std::string const& name_in_plane(std::string_view plane) const noexcept;
+    std::optional<std::string> location_in_plane(std::string_view plane) const;
+
+    dictionary const& properties() const noexcept { return properties_; }
+    value const* find_property(std::string_view key) const noexcept;
+    void set_property(std::string const& key, value v);
+    void remove_property(std::string_view key);
+
+    plane_links const* links(std::string_view plane) const noexcept;
+    plane_links& links_for(std::string const& plane);
+    std::map<std::string, plane_links, std::less<>> const& all_links() const noexcept { return planes_; }
+    void clear_links() noexcept { planes_.clear(); }
+
+    // Whether the entry is still in the registry (false once it was removed or the
+    // registry was reset while a handle kept it alive).
+    bool registered() const noexcept { return registered_; }
+    void set_registered(bool registered) noexcept { registered_ = registered; }
+
+private:
+    entry_id id_;
+    std::string class_name_;
+    std::string name_;
+    std::optional<std::string> location_;
+    dictionary properties_;
+    std::map<std::string, plane_links, std::less<>> planes_;
+    bool registered_ = false;
+};
+
+} // namespace plinth::sim::detail

@@ -1,0 +1,424 @@
+#include "sim/detail/registry_model.hpp"
+
+#include "sim/detail/hex_text.hpp"
+
+#include <algorithm>
+#include <stdexcept>
+#include <unordered_set>
+
+namespace plinth::sim::detail {
+
+namespace {
+
+constexpr std::string_view service_plane = "IOService";
+
+// The planes every Mac's registry has, whether or not an entry is attached in them.
+constexpr std::string_view standard_planes[] = {"IOService", "IOPower", "IODeviceTree",
+                                                "IOAudio",   "IOFireWire", "IOUSB"};
+
+// Registry entry IDs handed out by add_entry start above the root's and grow for
+// the life of the process, as the kernel's do until reboot.
+constexpr entry_id first_free_id = root_entry_id + 0x10;
+
+bool has_parent_in(registry_entry const& entry, std::string_view plane)
+{
+    auto const* links = entry.links(plane);
+    return links && !links->parents.empty();
+}
+
+void erase_link(std::vector<registry_entry*>& links, registry_entry const* entry)
+{
+    std::erase(links, entry);
+}
+
+} // namespace
+
+registry_model& registry_model::instance()
+{
+    static registry_model model;
+    return model;
+}
+
+registry_model::registry_model() : next_id_(first_free_id)
+{
+    reset_locked();
+}
+
+void registry_model::reset()
+{
+    lock_type lock(mutex_);
+    reset_locked();
+}
+
+void registry_model::reset_locked()
+{
+    for (auto& [id, entry] : entries_)
+    {
+        entry->clear_links();
+        entry->set_registered(false);
+    }
+    entries_.clear();
+    root_ = std::make_shared<registry_entry>(root_entry_id, "IORegistryEntry", "Root", std::nullopt);
+    root_->set_registered(true);
+    entries_.emplace(root_entry_id, root_);
+    planes_ = {std::begin(standard_planes), std::end(standard_planes)};
+    classes_ = class_table{};
+    ++generation_;
+}
+
+registry_entry& registry_model::require(entry_id id, char const* operation) const
+{
+    auto const found = entries_.find(id);
+    if (found == entries_.end())
+        throw std::invalid_argument(std::string(operation) + ": no registry entry with ID " + hex_text(id));
+    return *found->second;
+}
+
+entry_id registry_model::next_free_id()
+{
+    while (entries_.contains(next_id_))
+        ++next_id_;
+    return next_id_++;
+}
+
+void registry_model::link(registry_entry& parent, registry_entry& child, std::string const& plane)
+{
+    parent.links_for(plane).children.push_back(&child);
+    child.links_for(plane).parents.push_back(&parent);
+    planes_.insert(plane);
+}
+
+bool registry_model::is_ancestor_or_self(registry_entry const& candidate, registry_entry const& entry,
+                                         std::string_view plane) const
+{
+    std::vector<registry_entry const*> pending{&entry};
+    std::unordered_set<registry_entry const*> seen;
+    while (!pending.empty())
+    {
+        auto const* current = pending.back();
+        pending.pop_back();
+        if (current == &candidate)
+            return true;
+        if (!seen.insert(current).second)
+            continue;
+        if (auto const* links = current->links(plane))
+            pending.insert(pending.end(), links->parents.begin(), links->parents.end());
+    }
+    return false;
+}
+
+entry_id registry_model::add_entry(entry_spec const& spec, entry_id parent, std::string const& plane)
+{
+    std::shared_ptr<registry_entry> added;
+    {
+        lock_type lock(mutex_);
+        auto& parent_entry = require(parent, "add_entry");
+        if (spec.class_name.empty())
+            throw std::invalid_argument("add_entry: an entry needs a class");
+        if (plane.empty())
+            throw std::invalid_argument("add_entry: an entry needs a plane");
+        auto const id = spec.id ? *spec.id : next_free_id();
+        if (entries_.contains(id))
+            throw std::invalid_argument("add_entry: registry entry ID " + hex_text(id) + " is taken");
+        added = std::make_shared<registry_entry>(id, spec.class_name, spec.name, spec.location);
+        for (auto const& [key, property] : spec.properties)
+            added->set_property(key, property);
+        added->set_registered(true);
+        entries_.emplace(id, added);
+        link(parent_entry, *added, plane);
+        ++generation_;
+    }
+    if (plane == service_plane)
+        notify({added}, {});
+    return added->id();
+}
+
+void registry_model::attach(entry_id child, entry_id parent, std::string const& plane,
+                            std::optional<std::string> const& location_in_plane)
+{
+    std::shared_ptr<registry_entry> published;
+    {
+        lock_type lock(mutex_);
+        auto& child_entry = require(child, "attach");
+        auto& parent_entry = require(parent, "attach");
+        if (plane.empty())
+            throw std::invalid_argument("attach: a link needs a plane");
+        auto const was_service = has_parent_in(child_entry, service_plane);
+        auto const* links = child_entry.links(plane);
+        bool const linked = links && std::ranges::find(links->parents, &parent_entry) != links->parents.end();
+        if (!linked)
+        {
+            if (is_ancestor_or_self(child_entry, parent_entry, plane))
+                throw std::invalid_argument(
+                    "attach: " + hex_text(child) + " is an ancestor of " + hex_text(parent) + " in " + plane);
+            link(parent_entry, child_entry, plane);
+        }
+        if (location_in_plane)
+            child_entry.links_for(plane).location = location_in_plane;
+        ++generation_;
+        if (!was_service && has_parent_in(child_entry, service_plane))
+            published = entries_.at(child);
+    }
+    if (published)
+        notify({published}, {});
+}
+
+void registry_model::set_property(entry_id id, std::string const& key, value v)
+{
+    lock_type lock(mutex_);
+    require(id, "set_property").set_property(key, std::move(v));
+}
+
+void registry_model::remove_property(entry_id id, std::string const& key)
+{
+    lock_type lock(mutex_);
+    require(id, "remove_property").remove_property(key);
+}
+
+void registry_model::remove_entry(entry_id id)
+{
+    std::vector<std::shared_ptr<registry_entry>> terminated;
+    {
+        lock_type lock(mutex_);
+        auto& entry = require(id, "remove_entry");
+        if (&entry == root_.get())
+            throw std::invalid_argument("remove_entry: the root entry cannot be removed");
+
+        // A descendant goes too when every parent it has, in any plane, goes.
+        std::vector<registry_entry*> doomed{&entry};
+        std::unordered_set<registry_entry*> doomed_set{&entry};
+        auto const all_parents_doomed = [&](registry_entry const& candidate) {
+            for (auto const& [plane, links] : candidate.all_links())
+                for (auto* parent : links.parents)
+                    if (!doomed_set.contains(parent))
+                        return false;
+            return true;
+        };
+        for (bool grew = true; grew;)
+        {
+            grew = false;
+            for (std::size_t index = 0; index < doomed.size(); ++index)
+                for (auto const& [plane, links] : doomed[index]->all_links())
+                    for (auto* child : links.children)
+                        if (!doomed_set.contains(child) && all_parents_doomed(*child))
+                        {
+                            doomed.push_back(child);
+                            doomed_set.insert(child);
+                            grew = true;
+                        }
+        }
+
+        for (auto* gone : doomed)
+        {
+            for (auto const& [plane, links] : gone->all_links())
+            {
+                for (auto* parent : links.parents)
+                    if (!doomed_set.contains(parent))
+                        erase_link(parent->links_for(plane).children, gone);
+                for (auto* child : links.children)
+                    if (!doomed_set.contains(child))
+                        erase_link(child->links_for(plane).parents, gone);
+            }
+        }
+        for (auto* gone : doomed)
+        {
+            gone->clear_links();
+            gone->set_registered(false);
+            auto const found = entries_.find(gone->id());
+            terminated.push_back(found->second);
+            entries_.erase(found);
+        }
+        ++generation_;
+    }
+    notify({}, terminated);
+}
+
+void registry_model::add_class(std::string const& class_name, std::string const& superclass)
+{
+    lock_type lock(mutex_);
+    classes_.add(class_name, superclass);
+}
+
+void registry_model::merge(dump const& d)
+{
+    std::vector<std::shared_ptr<registry_entry>> published;
+    {
+        lock_type lock(mutex_);
+        if (d.plane.empty())
+            throw std::invalid_argument("merge: the dump names no plane");
+
+        // Check every reference before changing anything, so that a bad dump
+        // leaves the registry as it was.
+        std::unordered_set<entry_id> dumped;
+        for (auto const& entry : d.entries)
+            dumped.insert(entry.id);
+        auto const known = [&](entry_id id) { return dumped.contains(id) || entries_.contains(id); };
+        for (auto const& [parent, child] : d.links)
+            if (!known(parent) || !known(child))
+                throw std::invalid_argument(
+                    "merge: the link " + hex_text(parent) + " -> " + hex_text(child) + " names an entry the dump lacks");
+        for (auto const top : d.tops)
+            if (!known(top))
+                throw std::invalid_argument("merge: the top entry " + hex_text(top) + " is not in the dump");
+
+        std::unordered_set<entry_id> services_before;
+        for (auto const& entry : d.entries)
+            if (auto const found = entries_.find(entry.id);
+                found != entries_.end() && has_parent_in(*found->second, service_plane))
+                services_before.insert(entry.id);
+
+        planes_.insert(d.plane);
+        for (auto const& dumped_entry : d.entries)
+        {
+            auto found = entries_.find(dumped_entry.id);
+            if (found == entries_.end())
+            {
+                auto const& class_name = dumped_entry.class_name.empty() ? std::string("IORegistryEntry")
+                                                                          : dumped_entry.class_name;
+                auto created = std::make_shared<registry_entry>(dumped_entry.id, class_name, dumped_entry.name,
+                                                                dumped_entry.location);
+                created->set_registered(true);
+                found = entries_.emplace(dumped_entry.id, std::move(created)).first;
+            }
+            else
+            {
+                // The same entry seen in another plane: a name or location that
+                // differs from its global one belongs to this plane.
+                auto& existing = *found->second;
+                if (!dumped_entry.name.empty() && dumped_entry.name != existing.name())
+                    existing.links_for(d.plane).name = dumped_entry.name;
+                if (dumped_entry.location && dumped_entry.location != existing.location())
+                    existing.links_for(d.plane).location = dumped_entry.location;
+            }
+            auto& entry = *found->second;
+            for (auto const& [key, property] : dumped_entry.properties)
+                entry.set_property(key, property);
+
+            auto const& chain = dumped_entry.class_chain;
+            if (!chain.empty() && chain.front() != entry.class_name())
+                classes_.add(entry.class_name(), chain.front());
+            for (std::size_t index = 0; index + 1 < chain.size(); ++index)
+                classes_.add(chain[index], chain[index + 1]);
+        }
+
+        for (auto const& [parent_id, child_id] : d.links)
+        {
+            auto& parent = *entries_.at(parent_id);
+            auto& child = *entries_.at(child_id);
+            auto const* links = child.links(d.plane);
+            if (links && std::ranges::find(links->parents, &parent) != links->parents.end())
+                continue;
+            // A link that would close a loop cannot come from a real registry; it
+            // is left out rather than making the plane unwalkable.
+            if (is_ancestor_or_self(child, parent, d.plane))
+                continue;
+            link(parent, child, d.plane);
+        }
+        for (auto const top_id : d.tops)
+        {
+            auto& top = *entries_.at(top_id);
+            if (&top != root_.get() && !has_parent_in(top, d.plane))
+                link(*root_, top, d.plane);
+        }
+        ++generation_;
+
+        for (auto const& entry : d.entries)
+            if (!services_before.contains(entry.id))
+                if (auto const found = entries_.find(entry.id);
+                    found != entries_.end() && found->second != root_ && has_parent_in(*found->second, service_plane))
+                    published.push_back(found->second);
+    }
+    notify(published, {});
+}
+
+bool registry_model::contains(entry_id id) const
+{
+    std::shared_lock lock(mutex_);
+    return entries_.contains(id);
+}
+
+std::size_t registry_model::entry_count() const
+{
+    std::shared_lock lock(mutex_);
+    return entries_.size();
+}
+
+void registry_model::add_observer(std::shared_ptr<registry_observer> observer)
+{
+    std::lock_guard lock(observers_mutex_);
+    observers_.push_back(std::move(observer));
+}
+
+void registry_model::remove_observer(registry_observer const* observer)
+{
+    std::lock_guard lock(observers_mutex_);
+    std::erase_if(observers_, [observer](auto const& held) { return held.get() == observer; });
+}
+
+void registry_model::notify(std::vector<std::shared_ptr<registry_entry>> const& published,
+                            std::vector<std::shared_ptr<registry_entry>> const& terminated)
+{
+    std::vector<std::shared_ptr<registry_observer>> observers;
+    {
+        std::lock_guard lock(observers_mutex_);
+        observers = observers_;
+    }
+    for (auto const& observer : observers)
+    {
+        for (auto const& entry : published)
+            observer->entry_published(entry);
+        for (auto const& entry : terminated)
+            observer->entry_terminated(entry);
+    }
+}
+
+std::shared_ptr<registry_entry> registry_model::find(entry_id id) const
+{
+    auto const found = entries_.find(id);
+    return found == entries_.end() ? nullptr : found->second;
+}
+
+bool registry_model::knows_plane(std::string_view plane) const
+{
+    return planes_.contains(plane);
+}
+
+registry_entry* registry_model::plane_top(std::string_view plane) const
+{
+    auto const* links = root_->links(plane);
+    return links && !links->children.empty() ? links->children.front() : nullptr;
+}
+
+bool registry_model::conforms(registry_entry const& entry, std::string_view class_name) const
+{
+    if (entry.visible_class_name() == class_name)
+        return true;
+    // A class the table does not know still derives from IOService when the entry
+    // is a service, and from IORegistryEntry otherwise.
+    auto const fallback = has_parent_in(entry, service_plane) ? "IOService" : "IORegistryEntry";
+    return classes_.conforms(entry.class_name(), class_name, fallback);
+}
+
+std::vector<std::shared_ptr<registry_entry>> registry_model::services() const
+{
+    std::vector<std::shared_ptr<registry_entry>> found;
+    std::unordered_set<registry_entry const*> seen{root_.get()};
+    std::vector<registry_entry*> pending;
+    auto const push_children = [&](registry_entry const& entry) {
+        if (auto const* links = entry.links(service_plane))
+            pending.insert(pending.end(), links->children.rbegin(), links->children.rend());
+    };
+    push_children(*root_);
+    while (!pending.empty())
+    {
+        auto* entry = pending.back();
+        pending.pop_back();
+        if (!seen.insert(entry).second)
+            continue;
+        found.push_back(std::static_pointer_cast<registry_entry>(entry->shared_from_this()));
+        push_children(*entry);
+    }
+    return found;
+}
+
+} // namespace plinth::sim::detail

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "sim/control/value.hpp"
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace plinth::sim::detail {
+
+class registry_entry;
+class registry_model;
+
+// A matching dictionary as the kernel applies it to one service:
+// - IOProviderClass: the service's class is it or derives from it;
+// - IONameMatch (a name or an array of names): any of them is the service's name,
+//   its "IOName", or one of its "name" / "compatible" strings;
+// - IOPropertyMatch (a dictionary or an array of them): any one is a subset of the
+//   service's properties; IOPropertyExistsMatch (a key or a collection of keys):
+//   any of the keys is present;
+// - IORegistryEntryID, "BSD Name", IOPathMatch, IOParentMatch (any ancestor in
+//   the service plane matches the nested dictionary);
+// - any other key is left to the service's family, which compares it with the
+//   property of that name (idVendor, VendorID…); a HID DeviceUsagePage /
+//   DeviceUsage also matches a pair of DeviceUsagePairs. Keys that only steer
+//   driver matching (IOMatchCategory, IOProbeScore, IOClass…) are ignored.
+class service_matcher
+{
+public:
+    explicit service_matcher(dictionary const& matching);
+
+    // Runs inside registry_model::read.
+    bool matches(registry_model const& model, registry_entry const& entry) const;
+
+private:
+    bool names_match(registry_entry const& entry) const;
+    bool usage_matches(registry_entry const& entry) const;
+    bool parent_matches(registry_model const& model, registry_entry const& entry) const;
+
+    bool impossible_ = false; // a criterion of a kind no service can satisfy
+    std::optional<std::string> provider_class_;
+    std::vector<std::string> names_;
+    std::vector<dictionary> property_subsets_;
+    std::vector<std::string> existing_keys_;
+    std::optional<number> entry_id_;
+    std::optional<std::string> bsd_name_;
+    std::optional<std::string> path_;
+    std::shared_ptr<service_matcher const> parent_;
+    dictionary usage_;
+    dictionary family_properties_;
+};
+
+} // namespace plinth::sim::detail
