@@ -1,0 +1,138 @@
+#include "sim/detail/cf_callbacks.hpp"
+
+#include "sim/detail/cf_checked.hpp"
+#include "sim/detail/cf_string.hpp"
+
+#include <CoreFoundation/CFString.h>
+
+#include <functional>
+#include <sstream>
+
+namespace plinth::sim::detail {
+namespace {
+
+template <typename CallBacks>
+cf_callbacks common_part(CallBacks const* callbacks) noexcept
+{
+    cf_callbacks result;
+    if (callbacks == nullptr)
+        return result;
+    result.retain = callbacks->retain;
+    result.release = callbacks->release;
+    result.copy_description = callbacks->copyDescription;
+    result.equal = callbacks->equal;
+    return result;
+}
+
+} // namespace
+
+cf_callbacks cf_callbacks::of(CFArrayCallBacks const* callbacks) noexcept
+{
+    return common_part(callbacks);
+}
+
+cf_callbacks cf_callbacks::of(CFDictionaryKeyCallBacks const* callbacks) noexcept
+{
+    auto result = common_part(callbacks);
+    if (callbacks != nullptr)
+        result.hash = callbacks->hash;
+    return result;
+}
+
+cf_callbacks cf_callbacks::of(CFDictionaryValueCallBacks const* callbacks) noexcept
+{
+    return common_part(callbacks);
+}
+
+cf_callbacks cf_callbacks::of(CFSetCallBacks const* callbacks) noexcept
+{
+    auto result = common_part(callbacks);
+    if (callbacks != nullptr)
+        result.hash = callbacks->hash;
+    return result;
+}
+
+CFArrayCallBacks cf_callbacks::as_array_callbacks() const noexcept
+{
+    return {0, retain, release, copy_description, equal};
+}
+
+CFDictionaryKeyCallBacks cf_callbacks::as_key_callbacks() const noexcept
+{
+    return {0, retain, release, copy_description, equal, hash};
+}
+
+CFDictionaryValueCallBacks cf_callbacks::as_value_callbacks() const noexcept
+{
+    return {0, retain, release, copy_description, equal};
+}
+
+void const* cf_callbacks::retain_value(void const* value) const
+{
+    return retain != nullptr ? retain(kCFAllocatorDefault, value) : value;
+}
+
+void cf_callbacks::release_value(void const* value) const
+{
+    if (release != nullptr)
+        release(kCFAllocatorDefault, value);
+}
+
+bool cf_callbacks::equal_values(void const* a, void const* b) const
+{
+    return a == b || (equal != nullptr && equal(a, b));
+}
+
+CFHashCode cf_callbacks::hash_value(void const* value) const
+{
+    return hash != nullptr ? hash(value) : std::hash<void const*>{}(value);
+}
+
+std::string cf_callbacks::describe(void const* value) const
+{
+    if (copy_description != nullptr)
+    {
+        if (CFStringRef const text = copy_description(value))
+        {
+            auto const* string = cf_checked<cf_string>(text, "copyDescription callback");
+            std::string result = string != nullptr ? string->utf8() : std::string();
+            CFRelease(text);
+            return result;
+        }
+    }
+    std::ostringstream out;
+    out << '<' << value << '>';
+    return out.str();
+}
+
+const void* cf_type_retain(CFAllocatorRef, const void* value)
+{
+    return CFRetain(value);
+}
+
+void cf_type_release(CFAllocatorRef, const void* value)
+{
+    CFRelease(value);
+}
+
+CFStringRef cf_type_copy_description(const void* value)
+{
+    return CFCopyDescription(value);
+}
+
+Boolean cf_type_equal(const void* a, const void* b)
+{
+    return CFEqual(a, b);
+}
+
+CFHashCode cf_type_hash(const void* value)
+{
+    return CFHash(value);
+}
+
+const void* cf_string_copy(CFAllocatorRef allocator, const void* value)
+{
+    return CFStringCreateCopy(allocator, static_cast<CFStringRef>(value));
+}
+
+} // namespace plinth::sim::detail
