@@ -1,0 +1,137 @@
+#include "support/sim_test.hpp"
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+class cf_array_test : public plinth::testing::sim_test
+{
+protected:
+    static CFNumberRef make_number(SInt32 value) { return CFNumberCreate(nullptr, kCFNumberSInt32Type, &value); }
+
+    static std::vector<SInt32> numbers_in(CFArrayRef array)
+    {
+        std::vector<SInt32> result;
+        for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
+        {
+            SInt32 value = 0;
+            CFNumberGetValue(static_cast<CFNumberRef>(CFArrayGetValueAtIndex(array, i)), kCFNumberSInt32Type, &value);
+            result.push_back(value);
+        }
+        return result;
+    }
+};
+
+TEST_F(cf_array_test, keeps_order_and_owns_its_values)
+{
+    CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
+    CFNumberRef numbers[3] = {make_number(10), make_number(20), make_number(30)};
+    CFArrayAppendValue(array, numbers[0]);
+    CFArrayAppendValue(array, numbers[2]);
+    CFArrayInsertValueAtIndex(array, 1, numbers[1]);
+    for (CFNumberRef n : numbers)
+    {
+        EXPECT_EQ(CFGetRetainCount(n), 2);
+        CFRelease(n);
+    }
+    EXPECT_EQ(numbers_in(array), (std::vector<SInt32>{10, 20, 30}));
+
+    CFArrayRemoveValueAtIndex(array, 0);
+    EXPECT_EQ(numbers_in(array), (std::vector<SInt32>{20, 30}));
+    EXPECT_EQ(plinth::sim::live_cf_objects(), 3u) << "the removed number is freed";
+
+    CFNumberRef replacement = make_number(25);
+    CFArraySetValueAtIndex(array, 0, replacement);
+    CFArraySetValueAtIndex(array, 2, replacement); // one past the end appends
+    CFRelease(replacement);
+    EXPECT_EQ(numbers_in(array), (std::vector<SInt32>{25, 30, 25}));
+
+    CFArrayRemoveAllValues(array);
+    EXPECT_EQ(CFArrayGetCount(array), 0);
+    EXPECT_EQ(plinth::sim::live_cf_objects(), 1u);
+    CFRelease(array);
+}
+
+TEST_F(cf_array_test, searches_and_walks_a_range)
+{
+    CFNumberRef two = make_number(2);
+    CFNumberRef values[] = {make_number(1), two, make_number(3), make_number(2)};
+    CFArrayRef array = CFArrayCreate(nullptr, reinterpret_cast<void const**>(values), 4, &kCFTypeArrayCallBacks);
+    for (CFNumberRef n : values)
+        CFRelease(n);
+
+    double const two_real = 2.0;
+    CFNumberRef two_as_real = CFNumberCreate(nullptr, kCFNumberFloat64Type, &two_real);
+    EXPECT_EQ(CFArrayGetFirstIndexOfValue(array, CFRangeMake(0, 4), two_as_real), 1) << "found by CFEqual";
+    EXPECT_EQ(CFArrayGetFirstIndexOfValue(array, CFRangeMake(2, 2), two_as_real), 3);
+    EXPECT_FALSE(CFArrayContainsValue(array, CFRangeMake(2, 1), two_as_real));
+    CFRelease(two_as_real);
+
+    SInt32 sum = 0;
+    CFArrayApplyFunction(
+        array, CFRangeMake(1, 3),
+        [](void const* value, void* context) {
+            SInt32 v = 0;
+            CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt32Type, &v);
+            *static_cast<SInt32*>(context) += v;
+        },
+        &sum);
+    EXPECT_EQ(sum, 7);
+
+    void const* middle[2] = {};
+    CFArrayGetValues(array, CFRangeMake(1, 2), middle);
+    EXPECT_EQ(middle[0], two);
+    CFRelease(array);
+}
+
+TEST_F(cf_array_test, equality_and_copies)
+{
+    CFNumberRef one = make_number(1);
+    void const* values[] = {one, CFSTR("s")};
+    CFArrayRef array = CFArrayCreate(nullptr, values, 2, &kCFTypeArrayCallBacks);
+    CFMutableArrayRef copy = CFArrayCreateMutableCopy(nullptr, 0, array);
+    EXPECT_TRUE(CFEqual(array, copy));
+    EXPECT_EQ(CFGetRetainCount(one), 3);
+
+    CFArrayAppendValue(copy, kCFBooleanFalse);
+    EXPECT_FALSE(CFEqual(array, copy));
+
+    void const* reversed_values[] = {CFSTR("s"), one};
+    CFArrayRef reversed = CFArrayCreate(nullptr, reversed_values, 2, &kCFTypeArrayCallBacks);
+    EXPECT_FALSE(CFEqual(array, reversed)) << "order matters";
+
+    for (CFTypeRef object : {CFTypeRef(one), CFTypeRef(array), CFTypeRef(copy), CFTypeRef(reversed)})
+        CFRelease(object);
+}
+
+TEST_F(cf_array_test, bad_indices_and_changes_to_immutable_arrays_are_misuse)
+{
+    CFArrayRef array = CFArrayCreate(nullptr, nullptr, 0, &kCFTypeArrayCallBacks);
+    EXPECT_EQ(CFArrayGetValueAtIndex(array, 0), nullptr);
+    CFArrayAppendValue(const_cast<CFMutableArrayRef>(array), CFSTR("x"));
+    CFArrayApplyFunction(array, CFRangeMake(0, 1), [](void const*, void*) {}, nullptr);
+    EXPECT_EQ(CFArrayGetCount(array), 0);
+    auto const reports = plinth::sim::misuse_reports();
+    ASSERT_EQ(reports.size(), 3u);
+    EXPECT_NE(reports[0].find("CFArrayGetValueAtIndex"), std::string::npos) << reports[0];
+    EXPECT_NE(reports[1].find("immutable"), std::string::npos) << reports[1];
+    EXPECT_NE(reports[2].find("range"), std::string::npos) << reports[2];
+    plinth::sim::clear_misuse_reports();
+    CFRelease(array);
+}
+
+TEST_F(cf_array_test, null_callbacks_hold_plain_pointers)
+{
+    static int a = 0, b = 0;
+    CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, nullptr);
+    CFArrayAppendValue(array, &a);
+    CFArrayAppendValue(array, &b);
+    EXPECT_EQ(CFArrayGetValueAtIndex(array, 1), &b);
+    EXPECT_EQ(CFArrayGetFirstIndexOfValue(array, CFRangeMake(0, 2), &b), 1);
+    CFRelease(array);
+}
+
+} // namespace

@@ -1,0 +1,158 @@
+#include "support/sim_test.hpp"
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <string>
+#include <vector>
+
+namespace {
+
+class cf_string_test : public plinth::testing::sim_test
+{
+protected:
+    static CFStringRef from_utf8(std::string const& text)
+    {
+        return CFStringCreateWithBytes(nullptr, reinterpret_cast<UInt8 const*>(text.data()),
+                                       static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false);
+    }
+
+    static CFStringRef from_bytes(std::vector<UInt8> const& bytes, CFStringEncoding encoding)
+    {
+        return CFStringCreateWithBytes(nullptr, bytes.data(), static_cast<CFIndex>(bytes.size()), encoding, false);
+    }
+
+    // The string as a C string in `encoding`, or "<failed>".
+    static std::string c_string(CFStringRef string, CFStringEncoding encoding = kCFStringEncodingUTF8)
+    {
+        char buffer[256];
+        return CFStringGetCString(string, buffer, sizeof buffer, encoding) ? buffer : "<failed>";
+    }
+};
+
+TEST_F(cf_string_test, utf8_text_round_trips_and_counts_utf16_units)
+{
+    // "Größe 😀": 7 characters, the emoji a surrogate pair in UTF-16.
+    std::string const text = "Gr\xC3\xB6\xC3\x9F" "e \xF0\x9F\x98\x80";
+    CFStringRef string = CFStringCreateWithCString(nullptr, text.c_str(), kCFStringEncodingUTF8);
+    ASSERT_NE(string, nullptr);
+    EXPECT_EQ(CFStringGetLength(string), 8);
+    EXPECT_EQ(c_string(string), text);
+    EXPECT_EQ(CFStringGetCharacterAtIndex(string, 2), u'\u00F6');
+    EXPECT_EQ(CFStringGetCharacterAtIndex(string, 6), 0xD83D);
+    EXPECT_EQ(CFStringGetCharacterAtIndex(string, 7), 0xDE00);
+    EXPECT_EQ(CFStringGetMaximumSizeForEncoding(CFStringGetLength(string), kCFStringEncodingUTF8), 24);
+    CFRelease(string);
+}
+
+TEST_F(cf_string_test, invalid_utf8_gives_no_string)
+{
+    for (std::string const bad : {"\xC3", "\xFF", "\xC0\xAF" /* overlong '/' */, "\xED\xA0\x80" /* surrogate */,
+                                  "ok\x80"})
+    {
+        EXPECT_EQ(CFStringCreateWithCString(nullptr, bad.c_str(), kCFStringEncodingUTF8), nullptr)
+            << "accepted " << bad.size() << " bytes";
+        EXPECT_EQ(from_utf8(bad), nullptr);
+    }
+}
+
+TEST_F(cf_string_test, byte_encodings_are_converted)
+{
+    CFStringRef latin1 = from_bytes({'c', 0xE9}, kCFStringEncodingISOLatin1);
+    CFStringRef mac_roman = from_bytes({'c', 0x8E}, kCFStringEncodingMacRoman);
+    CFStringRef euro = from_bytes({0xDB}, kCFStringEncodingMacRoman);
+    CFStringRef windows = from_bytes({0x80}, kCFStringEncodingWindowsLatin1);
+    CFStringRef utf16 = from_bytes({0xFF, 0xFE, 'c', 0, 0xE9, 0}, kCFStringEncodingUTF16);
+    CFStringRef utf16be = from_bytes({0, 'c', 0, 0xE9}, kCFStringEncodingUTF16BE);
+
+    EXPECT_EQ(c_string(latin1), "c\xC3\xA9");
+    EXPECT_TRUE(CFEqual(latin1, mac_roman));
+    EXPECT_TRUE(CFEqual(latin1, utf16)) << "the byte-order mark is consumed";
+    EXPECT_TRUE(CFEqual(latin1, utf16be));
+    EXPECT_EQ(c_string(euro), "\xE2\x82\xAC");
+    EXPECT_TRUE(CFEqual(euro, windows));
+
+    // ASCII has no byte above 0x7F.
+    EXPECT_EQ(from_bytes({'a', 0xE9}, kCFStringEncodingASCII), nullptr);
+    // An odd number of UTF-16 bytes, and an unpaired surrogate.
+    EXPECT_EQ(from_bytes({'a', 0, 'b'}, kCFStringEncodingUTF16LE), nullptr);
+    EXPECT_EQ(from_bytes({0x3D, 0xD8}, kCFStringEncodingUTF16LE), nullptr);
+
+    for (CFStringRef s : {latin1, mac_roman, euro, windows, utf16, utf16be})
+        CFRelease(s);
+}
+
+TEST_F(cf_string_test, c_strings_need_room_for_the_nul_and_a_form_in_the_encoding)
+{
+    CFStringRef string = CFSTR("abc");
+    char buffer[4] = {'x', 'x', 'x', 'x'};
+    EXPECT_FALSE(CFStringGetCString(string, buffer, 3, kCFStringEncodingUTF8)) << "no room for the NUL";
+    EXPECT_TRUE(CFStringGetCString(string, buffer, 4, kCFStringEncodingUTF8));
+    EXPECT_STREQ(buffer, "abc");
+
+    CFStringRef accented = CFStringCreateWithCString(nullptr, "caf\xC3\xA9", kCFStringEncodingUTF8);
+    EXPECT_EQ(c_string(accented, kCFStringEncodingISOLatin1), "caf\xE9");
+    EXPECT_EQ(c_string(accented, kCFStringEncodingMacRoman), "caf\x8E");
+    EXPECT_EQ(c_string(accented, kCFStringEncodingASCII), "<failed>");
+    CFStringRef snowman = CFStringCreateWithCString(nullptr, "\xE2\x98\x83", kCFStringEncodingUTF8);
+    EXPECT_EQ(c_string(snowman, kCFStringEncodingISOLatin1), "<failed>");
+    CFRelease(accented);
+    CFRelease(snowman);
+}
+
+TEST_F(cf_string_test, c_string_pointers_exist_where_the_bytes_need_no_conversion)
+{
+    CFStringRef accented = CFStringCreateWithCString(nullptr, "caf\xC3\xA9", kCFStringEncodingUTF8);
+    ASSERT_NE(CFStringGetCStringPtr(accented, kCFStringEncodingUTF8), nullptr);
+    EXPECT_STREQ(CFStringGetCStringPtr(accented, kCFStringEncodingUTF8), "caf\xC3\xA9");
+    EXPECT_EQ(CFStringGetCStringPtr(accented, kCFStringEncodingMacRoman), nullptr);
+    EXPECT_STREQ(CFStringGetCStringPtr(CFSTR("plain"), kCFStringEncodingASCII), "plain");
+    CFRelease(accented);
+}
+
+TEST_F(cf_string_test, embedded_nul_characters_are_kept)
+{
+    CFStringRef string = from_utf8(std::string("a\0b", 3));
+    EXPECT_EQ(CFStringGetLength(string), 3);
+    EXPECT_FALSE(CFEqual(string, CFSTR("a")));
+    CFRelease(string);
+}
+
+TEST_F(cf_string_test, comparison_orders_utf16_units)
+{
+    EXPECT_EQ(CFStringCompare(CFSTR("IOService"), CFSTR("IOUSB"), 0), kCFCompareLessThan);
+    EXPECT_EQ(CFStringCompare(CFSTR("b"), CFSTR("a"), 0), kCFCompareGreaterThan);
+    EXPECT_EQ(CFStringCompare(CFSTR("ab"), CFSTR("abc"), 0), kCFCompareLessThan);
+    EXPECT_EQ(CFStringCompare(CFSTR("IOUSBHostDevice"), CFSTR("iousbhostdevice"), kCFCompareCaseInsensitive),
+              kCFCompareEqualTo);
+    // U+FF61 sorts above U+1F600 in UTF-16 (0xFF61 > 0xD83D), below it in UTF-8.
+    CFStringRef halfwidth = CFStringCreateWithCString(nullptr, "\xEF\xBD\xA1", kCFStringEncodingUTF8);
+    CFStringRef emoji = CFStringCreateWithCString(nullptr, "\xF0\x9F\x98\x80", kCFStringEncodingUTF8);
+    EXPECT_EQ(CFStringCompare(halfwidth, emoji, 0), kCFCompareGreaterThan);
+    EXPECT_TRUE(CFStringHasPrefix(CFSTR("IOUSBHostDevice"), CFSTR("IOUSB")));
+    EXPECT_FALSE(CFStringHasSuffix(CFSTR("IOUSBHostDevice"), CFSTR("Host")));
+    CFRelease(halfwidth);
+    CFRelease(emoji);
+}
+
+TEST_F(cf_string_test, copies_of_immutable_strings_share_the_object)
+{
+    CFStringRef string = CFStringCreateWithCString(nullptr, "kept", kCFStringEncodingUTF8);
+    CFStringRef copy = CFStringCreateCopy(nullptr, string);
+    EXPECT_EQ(copy, string);
+    EXPECT_EQ(CFGetRetainCount(string), 2);
+    CFRelease(copy);
+    CFRelease(string);
+}
+
+TEST_F(cf_string_test, constant_strings_are_shared_across_calls)
+{
+    CFStringRef first = CFSTR("IORegistryEntryID");
+    CFStringRef again = CFSTR("IORegistryEntryID");
+    CFStringRef made = CFStringCreateWithCString(nullptr, "IORegistryEntryID", kCFStringEncodingUTF8);
+    EXPECT_EQ(first, again);
+    EXPECT_NE(first, made);
+    EXPECT_TRUE(CFEqual(first, made));
+    CFRelease(made);
+}
+
+} // namespace
