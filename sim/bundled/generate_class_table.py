@@ -1,0 +1,170 @@
+#!/usr/bin/env python3
+"""Writes sim/detail/builtin_classes.cpp, the class table of the simulated I/O Kit.
+
+The table links every class to its direct superclass, which is what
+IOObjectConformsTo and IOObjectCopySuperclassForClass walk. It comes from the
+class chains that `ioreg -i` printed on real Macs (root class first, lines
+`+-o name class: A:B:C`), plus the classes those listings lack, each written
+below with where it comes from. Where two macOS releases disagree about a
+superclass, the newest release wins.
+
+Run by hand from the repository root (python 3, standard library only), with
+the folder of the chain listings as its argument:
+
+    python3 sim/bundled/generate_class_table.py ../shared/ioreg
+
+It also reads the bundled registry next to it and refuses to write a table that
+lacks a class the registry uses. Commit the .cpp it writes.
+"""
+
+import pathlib
+import plistlib
+import re
+import sys
+
+# Newest release first: the first listing that names a class decides its superclass.
+CHAIN_FILES = (
+    "macos13-m1pro-macbookpro18,3-class-chains.txt",  # macOS 13.1, Apple Silicon (M1 Pro)
+    "macos11-m1-macbookair10,1-class-chains.txt",     # macOS 11.2.3, Apple Silicon (M1)
+    "macos11-intel-t2-macbookair9,1-class-chains.txt",  # macOS 11.0.1, Intel with T2
+)
+
+ROOT_CLASS = "OSObject"
+
+# Classes the listings lack, as (class, superclass, where it comes from).
+ADDITIONS = (
+    ("IORegistryEntry", "OSObject", "xnu IORegistryEntry.h; the listings start below OSObject"),
+    # The USB stack since 10.11.
+    ("AppleUSBDevice", "IOUSBHostDevice", "inferred: Intel device entries conform to IOUSBDevice"),
+    ("AppleUSBInterface", "IOUSBHostInterface", "inferred: the interface twin of AppleUSBDevice"),
+    ("AppleUSBRootHubDevice", "IOUSBRootHubDevice", "inferred: its IOClassNameOverride names that class"),
+    # IOUSBFamily up to 10.10, where it does not clash with the newer stack.
+    ("AppleUSBEHCI", "IOUSBControllerV3", "IOUSBFamily-560.4.2 AppleUSBEHCI.h"),
+    ("IOUSBHIDDriver", "IOHIDDevice", "IOUSBFamily-560.4.2 IOUSBHIDDriver.h"),
+    # Serial ports, HID, audio and video.
+    ("IOModemSerialStreamSync", "IOSerialStreamSync", "IOSerialFamily IOModemSerialStreamSync.h"),
+    ("IOUSBHostHIDDevice", "IOHIDDevice", "MacOSX11.3 SDK Kernel.framework IOUSBHostHIDDevice.h"),
+    ("IOAudioEngine", "IOService", "IOAudioFamily IOAudioEngine.h"),
+    ("IOAudioStream", "IOService", "IOAudioFamily IOAudioStream.h"),
+    ("IOAudioControl", "IOService", "IOAudioFamily IOAudioControl.h"),
+    ("IOAudioLevelControl", "IOAudioControl", "IOAudioFamily IOAudioLevelControl.h"),
+    ("IOAudioToggleControl", "IOAudioControl", "IOAudioFamily IOAudioToggleControl.h"),
+    ("IOAudioSelectorControl", "IOAudioControl", "IOAudioFamily IOAudioSelectorControl.h"),
+    ("IOVideoDevice", "IOService", "MacOSX10.x SDK Kernel.framework IOVideoDevice.h"),
+    ("IOFDiskPartitionScheme", "IOPartitionScheme", "IOStorageFamily IOFDiskPartitionScheme.h"),
+    # Classes of the bundled registry that the listings lack.
+    ("AppleIntelCNLUSBXHCI", "AppleIntelUSBXHCI", "inferred: the Cannon Lake sibling of AppleIntelICLUSBXHCI"),
+    ("AppleUSBXHCITR", "AppleUSBXHCIPCI", "inferred: Titan Ridge XHCI, a PCI XHCI controller"),
+    ("AppleGFXHDA8086_A348Controller", "AppleGFXHDA8086_9D71Controller",
+     "inferred: the Cannon Lake sibling of AppleGFXHDA8086_38C8Controller"),
+    ("AppleGFXHDAA348Driver", "AppleGFXHDADriver", "inferred: the Cannon Lake sibling of AppleGFXHDA38C8Driver"),
+    ("AppleGFXHDAEngineOutputDP", "IOAudioEngine", "inferred: the output engine of an IOAudioDevice"),
+    ("AppleUSBACMControl", "IOService", "inferred: a plain driver of the CDC control interface"),
+    ("AppleUSBACMData", "IOSerialDriverSync", "inferred: it publishes an IOModemSerialStreamSync"),
+    ("AppleBCM5701Ethernet", "IOEthernetController", "inferred: a wired Ethernet driver"),
+    ("AppleDisplay", "IODisplay", "inferred: the display of a framebuffer connection"),
+    ("AppleHPET", "IOService", "inferred: a timer driver on its ACPI node"),
+    ("IOUserSerialUserClient", "IOUserClient", "inferred: the user client of IOUserSerial"),
+)
+
+CHAIN_LINE = re.compile(r"\+-o .* class: (\S+)\s*$")
+
+
+def read_chains(path):
+    """Class -> superclass as one listing shows it."""
+    links = {}
+    for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), start=1):
+        match = CHAIN_LINE.search(line)
+        if not match:
+            continue
+        chain = match.group(1).split(":")
+        for index, name in enumerate(chain):
+            superclass = chain[index - 1] if index else None
+            if superclass is None:
+                continue
+            known = links.get(name)
+            if known is not None and known != superclass:
+                sys.exit(f"{path.name}:{number}: {name} derives from both {known} and {superclass}")
+            links[name] = superclass
+    return links
+
+
+def build_table(chain_folder):
+    table = {}
+    for file_name in CHAIN_FILES:
+        for name, superclass in read_chains(chain_folder / file_name).items():
+            table.setdefault(name, superclass)
+    for name, superclass, _source in ADDITIONS:
+        known = table.setdefault(name, superclass)
+        if known != superclass:
+            sys.exit(f"addition {name} -> {superclass} clashes with the listings' {known}")
+    table[ROOT_CLASS] = ""
+    return table
+
+
+def check_table(table):
+    for name in table:
+        seen = set()
+        current = name
+        while current != ROOT_CLASS:
+            if current in seen:
+                sys.exit(f"{name}: superclass cycle through {current}")
+            seen.add(current)
+            if current not in table:
+                sys.exit(f"{name}: superclass {current} is not in the table")
+            current = table[current]
+
+
+def registry_classes(folder):
+    classes = set()
+
+    def walk(node):
+        classes.add(node["IOObjectClass"])
+        for child in node.get("IORegistryEntryChildren", ()):
+            walk(child)
+
+    for dump in sorted(folder.glob("*.xml")):
+        with dump.open("rb") as stream:
+            walk(plistlib.load(stream))
+    return classes
+
+
+def write_source(table, path):
+    rows = "\n".join(f'    {{"{name}", "{table[name]}"}},' for name in sorted(table))
+    path.write_text(f"""// Generated by sim/bundled/generate_class_table.py from real `ioreg -i` class chains; do not edit.
+#include "sim/detail/builtin_classes.hpp"
+
+namespace plinth::sim::detail {{
+namespace {{
+
+constexpr class_link links[] = {{
+{rows}
+}};
+
+}} // namespace
+
+std::span<class_link const> builtin_class_links() noexcept
+{{
+    return links;
+}}
+
+}} // namespace plinth::sim::detail
+""", encoding="utf-8")
+
+
+def main():
+    if len(sys.argv) != 2:
+        sys.exit("usage: generate_class_table.py <folder of *-class-chains.txt>")
+    here = pathlib.Path(__file__).resolve().parent
+    table = build_table(pathlib.Path(sys.argv[1]))
+    check_table(table)
+    missing = sorted(registry_classes(here) - table.keys())
+    if missing:
+        sys.exit("the bundled registry uses classes the table lacks: " + ", ".join(missing))
+    target = here.parent / "detail" / "builtin_classes.cpp"
+    write_source(table, target)
+    print(f"{len(table)} classes written to {target}")
+
+
+if __name__ == "__main__":
+    main()
