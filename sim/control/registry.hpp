@@ -39,8 +39,11 @@ void attach(entry_id child, entry_id parent, std::string const& plane,
 void set_property(entry_id id, std::string const& key, value v);
 void remove_property(entry_id id, std::string const& key);
 
-// Takes the entry and its descendants in every plane that no other parent holds
-// out of the registry, as a terminated service leaves it.
+// Takes the entry out of the registry, with each descendant that no other parent
+// holds in the plane that links it, as a terminated service leaves it: a service
+// whose every provider goes goes too, whatever holds it in other planes. Entries
+// that stay lose their links to those that go. Throws std::invalid_argument for an
+// unknown ID or the root.
 void remove_entry(entry_id id);
 
 // Adds `class_name` with its superclass to the class table that IOObjectConformsTo uses.

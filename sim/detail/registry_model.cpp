@@ -184,15 +184,14 @@ void registry_model::remove_entry(entry_id id)
         if (&entry == root_.get())
             throw std::invalid_argument("remove_entry: the root entry cannot be removed");
 
-        // A descendant goes too when every parent it has, in any plane, goes.
+        // A descendant goes too when, in the plane that links it below a doomed
+        // entry, every parent it has there goes: a service whose last provider
+        // terminates terminates with it, whatever holds it in other planes.
         std::vector<registry_entry*> doomed{&entry};
         std::unordered_set<registry_entry*> doomed_set{&entry};
-        auto const all_parents_doomed = [&](registry_entry const& candidate) {
-            for (auto const& [plane, links] : candidate.all_links())
-                for (auto* parent : links.parents)
-                    if (!doomed_set.contains(parent))
-                        return false;
-            return true;
+        auto const all_parents_doomed = [&](registry_entry const& candidate, std::string_view plane) {
+            return std::ranges::all_of(candidate.links(plane)->parents,
+                                       [&](registry_entry* parent) { return doomed_set.contains(parent); });
         };
         for (bool grew = true; grew;)
         {
@@ -200,7 +199,7 @@ void registry_model::remove_entry(entry_id id)
             for (std::size_t index = 0; index < doomed.size(); ++index)
                 for (auto const& [plane, links] : doomed[index]->all_links())
                     for (auto* child : links.children)
-                        if (!doomed_set.contains(child) && all_parents_doomed(*child))
+                        if (!doomed_set.contains(child) && all_parents_doomed(*child, plane))
                         {
                             doomed.push_back(child);
                             doomed_set.insert(child);

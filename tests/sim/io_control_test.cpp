@@ -1,0 +1,130 @@
+#include "io_registry_support.hpp"
+#include "support/sim_test.hpp"
+
+#include "sim/control/loaders.hpp"
+
+#include <IOKit/IOKitLib.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <stdexcept>
+
+using namespace plinth::testing::io;
+namespace sim = plinth::sim;
+using strings = std::vector<std::string>;
+
+namespace {
+
+class io_control : public plinth::testing::sim_test
+{
+protected:
+    static sim::dump service_dump()
+    {
+        sim::dump d;
+        d.plane = "IOService";
+        d.entries = {
+            {sim::root_entry_id, "IORegistryEntry", "Root", {}, {{"IOKitBuildVersion", std::string("Darwin")}}, {}},
+            {0x100000200, "IOPlatformExpertDevice", "Macmini9,1", {}, {}, {}},
+            {0x100000201, "AppleVendorBridge", "bridge", std::string("3"), {{"a", sim::make_number(1)}},
+             {"AppleVendorBridge", "IOPCIBridge", "IOService", "IORegistryEntry", "OSObject"}},
+            {0x100000202, "IOService", "shared", {}, {}, {}},
+        };
+        d.links = {{sim::root_entry_id, 0x100000200},
+                   {0x100000200, 0x100000201},
+                   {0x100000200, 0x100000202},
+                   {0x100000201, 0x100000202}};
+        d.tops = {sim::root_entry_id};
+        return d;
+    }
+};
+
+TEST_F(io_control, add_entry_and_attach_refuse_what_a_registry_cannot_hold)
+{
+    EXPECT_THROW(sim::add_entry({"IOService", "", {}, {}, {}}, 0x42), std::invalid_argument);
+    auto const a = sim::add_entry({"IOService", "A", {}, {}, {}}, sim::root_entry_id);
+    EXPECT_THROW(sim::add_entry({"IOService", "Again", {}, {}, a}, sim::root_entry_id), std::invalid_argument);
+    EXPECT_THROW(sim::add_entry({"", "Classless", {}, {}, {}}, sim::root_entry_id), std::invalid_argument);
+    auto const b = sim::add_entry({"IOService", "B", {}, {}, {}}, a);
+    EXPECT_THROW(sim::attach(a, b, "IOService"), std::invalid_argument) << "a loop";
+    EXPECT_THROW(sim::remove_entry(sim::root_entry_id), std::invalid_argument);
+    EXPECT_THROW(sim::set_property(0x42, "k", true), std::invalid_argument);
+    EXPECT_NE(a, b);
+    EXPECT_EQ(sim::entry_count(), 3u);
+}
+
+TEST_F(io_control, merge_adds_entries_links_properties_and_class_chains)
+{
+    sim::merge(service_dump());
+    EXPECT_EQ(sim::entry_count(), 4u);
+    auto const bridge = find_entry(0x100000201);
+    EXPECT_EQ(path_of(bridge.get(), kIOServicePlane), "IOService:/bridge@3");
+    EXPECT_TRUE(IOObjectConformsTo(bridge.get(), "IOPCIBridge")) << "the dump's chain joins the class table";
+    handle parents;
+    IORegistryEntryGetParentIterator(find_entry(0x100000202).get(), kIOServicePlane, parents.out());
+    EXPECT_EQ(drain_names(parents.get()), (strings{"Macmini9,1", "bridge"}));
+    handle const root(IORegistryGetRootEntry(kIOMainPortDefault));
+    plinth::testing::io::cf const version(
+        IORegistryEntryCreateCFProperty(root.get(), CFSTR("IOKitBuildVersion"), nullptr, 0));
+    EXPECT_EQ(text_of(version.get()), "Darwin") << "the dump's Root is the registry's root";
+
+    // A second plane of the same machine: same IDs, its own names and links.
+    sim::dump power;
+    power.plane = "IOPower";
+    power.entries = {{0x100000201, "AppleVendorBridge", "bridge-power", std::string("3"), {{"b", true}}, {}}};
+    power.tops = {0x100000201};
+    sim::merge(power);
+    EXPECT_EQ(sim::entry_count(), 4u);
+    io_name_t name;
+    IORegistryEntryGetNameInPlane(bridge.get(), kIOPowerPlane, name);
+    EXPECT_STREQ(name, "bridge-power");
+    EXPECT_EQ(name_of(bridge.get()), "bridge");
+    EXPECT_EQ(path_of(bridge.get(), kIOPowerPlane), "IOPower:/");
+    plinth::testing::io::cf const both(IORegistryEntryCreateCFProperty(bridge.get(), CFSTR("a"), nullptr, 0));
+    EXPECT_TRUE(both) << "properties merge";
+
+    sim::merge(service_dump());
+    handle again;
+    IORegistryEntryGetParentIterator(find_entry(0x100000202).get(), kIOServicePlane, again.out());
+    EXPECT_EQ(drain_names(again.get()).size(), 2u) << "merging twice adds no links";
+}
+
+TEST_F(io_control, a_dump_with_a_dangling_link_changes_nothing)
+{
+    auto d = service_dump();
+    d.links.emplace_back(0x100000201, 0x1000009ff);
+    EXPECT_THROW(sim::merge(d), std::invalid_argument);
+    EXPECT_EQ(sim::entry_count(), 1u);
+}
+
+TEST_F(io_control, the_bundled_registry_loads)
+{
+    sim::load_bundled_registry();
+    EXPECT_GE(sim::entry_count(), 300u);
+    handle iterator;
+    ASSERT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, IOServiceMatching("IOUSBHostDevice"), iterator.out()),
+              KERN_SUCCESS);
+    EXPECT_FALSE(drain_names(iterator.get()).empty());
+}
+
+TEST_F(io_control, every_shared_dump_loads_with_all_its_entries)
+{
+    std::filesystem::path const folder(PLINTH_SHARED_IOREG_DIR);
+    if (!std::filesystem::exists(folder))
+        GTEST_SKIP() << "no shared dumps at " << folder;
+    for (auto const& file : std::filesystem::directory_iterator(folder))
+    {
+        if (file.path().extension() != ".txt" || file.path().filename().string().find("class-chains") != std::string::npos)
+            continue;
+        SCOPED_TRACE(file.path().filename().string());
+        auto const d = sim::read_dump_file(file.path());
+        sim::reset_registry();
+        sim::merge(d);
+        bool const has_root = std::ranges::any_of(d.entries, [](auto const& e) { return e.id == sim::root_entry_id; });
+        EXPECT_EQ(sim::entry_count(), d.entries.size() + (has_root ? 0 : 1));
+        handle iterator;
+        IORegistryCreateIterator(kIOMainPortDefault, d.plane.c_str(), kIORegistryIterateRecursively, iterator.out());
+        EXPECT_EQ(drain_names(iterator.get()).size() + 1, sim::entry_count()) << "every entry hangs below the root";
+    }
+}
+
+} // namespace

@@ -1,0 +1,164 @@
+#include "io_registry_support.hpp"
+#include "support/sim_test.hpp"
+
+#include <IOKit/IOBSD.h>
+#include <IOKit/IOKitLib.h>
+
+#include <string>
+#include <vector>
+
+using namespace plinth::testing::io;
+namespace sim = plinth::sim;
+using strings = std::vector<std::string>;
+
+namespace {
+
+class io_matching : public plinth::testing::sim_test
+{
+protected:
+    void SetUp() override
+    {
+        sim_test::SetUp();
+        m = sample_machine::build();
+    }
+
+    // The names of the services a dictionary matches; the dictionary is consumed.
+    static strings matches(CFDictionaryRef matching)
+    {
+        handle iterator;
+        EXPECT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, matching, iterator.out()), KERN_SUCCESS);
+        return drain_names(iterator.get());
+    }
+
+    static CFMutableDictionaryRef with(CFMutableDictionaryRef matching, char const* key, CFTypeRef value)
+    {
+        CFDictionarySetValue(matching, string(key).get(), value);
+        return matching;
+    }
+
+    static plinth::testing::io::cf number(SInt64 value, CFNumberType type = kCFNumberSInt32Type)
+    {
+        return plinth::testing::io::cf(CFNumberCreate(nullptr, type, &value));
+    }
+
+    sample_machine m;
+};
+
+TEST_F(io_matching, matching_dictionaries_have_apples_shape)
+{
+    plinth::testing::io::cf const by_class(IOServiceMatching("IOUSBHostDevice"));
+    EXPECT_EQ(text_of(CFDictionaryGetValue(by_class.as<CFDictionaryRef>(), CFSTR(kIOProviderClassKey))),
+              "IOUSBHostDevice");
+    plinth::testing::io::cf const by_name(IOServiceNameMatching("XHC1"));
+    EXPECT_EQ(text_of(CFDictionaryGetValue(by_name.as<CFDictionaryRef>(), CFSTR(kIONameMatchKey))), "XHC1");
+    plinth::testing::io::cf const by_bsd(IOBSDNameMatching(kIOMainPortDefault, 0, "disk0"));
+    EXPECT_EQ(text_of(CFDictionaryGetValue(by_bsd.as<CFDictionaryRef>(), CFSTR(kIOBSDNameKey))), "disk0");
+
+    plinth::testing::io::cf const by_id(IORegistryEntryIDMatching(0x100000123));
+    auto const id = CFDictionaryGetValue(by_id.as<CFDictionaryRef>(), CFSTR(kIORegistryEntryIDKey));
+    ASSERT_NE(id, nullptr);
+    EXPECT_EQ(CFNumberGetType(static_cast<CFNumberRef>(id)), kCFNumberSInt64Type);
+}
+
+TEST_F(io_matching, class_matching_follows_conformance_in_registry_order)
+{
+    EXPECT_EQ(matches(IOServiceMatching("IOPCIDevice")), (strings{"XHC1", "pci8086,a0ed"}));
+    EXPECT_EQ(matches(IOServiceMatching("IOUSBDevice")), strings{"Keyboard"}) << "IOUSBHostDevice derives from it";
+    EXPECT_EQ(matches(IOServiceMatching("IOHIDDevice")), strings{"Keyboard"});
+    EXPECT_EQ(matches(IOServiceMatching("IOService")).size(), 9u) << "every service, the root excluded";
+    EXPECT_EQ(matches(IOServiceMatching("AppleSharedTimer")), strings{"Timer"}) << "an unknown class is itself";
+}
+
+TEST_F(io_matching, no_match_is_success_without_an_iterator)
+{
+    io_iterator_t iterator = 0xdead;
+    EXPECT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, IOServiceMatching("IOSerialBSDClient"), &iterator),
+              KERN_SUCCESS);
+    EXPECT_EQ(iterator, IO_OBJECT_NULL);
+    EXPECT_EQ(IOServiceGetMatchingService(kIOMainPortDefault, IOServiceMatching("IOSerialBSDClient")),
+              IO_OBJECT_NULL);
+    EXPECT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, nullptr, &iterator), kIOReturnBadArgument);
+}
+
+TEST_F(io_matching, the_dictionary_loses_exactly_one_reference)
+{
+    auto const matching = IOServiceMatching("IOPCIDevice");
+    CFRetain(matching);
+    handle iterator;
+    ASSERT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, matching, iterator.out()), KERN_SUCCESS);
+    EXPECT_EQ(CFGetRetainCount(matching), 1);
+    CFRetain(matching);
+    handle const first(IOServiceGetMatchingService(kIOMainPortDefault, matching));
+    EXPECT_EQ(name_of(first.get()), "XHC1");
+    EXPECT_EQ(CFGetRetainCount(matching), 1);
+    CFRelease(matching);
+}
+
+TEST_F(io_matching, by_registry_entry_id_name_and_bsd_name)
+{
+    handle const keyboard(IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(m.keyboard)));
+    EXPECT_EQ(id_of(keyboard.get()), m.keyboard);
+    EXPECT_EQ(matches(IORegistryEntryIDMatching(0x1)), strings{});
+    EXPECT_EQ(matches(IORegistryEntryIDMatching(m.power_root)), strings{}) << "not a service";
+
+    EXPECT_EQ(matches(IOServiceNameMatching("HS01")), strings{"HS01"});
+    sim::set_property(m.lpc, "compatible", sim::data{'p', 'c', 'i', '1', 0, 'l', 'p', 'c', 0});
+    EXPECT_EQ(matches(IOServiceNameMatching("lpc")), strings{"pci8086,a0ed"});
+
+    sim::set_property(m.hid, kIOBSDNameKey, std::string("hid0"));
+    EXPECT_EQ(matches(IOBSDNameMatching(kIOMainPortDefault, 0, "hid0")), strings{"Keyboard"});
+}
+
+TEST_F(io_matching, property_match_is_a_subset_and_numbers_compare_by_their_bits)
+{
+    auto const vendor = number(0x05ac);
+    plinth::testing::io::cf const subset(
+        CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    CFDictionarySetValue(subset.as<CFMutableDictionaryRef>(), CFSTR("idVendor"), vendor.get());
+    EXPECT_EQ(matches(with(IOServiceMatching("IOService"), kIOPropertyMatchKey, subset.get())), strings{"Keyboard"});
+
+    auto const wide = number(0x1234567890, kCFNumberSInt64Type);
+    EXPECT_EQ(matches(with(IOServiceMatching("IOUSBHostDevice"), "sessionID", wide.get())), strings{"Keyboard"});
+    auto const other_vendor = number(0x05ad);
+    EXPECT_EQ(matches(with(IOServiceMatching("IOUSBHostDevice"), "idVendor", other_vendor.get())), strings{});
+
+    sim::set_property(m.lpc, "mask", sim::number{0xFFFFFFFF, 32});
+    auto const minus_one = number(-1);
+    EXPECT_EQ(matches(with(IOServiceMatching("IOService"), "mask", minus_one.get())), strings{"pci8086,a0ed"});
+    auto const minus_one_wide = number(-1, kCFNumberSInt64Type);
+    EXPECT_EQ(matches(with(IOServiceMatching("IOService"), "mask", minus_one_wide.get())), strings{});
+}
+
+TEST_F(io_matching, property_exists_and_hid_usage_pairs)
+{
+    EXPECT_EQ(matches(with(IOServiceMatching("IOService"), kIOPropertyExistsMatchKey, CFSTR("vendor-id"))),
+              strings{"XHC1"});
+
+    auto const consumer_page = number(12);
+    auto const usage = number(1);
+    auto const matching = with(IOServiceMatching("IOHIDDevice"), "DeviceUsagePage", consumer_page.get());
+    EXPECT_EQ(matches(with(matching, "DeviceUsage", usage.get())), strings{"Keyboard"})
+        << "a secondary usage pair matches";
+    auto const mouse_usage = number(2);
+    auto const mouse = with(IOServiceMatching("IOHIDDevice"), "DeviceUsagePage", usage.get());
+    EXPECT_EQ(matches(with(mouse, "DeviceUsage", mouse_usage.get())), strings{});
+}
+
+TEST_F(io_matching, parent_match_looks_up_the_provider_chain)
+{
+    auto const parent = IOServiceMatching("IOPCIBridge");
+    EXPECT_EQ(matches(with(IOServiceMatching("IOHIDDevice"), kIOParentMatchKey, parent)), strings{"Keyboard"});
+    CFRelease(parent);
+}
+
+TEST_F(io_matching, a_value_that_is_not_a_dictionary_is_refused_and_consumed)
+{
+    io_iterator_t iterator = 0xdead;
+    auto const not_a_dictionary = CFStringCreateWithCString(nullptr, "IOService", kCFStringEncodingUTF8);
+    EXPECT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, reinterpret_cast<CFDictionaryRef>(not_a_dictionary),
+                                           &iterator),
+              kIOReturnBadArgument);
+    EXPECT_EQ(iterator, IO_OBJECT_NULL);
+}
+
+} // namespace

@@ -1,0 +1,187 @@
+#include "io_registry_support.hpp"
+#include "support/sim_test.hpp"
+
+#include <IOKit/IOKitLib.h>
+
+#include <string>
+#include <vector>
+
+using namespace plinth::testing::io;
+using strings = std::vector<std::string>;
+namespace sim = plinth::sim;
+
+namespace {
+
+class io_navigation : public plinth::testing::sim_test
+{
+protected:
+    void SetUp() override
+    {
+        sim_test::SetUp();
+        m = sample_machine::build();
+    }
+
+    strings children(sim::entry_id id, char const* plane, char const* of_plane = "IOService")
+    {
+        auto const entry = find_entry(id, of_plane);
+        handle iterator;
+        EXPECT_EQ(IORegistryEntryGetChildIterator(entry.get(), plane, iterator.out()), KERN_SUCCESS);
+        return drain_names(iterator.get());
+    }
+
+    strings parents(sim::entry_id id, char const* plane)
+    {
+        auto const entry = find_entry(id);
+        handle iterator;
+        EXPECT_EQ(IORegistryEntryGetParentIterator(entry.get(), plane, iterator.out()), KERN_SUCCESS);
+        return drain_names(iterator.get());
+    }
+
+    sample_machine m;
+};
+
+TEST_F(io_navigation, children_and_parents_in_attach_order_per_plane)
+{
+    EXPECT_EQ(children(sim::root_entry_id, kIOServicePlane), strings{"J274AP"});
+    EXPECT_EQ(children(m.platform, kIOServicePlane), (strings{"AppleARMPE", "PCI0"}));
+    EXPECT_EQ(children(m.pci, kIOServicePlane), (strings{"XHC1", "pci8086,a0ed", "Timer"}));
+    EXPECT_EQ(children(sim::root_entry_id, kIOPowerPlane), strings{"IOPMrootDomain"});
+    EXPECT_EQ(children(m.xhc, kIOUSBPlane), strings{"Keyboard"});
+    EXPECT_EQ(children(m.keyboard, kIOPowerPlane), strings{});
+    EXPECT_EQ(parents(m.keyboard, kIOPowerPlane), strings{"IOPMrootDomain"});
+    EXPECT_EQ(parents(m.keyboard, kIOServicePlane), strings{"HS01"});
+}
+
+TEST_F(io_navigation, an_entry_with_two_parents_is_one_entry_under_both)
+{
+    EXPECT_EQ(parents(m.timer, kIOServicePlane), (strings{"PCI0", "XHC1"}));
+    EXPECT_EQ(children(m.xhc, kIOServicePlane), (strings{"HS01", "Timer"}));
+    auto const timer = find_entry(m.timer);
+    handle first_parent;
+    ASSERT_EQ(IORegistryEntryGetParentEntry(timer.get(), kIOServicePlane, first_parent.out()), KERN_SUCCESS);
+    EXPECT_EQ(id_of(first_parent.get()), m.pci);
+
+    sim::remove_entry(m.pci);
+    EXPECT_FALSE(sim::contains(m.timer)) << "both of its parents are gone";
+}
+
+TEST_F(io_navigation, a_child_that_another_parent_holds_survives_removal)
+{
+    sim::remove_entry(m.xhc);
+    EXPECT_TRUE(sim::contains(m.timer));
+    EXPECT_FALSE(sim::contains(m.keyboard));
+    EXPECT_EQ(parents(m.timer, kIOServicePlane), strings{"PCI0"});
+    EXPECT_EQ(children(sim::root_entry_id, kIOUSBPlane), strings{});
+}
+
+TEST_F(io_navigation, no_parent_or_child_is_no_device_and_a_null_handle)
+{
+    handle root(IORegistryGetRootEntry(kIOMainPortDefault));
+    io_registry_entry_t parent = 0xdead;
+    EXPECT_EQ(IORegistryEntryGetParentEntry(root.get(), kIOServicePlane, &parent), kIOReturnNoDevice);
+    EXPECT_EQ(parent, IO_OBJECT_NULL);
+
+    auto const lpc = find_entry(m.lpc);
+    io_registry_entry_t child = 0xdead;
+    EXPECT_EQ(IORegistryEntryGetChildEntry(lpc.get(), kIOServicePlane, &child), kIOReturnNoDevice);
+    EXPECT_EQ(child, IO_OBJECT_NULL);
+}
+
+TEST_F(io_navigation, an_unknown_plane_gives_no_iterator_and_success)
+{
+    handle root(IORegistryGetRootEntry(kIOMainPortDefault));
+    io_iterator_t iterator = 0xdead;
+    EXPECT_EQ(IORegistryEntryGetChildIterator(root.get(), "IONoSuchPlane", &iterator), KERN_SUCCESS);
+    EXPECT_EQ(iterator, IO_OBJECT_NULL);
+    EXPECT_EQ(IORegistryCreateIterator(kIOMainPortDefault, "IONoSuchPlane", 0, &iterator), KERN_SUCCESS);
+    EXPECT_EQ(iterator, IO_OBJECT_NULL);
+}
+
+TEST_F(io_navigation, in_plane_means_having_a_parent_there)
+{
+    auto const keyboard = find_entry(m.keyboard);
+    EXPECT_TRUE(IORegistryEntryInPlane(keyboard.get(), kIOServicePlane));
+    EXPECT_TRUE(IORegistryEntryInPlane(keyboard.get(), kIOPowerPlane));
+    EXPECT_FALSE(IORegistryEntryInPlane(keyboard.get(), kIODeviceTreePlane));
+    handle root(IORegistryGetRootEntry(kIOMainPortDefault));
+    EXPECT_FALSE(IORegistryEntryInPlane(root.get(), kIOServicePlane));
+}
+
+TEST_F(io_navigation, names_and_locations_fall_back_from_plane_to_global)
+{
+    auto const keyboard = find_entry(m.keyboard);
+    io_name_t text;
+    ASSERT_EQ(IORegistryEntryGetNameInPlane(keyboard.get(), kIOUSBPlane, text), KERN_SUCCESS);
+    EXPECT_STREQ(text, "Keyboard");
+    ASSERT_EQ(IORegistryEntryGetLocationInPlane(keyboard.get(), kIOUSBPlane, text), KERN_SUCCESS);
+    EXPECT_STREQ(text, "1");
+    ASSERT_EQ(IORegistryEntryGetLocationInPlane(keyboard.get(), kIOServicePlane, text), KERN_SUCCESS);
+    EXPECT_STREQ(text, "14100000");
+
+    auto const arm_pe = find_entry(m.arm_pe);
+    EXPECT_EQ(name_of(arm_pe.get()), "AppleARMPE") << "no name given: the class name";
+    EXPECT_EQ(IORegistryEntryGetLocationInPlane(arm_pe.get(), kIOServicePlane, text), kIOReturnNotFound);
+}
+
+TEST_F(io_navigation, long_names_are_cut_to_an_io_name)
+{
+    std::string const long_name(300, 'n');
+    auto const id = sim::add_entry({"IOService", long_name, {}, {}, {}}, m.platform);
+    auto const entry = find_entry(id);
+    EXPECT_EQ(name_of(entry.get()), long_name.substr(0, 127));
+}
+
+TEST_F(io_navigation, a_recursive_registry_iterator_visits_each_entry_once_depth_first)
+{
+    handle iterator;
+    ASSERT_EQ(IORegistryCreateIterator(kIOMainPortDefault, kIOServicePlane, kIORegistryIterateRecursively,
+                                       iterator.out()),
+              KERN_SUCCESS);
+    EXPECT_EQ(drain_names(iterator.get()), (strings{"J274AP", "AppleARMPE", "PCI0", "XHC1", "HS01", "Keyboard",
+                                                    "Keyboard", "Timer", "pci8086,a0ed"}));
+    EXPECT_EQ(IOIteratorNext(iterator.get()), IO_OBJECT_NULL) << "exhausted stays exhausted";
+    IOIteratorReset(iterator.get());
+    EXPECT_EQ(drain_names(iterator.get()).size(), 9u);
+
+    auto const hid = find_entry(m.hid);
+    handle upwards;
+    ASSERT_EQ(IORegistryEntryCreateIterator(hid.get(), kIOServicePlane,
+                                            kIORegistryIterateRecursively | kIORegistryIterateParents, upwards.out()),
+              KERN_SUCCESS);
+    EXPECT_EQ(drain_names(upwards.get()), (strings{"Keyboard", "HS01", "XHC1", "PCI0", "J274AP", "Root"}));
+}
+
+TEST_F(io_navigation, enter_and_exit_steer_a_flat_registry_iterator)
+{
+    auto const platform = find_entry(m.platform);
+    handle iterator;
+    ASSERT_EQ(IORegistryEntryCreateIterator(platform.get(), kIOServicePlane, 0, iterator.out()), KERN_SUCCESS);
+    handle first(IOIteratorNext(iterator.get()));
+    handle pci(IOIteratorNext(iterator.get()));
+    EXPECT_EQ(name_of(pci.get()), "PCI0");
+    EXPECT_EQ(IORegistryIteratorEnterEntry(iterator.get()), KERN_SUCCESS);
+    EXPECT_EQ(drain_names(iterator.get()), (strings{"XHC1", "pci8086,a0ed", "Timer"}));
+    EXPECT_EQ(IORegistryIteratorExitEntry(iterator.get()), KERN_SUCCESS);
+    EXPECT_EQ(IORegistryIteratorExitEntry(iterator.get()), kIOReturnNoDevice);
+}
+
+TEST_F(io_navigation, a_registry_iterator_turns_invalid_when_the_registry_changes)
+{
+    handle iterator;
+    ASSERT_EQ(IORegistryCreateIterator(kIOMainPortDefault, kIOServicePlane, kIORegistryIterateRecursively,
+                                       iterator.out()),
+              KERN_SUCCESS);
+    handle children;
+    auto const pci = find_entry(m.pci);
+    ASSERT_EQ(IORegistryEntryGetChildIterator(pci.get(), kIOServicePlane, children.out()), KERN_SUCCESS);
+    EXPECT_TRUE(IOIteratorIsValid(iterator.get()));
+
+    sim::remove_entry(m.lpc);
+    EXPECT_FALSE(IOIteratorIsValid(iterator.get()));
+    EXPECT_TRUE(IOIteratorIsValid(children.get())) << "a child iterator is a copy";
+    EXPECT_EQ(drain_names(children.get()), (strings{"XHC1", "pci8086,a0ed", "Timer"}));
+    IOIteratorReset(iterator.get());
+    EXPECT_TRUE(IOIteratorIsValid(iterator.get()));
+}
+
+} // namespace

@@ -1,0 +1,168 @@
+#include "io_registry_support.hpp"
+#include "support/sim_test.hpp"
+
+#include <IOKit/IOKitLib.h>
+
+using namespace plinth::testing::io;
+namespace sim = plinth::sim;
+
+namespace {
+
+class io_property : public plinth::testing::sim_test
+{
+protected:
+    void SetUp() override
+    {
+        sim_test::SetUp();
+        id = sim::add_entry({"IOService", "Device", {}, {}, {}}, sim::root_entry_id);
+        entry = find_entry(id);
+    }
+
+    void TearDown() override
+    {
+        entry = handle();
+        sim_test::TearDown();
+    }
+
+    plinth::testing::io::cf read(char const* key)
+    {
+        auto const name = string(key);
+        return plinth::testing::io::cf(
+            IORegistryEntryCreateCFProperty(entry.get(), name.as<CFStringRef>(), kCFAllocatorDefault, 0));
+    }
+
+    static CFNumberType number_type(plinth::testing::io::cf const& n)
+    {
+        return CFNumberGetType(n.as<CFNumberRef>());
+    }
+
+    static SInt64 number_value(plinth::testing::io::cf const& n)
+    {
+        SInt64 v = 0;
+        CFNumberGetValue(n.as<CFNumberRef>(), kCFNumberSInt64Type, &v);
+        return v;
+    }
+
+    sim::entry_id id = 0;
+    handle entry;
+};
+
+TEST_F(io_property, numbers_come_back_as_sint32_up_to_32_bits_else_sint64)
+{
+    sim::set_property(id, "small", sim::make_number(5));
+    sim::set_property(id, "negative", sim::number{-2, 32});
+    sim::set_property(id, "top bit", sim::make_number(0x80000000));
+    sim::set_property(id, "all ones", sim::number{0xFFFFFFFF, 32});
+    sim::set_property(id, "wide", sim::make_number(0x123456789));
+    sim::set_property(id, "narrow but marked wide", sim::number{7, 64});
+
+    EXPECT_EQ(number_type(read("small")), kCFNumberSInt32Type);
+    EXPECT_EQ(number_value(read("small")), 5);
+    EXPECT_EQ(number_value(read("negative")), -2);
+    EXPECT_EQ(number_type(read("top bit")), kCFNumberSInt32Type);
+    EXPECT_EQ(number_value(read("top bit")), INT32_MIN) << "a locationID at or above 0x80000000 reads negative";
+    EXPECT_EQ(number_value(read("all ones")), -1);
+    EXPECT_EQ(number_type(read("wide")), kCFNumberSInt64Type);
+    EXPECT_EQ(number_value(read("wide")), 0x123456789);
+    EXPECT_EQ(number_type(read("narrow but marked wide")), kCFNumberSInt64Type);
+}
+
+TEST_F(io_property, booleans_are_the_cf_constants_and_not_numbers)
+{
+    sim::set_property(id, "yes", true);
+    sim::set_property(id, "no", false);
+    auto const yes = read("yes");
+    auto const no = read("no");
+    EXPECT_EQ(yes.get(), kCFBooleanTrue);
+    EXPECT_EQ(no.get(), kCFBooleanFalse);
+    EXPECT_NE(CFGetTypeID(yes.get()), CFNumberGetTypeID());
+}
+
+TEST_F(io_property, strings_data_and_empty_data)
+{
+    sim::set_property(id, "text", std::string("Apple Inc."));
+    sim::set_property(id, "bytes", sim::data{0x86, 0x80, 0x00, 0x00});
+    sim::set_property(id, "empty", sim::data{});
+    EXPECT_EQ(text_of(read("text").get()), "Apple Inc.");
+
+    auto const bytes = read("bytes");
+    ASSERT_EQ(CFGetTypeID(bytes.get()), CFDataGetTypeID());
+    ASSERT_EQ(CFDataGetLength(bytes.as<CFDataRef>()), 4);
+    EXPECT_EQ(CFDataGetBytePtr(bytes.as<CFDataRef>())[1], 0x80);
+
+    auto const empty = read("empty");
+    ASSERT_TRUE(empty) << "an empty data property is present, not absent";
+    EXPECT_EQ(CFDataGetLength(empty.as<CFDataRef>()), 0);
+}
+
+TEST_F(io_property, collections_keep_their_kinds)
+{
+    sim::set_property(id, "dict", sim::dictionary{{"inner", sim::make_number(1)}, {"flag", true}});
+    sim::set_property(id, "list", sim::array{std::string("a"), sim::make_number(2)});
+    sim::set_property(id, "bag", sim::set{{std::string("x"), std::string("y")}});
+
+    auto const dict = read("dict");
+    ASSERT_EQ(CFGetTypeID(dict.get()), CFDictionaryGetTypeID());
+    EXPECT_EQ(CFDictionaryGetCount(dict.as<CFDictionaryRef>()), 2);
+    EXPECT_EQ(CFDictionaryGetValue(dict.as<CFDictionaryRef>(), CFSTR("flag")), kCFBooleanTrue);
+    auto const list = read("list");
+    ASSERT_EQ(CFGetTypeID(list.get()), CFArrayGetTypeID());
+    EXPECT_EQ(text_of(CFArrayGetValueAtIndex(list.as<CFArrayRef>(), 0)), "a");
+    auto const bag = read("bag");
+    ASSERT_EQ(CFGetTypeID(bag.get()), CFSetGetTypeID());
+    EXPECT_EQ(CFSetGetCount(bag.as<CFSetRef>()), 2);
+}
+
+TEST_F(io_property, every_read_is_a_fresh_object_and_absent_is_null)
+{
+    sim::set_property(id, "text", std::string("one"));
+    auto const first = read("text");
+    auto const second = read("text");
+    EXPECT_NE(first.get(), second.get());
+    EXPECT_EQ(CFGetRetainCount(first.get()), 1);
+    EXPECT_FALSE(read("missing"));
+
+    sim::remove_property(id, "text");
+    EXPECT_FALSE(read("text"));
+    EXPECT_EQ(text_of(first.get()), "one") << "what a caller holds does not change";
+}
+
+TEST_F(io_property, create_properties_copies_them_all)
+{
+    sim::set_property(id, "a", sim::make_number(1));
+    sim::set_property(id, "b", std::string("two"));
+    CFMutableDictionaryRef all = nullptr;
+    ASSERT_EQ(IORegistryEntryCreateCFProperties(entry.get(), &all, kCFAllocatorDefault, 0), KERN_SUCCESS);
+    plinth::testing::io::cf const owner(all);
+    EXPECT_EQ(CFDictionaryGetCount(all), 2);
+    EXPECT_EQ(text_of(CFDictionaryGetValue(all, CFSTR("b"))), "two");
+}
+
+TEST_F(io_property, search_looks_at_children_or_parents_when_asked)
+{
+    auto const child = sim::add_entry({"IOService", "Child", {}, {{"deep", sim::make_number(9)}}, {}}, id);
+    sim::set_property(id, "high", std::string("up"));
+    auto const child_handle = find_entry(child);
+
+    auto const search = [](io_object_t from, char const* key, IOOptionBits options) {
+        return plinth::testing::io::cf(
+            IORegistryEntrySearchCFProperty(from, kIOServicePlane, string(key).as<CFStringRef>(), nullptr, options));
+    };
+    EXPECT_FALSE(search(entry.get(), "deep", 0));
+    EXPECT_TRUE(search(entry.get(), "deep", kIORegistryIterateRecursively));
+    EXPECT_FALSE(search(child_handle.get(), "high", kIORegistryIterateRecursively));
+    EXPECT_EQ(text_of(search(child_handle.get(), "high", kIORegistryIterateRecursively | kIORegistryIterateParents).get()),
+              "up");
+}
+
+TEST_F(io_property, the_registry_entry_id_is_the_one_given)
+{
+    auto const fixed = sim::add_entry({"IOService", "Fixed", {}, {}, 0x100000abc}, sim::root_entry_id);
+    EXPECT_EQ(fixed, 0x100000abcu);
+    EXPECT_EQ(id_of(find_entry(fixed).get()), 0x100000abcu);
+    uint64_t none = 7;
+    EXPECT_EQ(IORegistryEntryGetRegistryEntryID(IO_OBJECT_NULL, &none), MACH_SEND_INVALID_DEST);
+    EXPECT_EQ(none, 0u);
+}
+
+} // namespace
