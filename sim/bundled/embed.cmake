@@ -13,6 +13,12 @@ endforeach()
 file(WRITE ${OUTPUT}.tmp "// Generated from sim/bundled/*.xml; do not edit.
 #include \"sim/detail/bundled_registry.hpp\"
 
+// A dump is one long literal on purpose: compilers take literals far beyond the
+// 65536 characters that the standard asks them to, and -Wpedantic would say so.
+#if defined(__GNUC__)
+#pragma GCC diagnostic ignored \"-Woverlength-strings\"
+#endif
+
 namespace plinth::sim::detail {
 namespace {
 ${body}
