@@ -1,0 +1,70 @@
+#pragma once
+
+#include "sim/control/dump.hpp"
+#include "sim/control/loaders.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <functional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// Lookups into a dump for the loader tests.
+namespace plinth::testing::ioreg {
+
+inline sim::dump_entry const& entry(sim::dump const& d, sim::entry_id id)
+{
+    auto const found = std::ranges::find(d.entries, id, &sim::dump_entry::id);
+    if (found == d.entries.end())
+        throw std::out_of_range("the dump has no entry " + std::to_string(id));
+    return *found;
+}
+
+inline sim::value const* property(sim::dump_entry const& e, std::string_view key)
+{
+    auto const found = std::ranges::find(e.properties, key, [](auto const& item) -> std::string_view { return item.first; });
+    return found == e.properties.end() ? nullptr : &found->second;
+}
+
+inline std::vector<sim::entry_id> parents(sim::dump const& d, sim::entry_id child)
+{
+    std::vector<sim::entry_id> found;
+    for (auto const& [parent, c] : d.links)
+        if (c == child)
+            found.push_back(parent);
+    return found;
+}
+
+inline std::vector<sim::entry_id> children(sim::dump const& d, sim::entry_id parent)
+{
+    std::vector<sim::entry_id> found;
+    for (auto const& [p, child] : d.links)
+        if (p == parent)
+            found.push_back(child);
+    return found;
+}
+
+// The message of the dump_error that `read` throws; a failure when it throws none.
+inline std::string dump_error_of(std::function<void()> const& read)
+{
+    try
+    {
+        read();
+    }
+    catch (sim::dump_error const& e)
+    {
+        return e.what();
+    }
+    ADD_FAILURE() << "no dump_error was thrown";
+    return {};
+}
+
+inline sim::data bytes(std::string_view text)
+{
+    return sim::data(text.begin(), text.end());
+}
+
+} // namespace plinth::testing::ioreg

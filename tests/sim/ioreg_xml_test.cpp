@@ -1,0 +1,202 @@
+#include "sim/control/loaders.hpp"
+
+#include "sim/ioreg_test_support.hpp"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+namespace {
+
+namespace sim = plinth::sim;
+namespace ioreg = plinth::testing::ioreg;
+using ioreg::dump_error_of;
+
+std::string plist(std::string const& body)
+{
+    return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+           "<plist version=\"1.0\">\n" +
+           body + "</plist>\n";
+}
+
+// An entry dictionary as `ioreg -a` writes it; `more` holds further keys.
+std::string entry(std::string const& name, std::string const& class_name, std::uint64_t id,
+                  std::string const& more = {})
+{
+    return "<dict>\n"
+           "<key>IOObjectClass</key><string>" + class_name + "</string>\n"
+           "<key>IORegistryEntryID</key><integer>" + std::to_string(id) + "</integer>\n"
+           "<key>IORegistryEntryName</key><string>" + name + "</string>\n" +
+           more + "</dict>\n";
+}
+
+std::string children(std::string const& entries)
+{
+    return "<key>IORegistryEntryChildren</key><array>\n" + entries + "</array>\n";
+}
+
+TEST(ioreg_xml_entries, bookkeeping_keys_become_the_entry_and_leave_the_properties)
+{
+    std::string const device_keys = "<key>IORegistryEntryLocation</key><string>14200000</string>\n"
+                                    "<key>IOObjectRetainCount</key><integer>37</integer>\n"
+                                    "<key>IOServiceState</key><integer>30</integer>\n"
+                                    "<key>IOServiceBusyState</key><integer>0</integer>\n"
+                                    "<key>IOServiceBusyTime</key><integer>255</integer>\n"
+                                    "<key>IOObjectInheritance</key><array><string>IOUSBDevice</string>"
+                                    "<string>IOService</string><string>IORegistryEntry</string></array>\n"
+                                    "<key>idVendor</key><integer>3141</integer>\n";
+    std::string const unnamed = "<dict><key>IOObjectClass</key><string>IOUSBHostInterface</string>"
+                                "<key>IORegistryEntryID</key><integer>4294968353</integer></dict>\n";
+    auto const d = sim::read_ioreg_xml(
+        plist(entry("Root", "IORegistryEntry", 0x100000100,
+                    "<key>IOKitBuildVersion</key><string>Darwin</string>\n" +
+                        children(entry("Webcam", "IOUSBHostDevice", 0x100000419, device_keys + children(unnamed))))),
+        "IOUSB");
+
+    EXPECT_EQ(d.plane, "IOUSB");
+    ASSERT_EQ(d.entries.size(), 3u);
+    EXPECT_EQ(d.tops, std::vector<sim::entry_id>{0x100000100});
+    EXPECT_EQ(d.links, (std::vector<std::pair<sim::entry_id, sim::entry_id>>{{0x100000100, 0x100000419},
+                                                                             {0x100000419, 0x100000421}}));
+    auto const& root = ioreg::entry(d, 0x100000100);
+    EXPECT_EQ(root.name, "Root");
+    EXPECT_EQ(root.properties, (sim::dictionary{{"IOKitBuildVersion", std::string("Darwin")}}));
+
+    auto const& webcam = ioreg::entry(d, 0x100000419);
+    EXPECT_EQ(webcam.class_name, "IOUSBHostDevice");
+    EXPECT_EQ(webcam.name, "Webcam");
+    EXPECT_EQ(webcam.location, "14200000");
+    EXPECT_EQ(webcam.properties, (sim::dictionary{{"idVendor", sim::number{3141, 32}}}));
+    // The chain starts with the entry's own class even when the dump lists only its superclasses.
+    EXPECT_EQ(webcam.class_chain,
+              (std::vector<std::string>{"IOUSBHostDevice", "IOUSBDevice", "IOService", "IORegistryEntry"}));
+
+    auto const& interface = ioreg::entry(d, 0x100000421);
+    EXPECT_EQ(interface.name, "IOUSBHostInterface") << "an entry never named goes by its class";
+    EXPECT_FALSE(interface.location);
+    EXPECT_TRUE(interface.class_chain.empty());
+}
+
+TEST(ioreg_xml_entries, property_values_of_every_kind)
+{
+    std::string const values =
+        "<key>small</key><integer>1452</integer>\n"
+        "<key>minus one</key><integer>-1</integer>\n"
+        "<key>int32 min</key><integer>-2147483648</integer>\n"
+        "<key>uint32 max</key><integer>4294967295</integer>\n"
+        "<key>wide</key><integer>1092497882443991</integer>\n"
+        "<key>wide negative</key><integer>-4294967297</integer>\n"
+        "<key>real</key><real>2.5</real>\n"
+        "<key>yes</key><true/>\n"
+        "<key>no</key><false/>\n"
+        "<key>text</key><string>a &lt;b&gt; &amp; c</string>\n"
+        "<key>data</key><data>hoAAAA==</data>\n"
+        "<key>date</key><date>2001-01-02T00:00:00Z</date>\n"
+        "<key>list</key><array><integer>1</integer><string>x</string></array>\n"
+        "<key>map</key><dict><key>z</key><integer>1</integer><key>a</key><dict/></dict>\n";
+    auto const d = sim::read_ioreg_xml(plist(entry("Root", "IORegistryEntry", 1, values)));
+    sim::dictionary const expected{
+        {"small", sim::number{1452, 32}},
+        {"minus one", sim::number{-1, 32}},
+        {"int32 min", sim::number{INT32_MIN, 32}},
+        {"uint32 max", sim::number{4294967295, 32}},
+        {"wide", sim::number{1092497882443991, 64}},
+        {"wide negative", sim::number{-4294967297, 64}},
+        {"real", 2.5},
+        {"yes", true},
+        {"no", false},
+        {"text", std::string("a <b> & c")},
+        {"data", sim::data{0x86, 0x80, 0x00, 0x00}},
+        {"date", std::string("2001-01-02T00:00:00Z")},
+        {"list", sim::array{sim::number{1, 32}, std::string("x")}},
+        {"map", sim::dictionary{{"z", sim::number{1, 32}}, {"a", sim::dictionary{}}}},
+    };
+    EXPECT_EQ(d.entries.at(0).properties, expected);
+}
+
+TEST(ioreg_xml_entries, several_matches_and_several_parents)
+{
+    std::string const shared_child = entry("IOHIDSystem", "IOHIDSystem", 0x30, "<key>first</key><integer>1</integer>\n");
+    std::string const shared_child_again =
+        entry("IOHIDSystem", "IOHIDSystem", 0x30, "<key>first</key><integer>2</integer><key>second</key><true/>\n");
+    auto const d = sim::read_ioreg_xml(
+        plist("<array>\n" + entry("Keyboard", "IOHIDEventDriver", 0x10, children(shared_child)) +
+              entry("Mouse", "IOHIDEventDriver", 0x20, children(shared_child_again)) + "</array>\n"));
+    EXPECT_EQ(d.tops, (std::vector<sim::entry_id>{0x10, 0x20}));
+    EXPECT_EQ(d.entries.size(), 3u);
+    EXPECT_EQ(ioreg::parents(d, 0x30), (std::vector<sim::entry_id>{0x10, 0x20}));
+    EXPECT_EQ(ioreg::entry(d, 0x30).properties, (sim::dictionary{{"first", sim::number{1, 32}}, {"second", true}}));
+}
+
+TEST(ioreg_xml_malformed, faults_in_entries_name_the_element_path)
+{
+    auto const error = [](std::string const& body) { return dump_error_of([&] { sim::read_ioreg_xml(plist(body)); }); };
+    auto const under_root = [](std::string const& child) {
+        return entry("Root", "IORegistryEntry", 1, children(entry("J313AP", "IOPlatformExpertDevice", 2, children(child))));
+    };
+    std::string const slot = "\"Root\" > IORegistryEntryChildren[0] > \"J313AP\" > IORegistryEntryChildren[0]";
+    std::string const path = slot + " > ";
+
+    EXPECT_EQ(error(under_root("<dict><key>IOObjectClass</key><string>IOUSBHostDevice</string>"
+                               "<key>IORegistryEntryName</key><string>Webcam</string>"
+                               "<key>IORegistryEntryID</key><string>0x100000419</string></dict>")),
+              path + "\"Webcam\": IORegistryEntryID is <string>, not an <integer>");
+    EXPECT_EQ(error(under_root("<dict><key>IOObjectClass</key><string>IOService</string>"
+                               "<key>IORegistryEntryName</key><string>Webcam</string></dict>")),
+              path + "\"Webcam\": the entry has no IORegistryEntryID");
+    EXPECT_EQ(error(under_root("<dict><key>IORegistryEntryID</key><integer>3</integer></dict>")),
+              path + "(entry without a name): the entry has no IOObjectClass");
+    EXPECT_EQ(error(under_root(entry("Webcam", "IOService", 3, "<key>IORegistryEntryLocation</key><integer>1</integer>"))),
+              path + "\"Webcam\": IORegistryEntryLocation is <integer>, not a <string>");
+    EXPECT_EQ(error(under_root(entry("Webcam", "IOService", 3, "<key>IOObjectInheritance</key><string>IOService</string>"))),
+              path + "\"Webcam\": IOObjectInheritance is <string>, not an <array>");
+    EXPECT_EQ(error(under_root(entry("Webcam", "IOService", 3,
+                                     "<key>IOObjectInheritance</key><array><integer>1</integer></array>"))),
+              path + "\"Webcam\": IOObjectInheritance[0] is <integer>, not a <string>");
+    EXPECT_EQ(error(under_root(entry("Webcam", "IOService", 3, "<key>IOObjectRetainCount</key><string>9</string>"))),
+              path + "\"Webcam\": IOObjectRetainCount is <string>, not an <integer>");
+    EXPECT_EQ(error(under_root(entry("Webcam", "IOService", 3, "<key>IORegistryEntryChildren</key><dict/>"))),
+              path + "\"Webcam\": IORegistryEntryChildren is <dict>, not an <array>");
+    EXPECT_EQ(error(under_root("<string>Webcam</string>")), slot + ": <string> where a registry entry <dict> must be");
+    EXPECT_EQ(error(under_root(entry("Webcam", "IORegistryEntry", 1))), path + "\"Webcam\": entry 0x1 is printed under 0x2, one of its own descendants");
+    EXPECT_EQ(error(under_root(entry("Webcam", "IOService", 2))), path + "\"Webcam\": entry 0x2 is printed with class IOService but was printed before with class IOPlatformExpertDevice");
+}
+
+TEST(ioreg_xml_malformed, documents_that_hold_no_entries)
+{
+    auto const error = [](std::string const& xml) { return dump_error_of([&] { sim::read_ioreg_xml(xml); }); };
+    EXPECT_EQ(error(""), "the XML property list is empty");
+    EXPECT_EQ(error(plist("<array/>\n")), "the property list holds no registry entry");
+    EXPECT_EQ(error(plist("<string>Root</string>\n")),
+              "the property list holds <string>, not a registry entry <dict> or an <array> of them");
+    EXPECT_EQ(error(plist("<array><integer>1</integer></array>\n")),
+              "[0]: <integer> where a registry entry <dict> must be");
+}
+
+TEST(ioreg_xml_malformed, xml_that_libplist_rejects_names_the_first_unpaired_tag)
+{
+    auto const error = [](std::string const& xml) { return dump_error_of([&] { sim::read_ioreg_xml(xml); }); };
+    auto const line_of = [](std::string const& text, std::size_t at) {
+        return "line " + std::to_string(1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n'));
+    };
+    std::string const whole = plist(entry("Root", "IORegistryEntry", 1, children(entry("A", "IOService", 2))));
+
+    std::string wrong_closer = whole;
+    std::size_t const array_closer = wrong_closer.rfind("</array>");
+    wrong_closer.replace(array_closer, 8, "</dict>");
+    EXPECT_EQ(error(wrong_closer), "libplist rejects the XML property list: " + line_of(whole, array_closer) +
+                                       ": </dict> closes <array> opened at " + line_of(whole, whole.find("<array>")));
+
+    std::size_t const cut = whole.find("<key>IORegistryEntryName</key><string>A");
+    EXPECT_EQ(error(whole.substr(0, cut)), "libplist rejects the XML property list: " +
+                                               line_of(whole, whole.rfind("<dict>", cut)) + ": <dict> is never closed");
+
+    EXPECT_EQ(error("<?xml version=\"1.0\"?>\n<plist><dict><key>a</key><integer>1</integer></plist>\n"),
+              "libplist rejects the XML property list: line 2: </plist> closes <dict> opened at line 2");
+    EXPECT_TRUE(error("<?xml version=\"1.0\"?>\n<plist><dict><key>a</key><bogus/></dict></plist>\n")
+                    .starts_with("libplist rejects the XML property list (its tags pair up"));
+}
+
+} // namespace
