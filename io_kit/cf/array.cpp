@@ -1,0 +1,32 @@
+#include "io_kit/cf/array.hpp"
+
+#include "io_kit/detail/keep_if_type.hpp"
+
+namespace CF {
+
+Array::Array(AutoPointer const& pointer) noexcept
+    : array_(plinth::apple::io_kit::detail::keep_if_type(pointer, CFArrayGetTypeID()))
+{
+}
+
+CFTypeRef Array::GetTypeRef() const noexcept
+{
+    return array_.GetTypeRef();
+}
+
+CFIndex Array::GetCount() const noexcept
+{
+    auto const array = static_cast<CFArrayRef>(GetTypeRef());
+    return array != nullptr ? CFArrayGetCount(array) : 0;
+}
+
+AutoPointer Array::GetValueAtIndex(CFIndex index) const noexcept
+{
+    if (index < 0 || index >= GetCount())
+        return {};
+    // CFArrayGetValueAtIndex follows the Get rule; the result gets its own reference.
+    CFTypeRef const value = CFArrayGetValueAtIndex(static_cast<CFArrayRef>(GetTypeRef()), index);
+    return AutoPointer(value != nullptr ? CFRetain(value) : nullptr);
+}
+
+} // namespace CF
