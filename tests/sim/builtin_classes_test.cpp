@@ -160,7 +160,9 @@ TEST(builtin_classes, every_listed_chain_agrees_unless_a_newer_release_overrides
         ASSERT_GT(listings.back().size(), 300u) << file;
     }
     for (std::size_t release = 0; release < listings.size(); ++release) {
-        for (auto const& [name, superclass] : listings[release]) {
+        for (auto const& link : listings[release]) {
+            auto const& name = link.first;
+            auto const& superclass = link.second;
             auto const table = superclass_of(name);
             ASSERT_TRUE(table) << name << " from " << files[release] << " is missing";
             if (*table == superclass)
