@@ -11,7 +11,7 @@ function(plinth_setup_target target)
   else()
     set(scope PUBLIC)
     target_compile_options(${target} PRIVATE
-      $<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor>
+      $<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-Wall -Wextra -Wpedantic -Wshadow>
       $<$<BOOL:${PLINTH_WARNINGS_AS_ERRORS}>:-Werror>)
   endif()
   target_include_directories(${target} ${scope}
