@@ -14,7 +14,7 @@ namespace plinth::sim::detail {
 
 // The storage of CFDictionary and CFSet: keys hashed and compared by the
 // collection's key callbacks, each with a value, enumerated in insertion order (CF
-// leaves the order unspecified; insertion order keeps dumps and tests readable).
+// promises no order; insertion order keeps dumps and tests readable).
 // The table owns what it stores: it retains keys and values through the callbacks
 // on the way in and releases them on the way out. A set uses no value callbacks
 // and stores each value as its own key.
