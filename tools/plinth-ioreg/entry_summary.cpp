@@ -1,0 +1,37 @@
+#include "tools/plinth-ioreg/entry_summary.hpp"
+
+#include <boost/system/system_error.hpp>
+
+namespace plinth::ioreg_tool {
+namespace {
+
+// IOKit reports "no location" (kIOReturnNotFound) and "no path" (the root, which
+// is in no plane) as errors; for a listing both are just absent fields. Any
+// failure of these two queries means the field is absent: the entry itself was
+// read a moment ago.
+template <typename Query>
+std::optional<std::string> optional_text(Query&& query)
+{
+    try {
+        return query();
+    }
+    catch (boost::system::system_error const&) {
+        return std::nullopt;
+    }
+}
+
+} // namespace
+
+entry_summary summarize(registry_entry const& entry, plane p)
+{
+    auto const& device = entry.device();
+    entry_summary summary;
+    summary.id = device.get_id();
+    summary.class_name = device.get_class();
+    summary.name = device.get_name(p);
+    summary.location = optional_text([&] { return device.get_location(p); });
+    summary.path = optional_text([&] { return device.get_path(p); });
+    return summary;
+}
+
+} // namespace plinth::ioreg_tool

@@ -1,0 +1,24 @@
+#pragma once
+
+#include "device/apple/plane.hpp"
+#include "tools/plinth-ioreg/registry_entry.hpp"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace plinth::ioreg_tool {
+
+// What identifies an entry in one plane: the header ioreg prints for it.
+struct entry_summary
+{
+    std::uint64_t id = 0;
+    std::string class_name;
+    std::string name;                    // the name in the plane
+    std::optional<std::string> location; // the location in the plane, when it has one
+    std::optional<std::string> path;     // the registry path, when the entry has one (the root has none)
+};
+
+entry_summary summarize(registry_entry const& entry, plane p);
+
+} // namespace plinth::ioreg_tool

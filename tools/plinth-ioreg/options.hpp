@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace plinth::ioreg_tool {
+
+enum class command
+{
+    tree,
+    show,
+};
+
+// What the command line asks for.
+struct options
+{
+    command what = command::tree;
+    std::string plane = "IOService";
+    bool json = false;
+    bool properties = false;              // tree: the property block under each entry
+    std::vector<std::string> registries;  // "[PLANE=]FILE" dumps to load instead of the default registry
+    std::optional<std::string> path;      // show: the entry by registry path
+    std::optional<std::uint64_t> id;      // show: the entry by registry entry ID
+};
+
+// The command line's outcome: the options to run with, or, after help, a version
+// or a usage error (which CLI11 has printed by then), the status to exit with.
+struct parsed_command_line
+{
+    options value;
+    std::optional<int> exit_status;
+};
+
+// Usage errors exit with status 2, help with 0.
+parsed_command_line parse_command_line(int argc, char const* const* argv);
+
+// A registry entry ID as typed: decimal, or hexadecimal after "0x"; nothing when
+// the text is neither or does not fit in 64 bits.
+std::optional<std::uint64_t> parse_entry_id(std::string const& text);
+
+} // namespace plinth::ioreg_tool

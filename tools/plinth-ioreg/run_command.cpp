@@ -1,0 +1,56 @@
+#include "tools/plinth-ioreg/run_command.hpp"
+
+#include "device/apple/plane.hpp"
+#include "device/apple/tree.hpp"
+#include "io_kit/mach_port.hpp"
+#include "tools/plinth-ioreg/entry_lookup.hpp"
+#include "tools/plinth-ioreg/entry_report.hpp"
+#include "tools/plinth-ioreg/json_printer.hpp"
+#include "tools/plinth-ioreg/registry_source.hpp"
+#include "tools/plinth-ioreg/registry_walker.hpp"
+#include "tools/plinth-ioreg/text_printer.hpp"
+#include "tools/plinth-ioreg/tool_error.hpp"
+
+#include <boost/system/system_error.hpp>
+#include <fmt/format.h>
+
+namespace plinth::ioreg_tool {
+namespace {
+
+plane parse_plane(std::string const& name)
+{
+    try {
+        return apple::make_plane(name.c_str());
+    }
+    catch (boost::system::system_error const&) {
+        throw tool_error(fmt::format("unknown plane \"{}\"", name));
+    }
+}
+
+std::string run_tree(apple::tree const& registry, options const& chosen, plane p)
+{
+    auto const root = registry_walker(p, chosen.properties).walk(find_root(registry));
+    return chosen.json ? to_text(tree_to_json(root)) : format_tree(root);
+}
+
+std::string run_show(apple::tree const& registry, options const& chosen, plane p)
+{
+    auto const entry = chosen.id ? find_by_id(registry, *chosen.id) : find_by_path(registry, *chosen.path, p);
+    auto const report = report_entry(entry, p);
+    return chosen.json ? to_text(report_to_json(report)) : format_report(report);
+}
+
+} // namespace
+
+std::string run_command(options const& chosen)
+{
+    // The plane is checked first: a typo should not wait for a large dump to load.
+    auto const p = parse_plane(chosen.plane);
+    prepare_registry(chosen.registries);
+    apple::tree const registry(apple::io_kit::mach_port::master_port_default());
+    if (chosen.what == command::show)
+        return run_show(registry, chosen, p);
+    return run_tree(registry, chosen, p);
+}
+
+} // namespace plinth::ioreg_tool
