@@ -1,0 +1,532 @@
+#include "device/apple/device.hpp"
+#include "device/apple/tree.hpp"
+#include "io_kit/mach_port.hpp"
+#include "support/sim_test.hpp"
+
+#if defined(PLINTH_IOREG_TOOL)
+#include "tools/plinth-ioreg/entry_lookup.hpp"
+#include "tools/plinth-ioreg/entry_report.hpp"
+#include "tools/plinth-ioreg/json_printer.hpp"
+#include "tools/plinth-ioreg/options.hpp"
+#include "tools/plinth-ioreg/registry_walker.hpp"
+#include "tools/plinth-ioreg/text_printer.hpp"
+#include "tools/plinth-ioreg/tool_error.hpp"
+#endif
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+#if defined(PLINTH_IOREG_TOOL)
+
+namespace fs = std::filesystem;
+namespace sim = plinth::sim;
+namespace tool = plinth::ioreg_tool;
+using plinth::plane;
+using plinth::apple::device;
+using plinth::apple::tree;
+using plinth::apple::io_kit::io_registry_entry;
+using plinth::apple::io_kit::mach_port;
+
+constexpr plane all_planes[] = {plane::service, plane::power, plane::device_tree,
+                                plane::audio,   plane::firewire, plane::usb};
+
+struct run_result
+{
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+std::string read_file(fs::path const& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    std::ostringstream text;
+    text << stream.rdbuf();
+    return text.str();
+}
+
+std::vector<std::string> lines_of(std::string const& text)
+{
+    std::vector<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);)
+        lines.push_back(line);
+    return lines;
+}
+
+// A scratch folder of this process, removed at the end.
+class scratch_folder
+{
+public:
+    explicit scratch_folder(std::string const& purpose)
+        : path_(fs::temp_directory_path() /
+                ("plinth_ioreg_test_" + std::to_string(::getpid()) + "_" + purpose))
+    {
+        fs::create_directories(path_);
+    }
+    ~scratch_folder() { fs::remove_all(path_); }
+
+    fs::path write(std::string const& name, std::string const& text) const
+    {
+        std::ofstream(path_ / name, std::ios::binary) << text;
+        return path_ / name;
+    }
+    fs::path const& path() const { return path_; }
+
+private:
+    fs::path path_;
+};
+
+std::string quoted(std::string const& arg)
+{
+    std::string result = "'";
+    for (char const c : arg)
+        result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return result + "'";
+}
+
+// Runs the built tool with `args`, capturing both streams and the exit status.
+run_result run_tool(std::vector<std::string> const& args)
+{
+    static scratch_folder const scratch("output");
+    std::string command = quoted(PLINTH_IOREG_TOOL);
+    for (auto const& arg : args)
+        command += ' ' + quoted(arg);
+    auto const out = scratch.path() / "stdout";
+    auto const err = scratch.path() / "stderr";
+    command += " >" + quoted(out.string()) + " 2>" + quoted(err.string());
+    auto const raw = std::system(command.c_str());
+    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, read_file(out), read_file(err)};
+}
+
+// Entries printed by a walk from the root, each once per parent it has, as the
+// library itself sees them.
+std::size_t count_appearances(device const& from, plane p)
+{
+    std::size_t count = 1;
+    auto children = from.get_children(p);
+    while (auto object = children.next())
+        count += count_appearances(device(io_registry_entry(std::move(object))), p);
+    return count;
+}
+
+// One tree line of ioreg or of the tool: its indentation, "name@location" and the
+// ID (absent on a line that ioreg clipped).
+struct tree_line
+{
+    std::string indent;
+    std::string name;
+    std::string id;
+};
+
+std::vector<tree_line> tree_lines(std::string const& text)
+{
+    static std::regex const line(R"(^([ |]*)\+-o (.*?)  <class [^,>]*(?:, id (0x[0-9a-f]+))?.*$)");
+    std::vector<tree_line> found;
+    for (auto const& text_line : lines_of(text)) {
+        std::smatch m;
+        if (std::regex_match(text_line, m, line))
+            found.push_back({m[1], m[2], m[3]});
+    }
+    return found;
+}
+
+// The tool's tree lines, without the root's, one level less indented: how a dump
+// of matches (ioreg -r) shows them, the matches hanging under the root when loaded.
+std::vector<tree_line> below_root(std::vector<tree_line> lines)
+{
+    lines.erase(lines.begin());
+    for (auto& l : lines)
+        l.indent.erase(0, 2);
+    return lines;
+}
+
+// ---- The program itself ----------------------------------------------------
+
+class ioreg_program_test : public plinth::testing::sim_test
+{
+};
+
+TEST_F(ioreg_program_test, TreeOfTheBundledRegistryPrintsEveryEntryOnceForEachParentInEveryPlane)
+{
+    sim::load_bundled_registry();
+    tree const registry(mach_port::master_port_default());
+    static std::regex const header(R"(^[ |]*\+-o [^ ].*  <class [^,]+, id 0x[0-9a-f]+>$)");
+    for (auto const p : all_planes) {
+        auto const name = plinth::apple::to_string(p);
+        auto const result = run_tool({"tree", "--plane", name});
+        ASSERT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.err, "");
+        auto const lines = lines_of(result.out);
+        EXPECT_EQ(lines.size(), count_appearances(registry.get_root_node(), p)) << name;
+        for (auto const& line : lines)
+            EXPECT_TRUE(std::regex_match(line, header)) << name << ": " << line;
+    }
+}
+
+TEST_F(ioreg_program_test, TreeOfEveryDumpWithIdsRepeatsTheDumpsEntryLines)
+{
+    fs::path const shared(PLINTH_SHARED_IOREG_DIR);
+    if (!fs::is_directory(shared))
+        GTEST_SKIP() << "no shared dumps at " << shared;
+    int dumps = 0;
+    for (auto const& file : fs::directory_iterator(shared)) {
+        auto const text = read_file(file.path());
+        // The class-chain listings show no IDs: no registry can be built from them.
+        if (file.path().extension() != ".txt" || text.find(", id 0x") == std::string::npos)
+            continue;
+        ++dumps;
+        auto const result = run_tool({"--registry", file.path().string(), "tree"});
+        ASSERT_EQ(result.status, 0) << file.path() << ": " << result.err;
+        auto const expected = tree_lines(text);
+        auto ours = tree_lines(result.out);
+        // A full dump starts at the root. A dump of matches (ioreg -S -r -c) does not:
+        // its matches hang under the root once loaded, which adds the root's line, and
+        // as siblings there they are joined by "| " where ioreg printed each as a tree
+        // of its own; so only the depth is compared. An entry printed more than once
+        // (several parents, or a match repeated inside another's subtree) is one entry
+        // with several links, printed as often as the dump printed it.
+        bool const full_dump = expected.front().name == "Root";
+        if (!full_dump)
+            ours = below_root(ours);
+        ASSERT_EQ(ours.size(), expected.size()) << file.path();
+        for (std::size_t i = 0; i < ours.size(); ++i) {
+            if (full_dump) {
+                EXPECT_EQ(ours[i].indent, expected[i].indent) << file.path() << " line " << i;
+            }
+            else {
+                EXPECT_EQ(ours[i].indent.size(), expected[i].indent.size()) << file.path() << " line " << i;
+            }
+            EXPECT_EQ(ours[i].name, expected[i].name) << file.path() << " line " << i;
+            // ioreg clipped some long lines before their ID.
+            if (!expected[i].id.empty()) {
+                EXPECT_EQ(ours[i].id, expected[i].id) << file.path() << " line " << i;
+            }
+        }
+    }
+    EXPECT_GE(dumps, 1);
+}
+
+TEST_F(ioreg_program_test, PropertiesOfAnIoregListingComeBackAsIoregPrintedThem)
+{
+    scratch_folder const scratch("input");
+    // Values at the edges of ioreg's syntax: 32- and 64-bit numbers with the top bit
+    // set, text and binary data, nested collections, an entry without properties.
+    std::string const listing = R"(+-o Root  <class IORegistryEntry, id 0x100000100, retain 9>
+  | {
+  |   "IOKitBuildVersion" = "Darwin Kernel Version 22.6.0"
+  | }
+  | 
+  +-o Mac  <class IOPlatformExpertDevice, id 0x100000110, registered, matched, active, busy 0 (5 ms), retain 20>
+    | {
+    |   "locationID" = 4294967295
+    |   "sessionID" = 18446744073709551615
+    |   "model" = <"Mac","mini">
+    |   "clock-frequency" = <0084d717>
+    |   "Built-In" = Yes
+    |   "IOPowerManagement" = {"CurrentPowerState"=2,"Names"=("On","Off"),"Set"=[1]}
+    | }
+    | 
+    +-o port@1  <class IOService, id 0x100000111, registered, matched, active, busy 0, retain 5>
+    | | {
+    | | }
+    | | 
+    | +-o leaf  <class IOService, id 0x100000112, retain 4>
+    |     {
+    |       "name" = "first"
+    |     }
+    |     
+    +-o other  <class IOService, id 0x100000113, retain 4>
+        {
+        }
+        
+)";
+    auto const file = scratch.write("listing.txt", listing);
+    auto const result = run_tool({"--registry", file.string(), "tree", "--properties"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, std::regex_replace(listing, std::regex(R"((id 0x[0-9a-f]+)[^>]*>)"), "$1>"));
+}
+
+TEST_F(ioreg_program_test, RegistryFilesMergeByIdAcrossPlanes)
+{
+    scratch_folder const scratch("input");
+    auto const service = scratch.write("service.txt", R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+  +-o Mac  <class IOPlatformExpertDevice, id 0x100000110>
+    +-o gpu@2  <class IOPCIDevice, id 0x100000120>
+)");
+    auto const device_tree = scratch.write("device_tree.txt", R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+  +-o device-tree  <class IOPlatformExpertDevice, id 0x100000110>
+    +-o GFX0@2,1  <class IOPCIDevice, id 0x100000120>
+)");
+    auto const result = run_tool({"--json", "--registry", service.string(), "--registry",
+                                  "IODeviceTree=" + device_tree.string(), "show", "--id", "0x100000120"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    auto const shown = nlohmann::json::parse(result.out);
+    EXPECT_EQ(shown["planes"]["IOService"]["path"], "IOService:/gpu@2");
+    EXPECT_EQ(shown["planes"]["IODeviceTree"]["path"], "IODeviceTree:/GFX0@2,1");
+    EXPECT_EQ(shown["planes"]["IODeviceTree"]["location"], "2,1");
+    ASSERT_EQ(shown["parents"].size(), 1u);
+    EXPECT_EQ(shown["parents"][0]["id"], 0x100000110u);
+}
+
+// Every entry object of `tree --json`, depth first.
+void collect_objects(nlohmann::json const& node, std::vector<nlohmann::json const*>& out)
+{
+    out.push_back(&node);
+    for (auto const& child : node.at("children"))
+        collect_objects(child, out);
+}
+
+TEST_F(ioreg_program_test, JsonTreeHasEveryEntryWithItsFields)
+{
+    auto const text = run_tool({"tree"});
+    auto const result = run_tool({"tree", "--json", "--properties"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    auto const document = nlohmann::json::parse(result.out);
+    std::vector<nlohmann::json const*> objects;
+    collect_objects(document, objects);
+    EXPECT_EQ(objects.size(), lines_of(text.out).size());
+    for (auto const* object : objects) {
+        EXPECT_TRUE(object->at("id").is_number_unsigned());
+        EXPECT_TRUE(object->at("class").is_string());
+        EXPECT_TRUE(object->at("name").is_string());
+        EXPECT_TRUE(object->at("location").is_string() || object->at("location").is_null());
+        EXPECT_TRUE(object->at("path").is_string() || object->at("path").is_null());
+        EXPECT_TRUE(object->at("properties").is_object());
+    }
+    EXPECT_EQ(document["name"], "Root");
+    EXPECT_TRUE(document["path"].is_null());
+    EXPECT_EQ(document["children"][0]["path"], "IOService:/");
+}
+
+TEST_F(ioreg_program_test, ShowByPathAndByIdAgree)
+{
+    auto const document = nlohmann::json::parse(run_tool({"tree", "--json"}).out);
+    std::vector<nlohmann::json const*> objects;
+    collect_objects(document, objects);
+    // Paths that name one entry only: siblings of one name and no location share a
+    // path, which IOKit resolves to the first of them.
+    std::map<std::string, std::set<std::uint64_t>> ids_by_path;
+    for (auto const* object : objects)
+        if (object->at("path").is_string())
+            ids_by_path[object->at("path")].insert(object->at("id").get<std::uint64_t>());
+    int compared = 0;
+    auto const step = std::max<std::size_t>(1, objects.size() / 8);
+    for (std::size_t i = 1; i < objects.size() && compared < 8; i += step) {
+        auto const& object = *objects[i];
+        if (!object.at("path").is_string() || ids_by_path[object.at("path")].size() != 1)
+            continue;
+        auto const path = object.at("path").get<std::string>();
+        auto const id = object.at("id").get<std::uint64_t>();
+        auto const by_path = run_tool({"show", path});
+        auto const by_id = run_tool({"show", "--id", std::to_string(id)});
+        ASSERT_EQ(by_path.status, 0) << path << ": " << by_path.err;
+        EXPECT_EQ(by_path.out, by_id.out) << path;
+        EXPECT_NE(by_path.out.find(fmt::format("id {:#x}>", id)), std::string::npos) << by_path.out;
+        auto const shown = nlohmann::json::parse(run_tool({"show", "--json", "--id", fmt::format("{:#x}", id)}).out);
+        EXPECT_EQ(shown["path"], path);
+        EXPECT_EQ(shown["id"], id);
+        EXPECT_EQ(shown["children"].size(), object.at("children").size()) << path;
+        ++compared;
+    }
+    EXPECT_GE(compared, 4);
+}
+
+TEST_F(ioreg_program_test, FailuresSayOneLineAndExitOne)
+{
+    scratch_folder const scratch("input");
+    auto const malformed = scratch.write("malformed.txt", "this is no registry\n");
+    auto const missing = (scratch.path() / "missing.xml").string();
+    struct failure
+    {
+        std::vector<std::string> args;
+        std::string message;
+    };
+    std::vector<failure> const failures = {
+        {{"tree", "--plane", "IOFoo"}, R"(plinth-ioreg: unknown plane "IOFoo")"},
+        {{"show", "IOService:/NoSuchEntry"}, R"(plinth-ioreg: no entry at path "IOService:/NoSuchEntry")"},
+        {{"show", "--id", "0x7fffffff"}, "plinth-ioreg: no entry with id 0x7fffffff"},
+        {{"--registry", missing, "tree"}, "plinth-ioreg: cannot read \"" + missing + "\""},
+        {{"--registry", "IOFoo=" + malformed.string(), "tree"}, R"(plinth-ioreg: unknown plane "IOFoo")"},
+        {{"--registry", malformed.string(), "tree"}, "plinth-ioreg: " + malformed.string() + ": line 1"},
+    };
+    for (auto const& f : failures) {
+        auto const result = run_tool(f.args);
+        EXPECT_EQ(result.status, 1) << f.message;
+        EXPECT_EQ(result.out, "") << f.message;
+        EXPECT_EQ(result.err.rfind(f.message, 0), 0u) << result.err;
+        EXPECT_EQ(lines_of(result.err).size(), 1u) << result.err;
+    }
+}
+
+TEST_F(ioreg_program_test, UsageErrorsExitTwo)
+{
+    for (auto const& args : std::vector<std::vector<std::string>>{
+             {}, {"frobnicate"}, {"show"}, {"show", "--id", "0x"}, {"show", "--id", "12z"},
+             {"show", "IOService:/", "--id", "1"}, {"tree", "--no-such-option"}}) {
+        auto const result = run_tool(args);
+        EXPECT_EQ(result.status, 2) << testing::PrintToString(args);
+        EXPECT_EQ(result.out, "");
+        EXPECT_NE(result.err, "");
+    }
+    EXPECT_EQ(run_tool({"--help"}).status, 0);
+}
+
+// ---- The walker and printers, in-process ------------------------------------
+
+class ioreg_walker_test : public plinth::testing::sim_test
+{
+protected:
+    static sim::entry_id add(std::string class_name, std::string name, std::optional<std::string> location,
+                             sim::dictionary properties, sim::entry_id parent)
+    {
+        return sim::add_entry(
+            {std::move(class_name), std::move(name), std::move(location), std::move(properties), std::nullopt},
+            parent);
+    }
+
+    tool::registry_entry root() const
+    {
+        return tool::registry_entry(registry_.next_layer().io_registry_get_root_entry());
+    }
+
+    tree registry_{mach_port::master_port_default()};
+};
+
+TEST_F(ioreg_walker_test, PrintsIoregsLayoutWithAnEntryUnderEachOfItsParents)
+{
+    auto const mac = add("IOPlatformExpertDevice", "Mac", std::nullopt,
+                         {{"n32", sim::number{-1, 32}},
+                          {"n64", sim::number{-2, 64}},
+                          {"text", sim::data{'a', 0, 'b', 'c', 0}},
+                          {"bytes", sim::data{0, 0x84, 0xd7}},
+                          {"empty", sim::data{}},
+                          {"on", true},
+                          {"name", std::string("x")},
+                          {"dict", sim::dictionary{{"k", sim::array{sim::number{1, 32}, std::string("s")}},
+                                                   {"set", sim::set{{false}}}}}},
+                         sim::root_entry_id);
+    auto const hub = add("IOService", "hub", "1f", {}, mac);
+    auto const shared = add("IOService", "shared", std::nullopt, {}, hub);
+    auto const other = add("IOService", "other", std::nullopt, {}, mac);
+    sim::attach(shared, other, "IOService");
+
+    auto const walked = tool::registry_walker(plane::service, true).walk(root());
+    EXPECT_EQ(tool::count_nodes(walked), 6u); // "shared" once under each parent
+    auto const text = tool::format_tree(walked);
+    auto const expected = fmt::format(R"(+-o Root  <class IORegistryEntry, id {:#x}>
+  | {{
+  | }}
+  | 
+  +-o Mac  <class IOPlatformExpertDevice, id {:#x}>
+    | {{
+    |   "n32" = 4294967295
+    |   "n64" = 18446744073709551614
+    |   "text" = <"a","bc">
+    |   "bytes" = <0084d7>
+    |   "empty" = <>
+    |   "on" = Yes
+    |   "name" = "x"
+    |   "dict" = {{"k"=(1,"s"),"set"=[No]}}
+    | }}
+    | 
+    +-o hub@1f  <class IOService, id {:#x}>
+    | | {{
+    | | }}
+    | | 
+    | +-o shared  <class IOService, id {:#x}>
+    |     {{
+    |     }}
+    |     
+    +-o other  <class IOService, id {:#x}>
+      | {{
+      | }}
+      | 
+      +-o shared  <class IOService, id {:#x}>
+          {{
+          }}
+          
+)",
+                                      sim::root_entry_id, mac, hub, shared, other, shared);
+    EXPECT_EQ(text, expected);
+}
+
+TEST_F(ioreg_walker_test, JsonKeepsFullWidthNumbersAndShowsDataAsHex)
+{
+    auto const mac = add("IOPlatformExpertDevice", "Mac", "0",
+                         {{"n64", sim::number{-1, 64}},
+                          {"bytes", sim::data{0xde, 0xad}},
+                          {"set", sim::set{{std::string("a")}}}},
+                         sim::root_entry_id);
+    auto const walked = tool::registry_walker(plane::service, true).walk(root());
+    auto const document = tool::tree_to_json(walked);
+    auto const& entry = document["children"][0];
+    EXPECT_EQ(entry["id"], mac);
+    EXPECT_EQ(entry["location"], "0");
+    EXPECT_EQ(entry["path"], "IOService:/");
+    EXPECT_EQ(entry["properties"]["n64"].get<std::uint64_t>(), UINT64_MAX);
+    EXPECT_EQ(entry["properties"]["bytes"], "dead");
+    EXPECT_EQ(entry["properties"]["set"], nlohmann::json::array({"a"}));
+    EXPECT_FALSE(tool::registry_walker(plane::service, false).walk(root()).properties.has_value());
+}
+
+TEST_F(ioreg_walker_test, ReportTellsEveryPlaneTheEntryIsIn)
+{
+    auto const mac = add("IOPlatformExpertDevice", "Mac", std::nullopt, {}, sim::root_entry_id);
+    auto const gpu = add("IOPCIDevice", "display", "2", {{"vendor-id", sim::data{0x86, 0x80, 0, 0}}}, mac);
+    auto const child = add("IOService", "fb", std::nullopt, {}, gpu);
+    sim::attach(mac, sim::root_entry_id, "IODeviceTree");
+    sim::attach(gpu, mac, "IODeviceTree", std::string("2,0"));
+
+    auto const entry = tool::find_by_id(registry_, gpu);
+    auto const report = tool::report_entry(entry, plane::service);
+    ASSERT_EQ(report.planes.size(), 2u);
+    EXPECT_EQ(report.planes[0].path, "IOService:/display@2");
+    EXPECT_EQ(report.planes[1].in, plane::device_tree);
+    EXPECT_EQ(report.planes[1].location, "2,0");
+    ASSERT_EQ(report.parents.size(), 1u);
+    EXPECT_EQ(report.parents[0].id, mac);
+    ASSERT_EQ(report.children.size(), 1u);
+    EXPECT_EQ(report.children[0].id, child);
+    ASSERT_EQ(report.properties.size(), 1u);
+    EXPECT_NE(tool::format_report(report).find("\"vendor-id\" = <86800000>"), std::string::npos);
+    EXPECT_THROW(tool::find_by_path(registry_, "/display@3", plane::service), tool::tool_error);
+    EXPECT_EQ(tool::find_by_path(registry_, "/display@2", plane::service).device().get_id(), gpu);
+}
+
+TEST(ioreg_options_test, EntryIdsAreDecimalOrHex)
+{
+    EXPECT_EQ(tool::parse_entry_id("4294967552"), 0x100000100u);
+    EXPECT_EQ(tool::parse_entry_id("0x100000100"), 0x100000100u);
+    EXPECT_EQ(tool::parse_entry_id("0XfF"), 255u);
+    EXPECT_EQ(tool::parse_entry_id("18446744073709551615"), UINT64_MAX);
+    for (auto const* bad : {"", "0x", "-1", "12z", "0x1g", "18446744073709551616", " 1"})
+        EXPECT_FALSE(tool::parse_entry_id(bad).has_value()) << bad;
+}
+
+#else
+
+TEST(plinth_ioreg_test, NeedsTheTool)
+{
+    GTEST_SKIP() << "plinth-ioreg is not built (PLINTH_BUILD_TOOLS is off)";
+}
+
+#endif
+
+} // namespace
