@@ -21,8 +21,8 @@ using namespace plinth::apple::io_kit;
 namespace sim = plinth::sim;
 
 // An entry of class `class_name` named `name` (GCC warns on designated initialisers
-// that leave members out, so specs are filled in here).
-sim::entry_spec spec(std::string class_name, std::string name,
+// that leave members out, so the fields are set one by one here).
+sim::entry_spec new_entry(std::string class_name, std::string name,
                      std::optional<std::string> location = std::nullopt)
 {
     sim::entry_spec s;
@@ -41,8 +41,8 @@ protected:
         sim::add_class("IOService", "IORegistryEntry");
         sim::add_class("IOUSBDevice", "IOService");
         sim::add_class("IOUSBHostDevice", "IOUSBDevice");
-        device_id = sim::add_entry(spec("IOUSBHostDevice", "Keyboard"), sim::root_entry_id);
-        other_id = sim::add_entry(spec("IOService", "Other"), sim::root_entry_id);
+        device_id = sim::add_entry(new_entry("IOUSBHostDevice", "Keyboard"), sim::root_entry_id);
+        other_id = sim::add_entry(new_entry("IOService", "Other"), sim::root_entry_id);
     }
 
     // One new reference to the entry with registry entry ID `id`.
