@@ -39,6 +39,23 @@ std::optional<std::string> registry_entry::location_in_plane(std::string_view pl
     return location_;
 }
 
+void registry_entry::take_service_plane_name(std::string name, std::optional<std::string> location)
+{
+    for (auto& [plane, links] : planes_)
+    {
+        if (plane == "IOService")
+            continue;
+        if (!links.name)
+            links.name = name_;
+        if (!links.location)
+            links.location = location_;
+    }
+    if (!name.empty())
+        name_ = std::move(name);
+    location_ = std::move(location);
+    named_by_service_plane_ = true;
+}
+
 value const* registry_entry::find_property(std::string_view key) const noexcept
 {
     auto const found = std::ranges::find(properties_, key, [](auto const& p) -> std::string_view { return p.first; });

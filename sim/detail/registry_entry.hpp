@@ -31,6 +31,14 @@ public:
     std::string const& name() const noexcept { return name_; }
     std::optional<std::string> const& location() const noexcept { return location_; }
 
+    // The global name and location are those of the IOService plane when the entry
+    // is a service. An entry first seen in another plane takes that plane's name
+    // and location until its IOService ones arrive; then the earlier ones stay with
+    // the planes they came from.
+    bool named_by_service_plane() const noexcept { return named_by_service_plane_; }
+    void take_service_plane_name(std::string name, std::optional<std::string> location);
+    void mark_named_by_service_plane() noexcept { named_by_service_plane_ = true; }
+
     // The name in a plane falls back to the global name, the location likewise.
     std::string const& name_in_plane(std::string_view plane) const noexcept;
     std::optional<std::string> location_in_plane(std::string_view plane) const;
@@ -58,6 +66,7 @@ private:
     dictionary properties_;
     std::map<std::string, plane_links, std::less<>> planes_;
     bool registered_ = false;
+    bool named_by_service_plane_ = false;
 };
 
 } // namespace plinth::sim::detail

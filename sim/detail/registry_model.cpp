@@ -60,6 +60,7 @@ void registry_model::reset_locked()
     entries_.clear();
     root_ = std::make_shared<registry_entry>(root_entry_id, "IORegistryEntry", "Root", std::nullopt);
     root_->set_registered(true);
+    root_->mark_named_by_service_plane();
     entries_.emplace(root_entry_id, root_);
     planes_ = {std::begin(standard_planes), std::end(standard_planes)};
     classes_ = class_table{};
@@ -124,6 +125,8 @@ entry_id registry_model::add_entry(entry_spec const& spec, entry_id parent, std:
         for (auto const& [key, property] : spec.properties)
             added->set_property(key, property);
         added->set_registered(true);
+        if (plane == service_plane)
+            added->mark_named_by_service_plane();
         entries_.emplace(id, added);
         link(parent_entry, *added, plane);
         ++generation_;
@@ -277,8 +280,12 @@ void registry_model::merge(dump const& d)
                 auto created = std::make_shared<registry_entry>(dumped_entry.id, class_name, dumped_entry.name,
                                                                 dumped_entry.location);
                 created->set_registered(true);
+                if (d.plane == service_plane)
+                    created->mark_named_by_service_plane();
                 found = entries_.emplace(dumped_entry.id, std::move(created)).first;
             }
+            else if (d.plane == service_plane && !found->second->named_by_service_plane())
+                found->second->take_service_plane_name(dumped_entry.name, dumped_entry.location);
             else
             {
                 // The same entry seen in another plane: a name or location that

@@ -88,6 +88,27 @@ TEST_F(io_control, merge_adds_entries_links_properties_and_class_chains)
     EXPECT_EQ(drain_names(again.get()).size(), 2u) << "merging twice adds no links";
 }
 
+TEST_F(io_control, the_service_planes_name_is_the_global_one_whatever_the_merge_order)
+{
+    sim::dump tree;
+    tree.plane = "IODeviceTree";
+    tree.entries = {{0x100000200, "IOPlatformExpertDevice", "/", {}, {}, {}},
+                    {0x100000201, "IOPCIDevice", "pci-bridge", std::string("1c"), {}, {}}};
+    tree.links = {{0x100000200, 0x100000201}};
+    tree.tops = {0x100000200};
+    sim::merge(tree);
+    sim::merge(service_dump());
+
+    auto const platform = find_entry(0x100000200);
+    EXPECT_EQ(name_of(platform.get()), "Macmini9,1");
+    io_name_t text;
+    IORegistryEntryGetNameInPlane(platform.get(), kIODeviceTreePlane, text);
+    EXPECT_STREQ(text, "/");
+    auto const bridge = find_entry(0x100000201);
+    EXPECT_EQ(path_of(bridge.get(), kIODeviceTreePlane), "IODeviceTree:/pci-bridge@1c");
+    EXPECT_EQ(path_of(bridge.get(), kIOServicePlane), "IOService:/bridge@3");
+}
+
 TEST_F(io_control, a_dump_with_a_dangling_link_changes_nothing)
 {
     auto d = service_dump();
