@@ -482,7 +482,7 @@ TEST_F(ioreg_walker_test, JsonKeepsFullWidthNumbersAndShowsDataAsHex)
     EXPECT_EQ(entry["path"], "IOService:/");
     EXPECT_EQ(entry["properties"]["n64"].get<std::uint64_t>(), UINT64_MAX);
     EXPECT_EQ(entry["properties"]["bytes"], "dead");
-    EXPECT_EQ(entry["properties"]["set"], nlohmann::json::array({"a"}));
+    EXPECT_EQ(entry["properties"]["set"], tool::json::array({"a"}));
     EXPECT_FALSE(tool::registry_walker(plane::service, false).walk(root()).properties.has_value());
 }
 
