@@ -79,7 +79,7 @@ TEST(ioreg_text_values, collections)
     EXPECT_EQ(read_value("(18446744073709551615,0)"),
               sim::value(sim::array{sim::number{-1, 64}, sim::number{0, 32}}));
     EXPECT_EQ(read_value("((\"a\",\"b\"))"),
-              sim::value(sim::array{sim::array{std::string("a"), std::string("b")}}));
+              sim::value(sim::array{sim::value(sim::array{std::string("a"), std::string("b")})}));
     EXPECT_EQ(read_value("(<\"a\">,<\"b\",\"c\">)"),
               sim::value(sim::array{bytes("a\0"sv), bytes("b\0c\0"sv)}));
     EXPECT_EQ(read_value("[1,Yes]"), sim::value(sim::set{{sim::number{1, 32}, true}}));
