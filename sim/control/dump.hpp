@@ -20,7 +20,7 @@ struct dump_entry
     std::string name;                  // the name in the dumped plane
     std::optional<std::string> location;
     dictionary properties;             // empty when the dump shows none
-    std::vector<std::string> class_chain; // superclass chain, most-derived first, when the dump shows it
+    std::vector<std::string> class_chain; // the class and its superclasses, most-derived first, when the dump shows them
 };
 
 // What one dump says about one plane: its entries and their parent links in that
@@ -31,7 +31,7 @@ struct dump
     std::string plane = "IOService";
     std::vector<dump_entry> entries;                        // each id once, first appearance first
     std::vector<std::pair<entry_id, entry_id>> links;       // (parent, child), in attach order
-    std::vector<entry_id> tops;                             // entries printed with no parent in the dump
+    std::vector<entry_id> tops;                             // entries printed only with no parent in the dump
 };
 
 } // namespace plinth::sim

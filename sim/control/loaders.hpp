@@ -16,10 +16,15 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// Reads the XML property list that `ioreg -a` writes.
+// Reads the XML property list that `ioreg -a` writes: one entry <dict> at the top
+// (normally Root), or an <array> of them. Integers get the width their magnitude
+// needs; a <date>, which no I/O Kit property holds, is kept as its ISO 8601 text.
 dump read_ioreg_xml(std::string_view text, std::string const& plane = "IOService");
 
-// Reads the text that `ioreg` and `ioreg -l` print.
+// Reads the text that `ioreg` and `ioreg -l` print, also with several matches
+// (-r, -S) and after the shell prompt line. Numbers up to 32 bits stay 32-bit, as
+// IOKit returns them. A line that ioreg clipped ('$') keeps what it shows: an entry
+// whose ID is visible, a property value as a string of its visible text.
 dump read_ioreg_text(std::string_view text, std::string const& plane = "IOService");
 
 // Reads a dump file of either form, telling them apart by their first characters.
