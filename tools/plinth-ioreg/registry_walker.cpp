@@ -24,9 +24,9 @@ tree_node registry_walker::walk(registry_entry const& entry, std::vector<std::ui
     if (with_properties_)
         node.properties = read_properties(entry);
 
-    // A plane is acyclic in IOKit, but a hand-made registry need not be: an entry
-    // that is its own ancestor is shown once more without its subtree, so that a
-    // walk always ends.
+    // IOKit (and the simulated registry) keep every plane free of loops; should an
+    // entry ever be its own ancestor, it is shown once more without its subtree
+    // rather than walked forever.
     if (std::find(ancestors.begin(), ancestors.end(), node.summary.id) != ancestors.end())
         return node;
 
