@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <optional>
 #include <string>
+#include <utility>
 
 // The control interface of the simulated I/O Kit: what a program or a test uses to
 // build the simulated machine's registry, change it while it runs, and load dumps.
@@ -17,6 +18,15 @@ inline constexpr entry_id root_entry_id = 0x100000100;
 
 struct entry_spec
 {
+    entry_spec() = default;
+    // The usual way to describe an entry: add_entry({"IOUSBHostDevice", "Mouse", "14100000"}, parent).
+    entry_spec(std::string class_name_, std::string name_ = {}, std::optional<std::string> location_ = {},
+               dictionary properties_ = {}, std::optional<entry_id> id_ = {})
+        : class_name(std::move(class_name_)), name(std::move(name_)), location(std::move(location_)),
+          properties(std::move(properties_)), id(id_)
+    {
+    }
+
     std::string class_name;
     std::string name;                     // empty: the class name, as IOKit does
     std::optional<std::string> location;

@@ -25,10 +25,10 @@ protected:
     void SetUp() override
     {
         sim_test::SetUp();
-        platform_ = sim::add_entry(spec("IOPlatformExpertDevice", "Macmini8,1"), sim::root_entry_id);
-        controller_ = sim::add_entry(spec("AppleUSBXHCI", "XHC1", "14000000"), platform_);
+        platform_ = sim::add_entry(sim::entry_spec("IOPlatformExpertDevice", "Macmini8,1"), sim::root_entry_id);
+        controller_ = sim::add_entry(sim::entry_spec("AppleUSBXHCI", "XHC1", "14000000"), platform_);
         sim::attach(controller_, sim::root_entry_id, "IOUSB");
-        usb_ = sim::add_entry(spec("IOUSBHostDevice", "Keyboard", "14100000",
+        usb_ = sim::add_entry(sim::entry_spec("IOUSBHostDevice", "Keyboard", "14100000",
                                {
                                    {"Built-In", true},
                                    {"Removable", false},
@@ -44,17 +44,6 @@ protected:
                                }),
                               controller_);
         sim::attach(usb_, controller_, "IOUSB");
-    }
-
-    static sim::entry_spec spec(std::string class_name, std::string name, std::optional<std::string> location = {},
-                                sim::dictionary properties = {})
-    {
-        sim::entry_spec s;
-        s.class_name = std::move(class_name);
-        s.name = std::move(name);
-        s.location = std::move(location);
-        s.properties = std::move(properties);
-        return s;
     }
 
     static device find(sim::entry_id id)

@@ -20,18 +20,6 @@ namespace {
 using namespace plinth::apple::io_kit;
 namespace sim = plinth::sim;
 
-// An entry of class `class_name` named `name` (GCC warns on designated initialisers
-// that leave members out, so the fields are set one by one here).
-sim::entry_spec new_entry(std::string class_name, std::string name,
-                     std::optional<std::string> location = std::nullopt)
-{
-    sim::entry_spec s;
-    s.class_name = std::move(class_name);
-    s.name = std::move(name);
-    s.location = std::move(location);
-    return s;
-}
-
 class io_object_test : public plinth::testing::sim_test
 {
 protected:
@@ -41,8 +29,8 @@ protected:
         sim::add_class("IOService", "IORegistryEntry");
         sim::add_class("IOUSBDevice", "IOService");
         sim::add_class("IOUSBHostDevice", "IOUSBDevice");
-        device_id = sim::add_entry(new_entry("IOUSBHostDevice", "Keyboard"), sim::root_entry_id);
-        other_id = sim::add_entry(new_entry("IOService", "Other"), sim::root_entry_id);
+        device_id = sim::add_entry(sim::entry_spec("IOUSBHostDevice", "Keyboard"), sim::root_entry_id);
+        other_id = sim::add_entry(sim::entry_spec("IOService", "Other"), sim::root_entry_id);
     }
 
     // One new reference to the entry with registry entry ID `id`.

@@ -25,18 +25,6 @@ namespace {
 using namespace plinth::apple::io_kit;
 namespace sim = plinth::sim;
 
-// An entry of class `class_name` named `name` (GCC warns on designated initialisers
-// that leave members out, so the fields are set one by one here).
-sim::entry_spec new_entry(std::string class_name, std::string name,
-                     std::optional<std::string> location = std::nullopt)
-{
-    sim::entry_spec s;
-    s.class_name = std::move(class_name);
-    s.name = std::move(name);
-    s.location = std::move(location);
-    return s;
-}
-
 // A small machine: Root → platform "J313AP" → controller "xhci@0" → device "Hub@14100000",
 // the device also attached in the IOUSB plane under the controller.
 class io_registry_entry_test : public plinth::testing::sim_test
@@ -45,11 +33,11 @@ protected:
     void SetUp() override
     {
         sim_test::SetUp();
-        platform_id = sim::add_entry(new_entry("IOPlatformExpertDevice", "J313AP"),
+        platform_id = sim::add_entry(sim::entry_spec("IOPlatformExpertDevice", "J313AP"),
                                      sim::root_entry_id);
-        controller_id = sim::add_entry(new_entry("AppleT8103USBXHCI", "xhci"), platform_id);
+        controller_id = sim::add_entry(sim::entry_spec("AppleT8103USBXHCI", "xhci"), platform_id);
         sim::attach(controller_id, sim::root_entry_id, kIOUSBPlane);
-        sim::entry_spec device = new_entry("IOUSBHostDevice", "Hub", "14100000");
+        sim::entry_spec device = sim::entry_spec("IOUSBHostDevice", "Hub", "14100000");
         device.properties = {{"idVendor", sim::make_number(0x05ac)},
                              {"sessionID", sim::number{0x100000001, 64}},
                              {"USB Product Name", std::string("Hub")},
@@ -136,7 +124,7 @@ TEST_F(io_registry_entry_test, the_parent_is_the_first_in_the_plane_and_null_whe
 
 TEST_F(io_registry_entry_test, iterators_walk_in_attach_order_and_stay_exhausted)
 {
-    sim::entry_id const second = sim::add_entry(new_entry("IOService", "port"), controller_id);
+    sim::entry_id const second = sim::add_entry(sim::entry_spec("IOService", "port"), controller_id);
     sim::attach(device_id, second, kIOServicePlane);
 
     io_iterator children = entry(controller_id).get_child_iterator(kIOServicePlane);

@@ -21,18 +21,6 @@ namespace {
 using namespace plinth::apple::io_kit;
 namespace sim = plinth::sim;
 
-// An entry of class `class_name` named `name` (GCC warns on designated initialisers
-// that leave members out, so the fields are set one by one here).
-sim::entry_spec new_entry(std::string class_name, std::string name,
-                     std::optional<std::string> location = std::nullopt)
-{
-    sim::entry_spec s;
-    s.class_name = std::move(class_name);
-    s.name = std::move(name);
-    s.location = std::move(location);
-    return s;
-}
-
 class mach_port_test : public plinth::testing::sim_test
 {
 protected:
@@ -42,11 +30,11 @@ protected:
         sim::add_class("IOService", "IORegistryEntry");
         sim::add_class("IOUSBDevice", "IOService");
         sim::add_class("IOUSBHostDevice", "IOUSBDevice");
-        platform_id = sim::add_entry(new_entry("IOPlatformExpertDevice", "J313AP"),
+        platform_id = sim::add_entry(sim::entry_spec("IOPlatformExpertDevice", "J313AP"),
                                      sim::root_entry_id);
-        mouse_id = sim::add_entry(new_entry("IOUSBHostDevice", "Mouse", "01100000"),
+        mouse_id = sim::add_entry(sim::entry_spec("IOUSBHostDevice", "Mouse", "01100000"),
                                   platform_id);
-        legacy_id = sim::add_entry(new_entry("IOUSBDevice", "Legacy"), platform_id);
+        legacy_id = sim::add_entry(sim::entry_spec("IOUSBDevice", "Legacy"), platform_id);
     }
 
     mach_port port = mach_port::master_port_default();
