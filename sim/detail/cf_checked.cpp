@@ -4,7 +4,7 @@
 #include "sim/detail/cf_live_objects.hpp"
 #include "sim/detail/cf_type_registry.hpp"
 
-#include <sstream>
+#include <fmt/format.h>
 
 namespace plinth::sim::detail {
 namespace {
@@ -17,28 +17,26 @@ std::string type_label(CFTypeID type)
 
 } // namespace
 
+// The checks run on every CF call, so the report is only composed once a check fails.
 cf_object* cf_checked_object(CFTypeRef ref, char const* function, CFTypeID expected_type)
 {
-    std::ostringstream report;
-    report << function << ": ";
     if (ref == nullptr)
     {
-        report << "NULL passed as " << (expected_type != 0 ? type_label(expected_type) : "CF object");
-        report_misuse(report.str());
+        report_misuse(fmt::format("{}: NULL passed as {}", function,
+                                  expected_type != 0 ? type_label(expected_type) : "CF object"));
         return nullptr;
     }
     if (!cf_live_objects::instance().contains(ref))
     {
-        report << ref << " is not a live CF object (released already, or never one)";
-        report_misuse(report.str());
+        report_misuse(fmt::format("{}: {} is not a live CF object (released already, or never one)", function,
+                                  fmt::ptr(ref)));
         return nullptr;
     }
     auto* object = cf_object::from_ref(ref);
     if (expected_type != 0 && object->type_id() != expected_type)
     {
-        report << "expected a " << type_label(expected_type) << ", got a " << object->type_name() << " ("
-               << ref << ')';
-        report_misuse(report.str());
+        report_misuse(fmt::format("{}: expected a {}, got a {} ({})", function, type_label(expected_type),
+                                  object->type_name(), fmt::ptr(ref)));
         return nullptr;
     }
     return object;
@@ -46,9 +44,7 @@ cf_object* cf_checked_object(CFTypeRef ref, char const* function, CFTypeID expec
 
 void report_immutable(cf_object const* object, char const* function)
 {
-    std::ostringstream report;
-    report << function << ": " << object->type_name() << ' ' << object->ref() << " is immutable";
-    report_misuse(report.str());
+    report_misuse(fmt::format("{}: {} {} is immutable", function, object->type_name(), fmt::ptr(object->ref())));
 }
 
 } // namespace plinth::sim::detail
