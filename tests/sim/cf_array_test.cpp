@@ -1,3 +1,4 @@
+#include "sim/cf_support.hpp"
 #include "support/sim_test.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -7,20 +8,17 @@
 
 namespace {
 
+using namespace plinth::testing::cf;
+
 class cf_array_test : public plinth::testing::sim_test
 {
 protected:
-    static CFNumberRef make_number(SInt32 value) { return CFNumberCreate(nullptr, kCFNumberSInt32Type, &value); }
-
     static std::vector<SInt32> numbers_in(CFArrayRef array)
     {
-        std::vector<SInt32> result;
+        std::vector<SInt32> result(static_cast<std::size_t>(CFArrayGetCount(array)));
         for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
-        {
-            SInt32 value = 0;
-            CFNumberGetValue(static_cast<CFNumberRef>(CFArrayGetValueAtIndex(array, i)), kCFNumberSInt32Type, &value);
-            result.push_back(value);
-        }
+            CFNumberGetValue(static_cast<CFNumberRef>(CFArrayGetValueAtIndex(array, i)), kCFNumberSInt32Type,
+                             &result[static_cast<std::size_t>(i)]);
         return result;
     }
 };
@@ -28,7 +26,7 @@ protected:
 TEST_F(cf_array_test, keeps_order_and_owns_its_values)
 {
     CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
-    CFNumberRef numbers[3] = {make_number(10), make_number(20), make_number(30)};
+    CFNumberRef numbers[3] = {create_number(10), create_number(20), create_number(30)};
     CFArrayAppendValue(array, numbers[0]);
     CFArrayAppendValue(array, numbers[2]);
     CFArrayInsertValueAtIndex(array, 1, numbers[1]);
@@ -43,7 +41,7 @@ TEST_F(cf_array_test, keeps_order_and_owns_its_values)
     EXPECT_EQ(numbers_in(array), (std::vector<SInt32>{20, 30}));
     EXPECT_EQ(plinth::sim::live_cf_objects(), 3u) << "the removed number is freed";
 
-    CFNumberRef replacement = make_number(25);
+    CFNumberRef replacement = create_number(25);
     CFArraySetValueAtIndex(array, 0, replacement);
     CFArraySetValueAtIndex(array, 2, replacement); // one past the end appends
     CFRelease(replacement);
@@ -57,14 +55,13 @@ TEST_F(cf_array_test, keeps_order_and_owns_its_values)
 
 TEST_F(cf_array_test, searches_and_walks_a_range)
 {
-    CFNumberRef two = make_number(2);
-    CFNumberRef values[] = {make_number(1), two, make_number(3), make_number(2)};
+    CFNumberRef two = create_number(2);
+    CFNumberRef values[] = {create_number(1), two, create_number(3), create_number(2)};
     CFArrayRef array = CFArrayCreate(nullptr, reinterpret_cast<void const**>(values), 4, &kCFTypeArrayCallBacks);
     for (CFNumberRef n : values)
         CFRelease(n);
 
-    double const two_real = 2.0;
-    CFNumberRef two_as_real = CFNumberCreate(nullptr, kCFNumberFloat64Type, &two_real);
+    CFNumberRef two_as_real = create_real(2.0);
     EXPECT_EQ(CFArrayGetFirstIndexOfValue(array, CFRangeMake(0, 4), two_as_real), 1) << "found by CFEqual";
     EXPECT_EQ(CFArrayGetFirstIndexOfValue(array, CFRangeMake(2, 2), two_as_real), 3);
     EXPECT_FALSE(CFArrayContainsValue(array, CFRangeMake(2, 1), two_as_real));
@@ -87,24 +84,20 @@ TEST_F(cf_array_test, searches_and_walks_a_range)
     CFRelease(array);
 }
 
-TEST_F(cf_array_test, equality_and_copies)
+TEST_F(cf_array_test, equality_needs_equal_values_in_the_same_order)
 {
-    CFNumberRef one = make_number(1);
+    CFNumberRef one = create_number(1);
     void const* values[] = {one, CFSTR("s")};
+    void const* reversed_values[] = {CFSTR("s"), one};
     CFArrayRef array = CFArrayCreate(nullptr, values, 2, &kCFTypeArrayCallBacks);
+    CFArrayRef reversed = CFArrayCreate(nullptr, reversed_values, 2, &kCFTypeArrayCallBacks);
     CFMutableArrayRef copy = CFArrayCreateMutableCopy(nullptr, 0, array);
     EXPECT_TRUE(CFEqual(array, copy));
-    EXPECT_EQ(CFGetRetainCount(one), 3);
-
+    EXPECT_EQ(CFGetRetainCount(one), 4);
+    EXPECT_FALSE(CFEqual(array, reversed));
     CFArrayAppendValue(copy, kCFBooleanFalse);
     EXPECT_FALSE(CFEqual(array, copy));
-
-    void const* reversed_values[] = {CFSTR("s"), one};
-    CFArrayRef reversed = CFArrayCreate(nullptr, reversed_values, 2, &kCFTypeArrayCallBacks);
-    EXPECT_FALSE(CFEqual(array, reversed)) << "order matters";
-
-    for (CFTypeRef object : {CFTypeRef(one), CFTypeRef(array), CFTypeRef(copy), CFTypeRef(reversed)})
-        CFRelease(object);
+    release_all(one, array, copy, reversed);
 }
 
 TEST_F(cf_array_test, bad_indices_and_changes_to_immutable_arrays_are_misuse)
@@ -114,12 +107,11 @@ TEST_F(cf_array_test, bad_indices_and_changes_to_immutable_arrays_are_misuse)
     CFArrayAppendValue(const_cast<CFMutableArrayRef>(array), CFSTR("x"));
     CFArrayApplyFunction(array, CFRangeMake(0, 1), [](void const*, void*) {}, nullptr);
     EXPECT_EQ(CFArrayGetCount(array), 0);
-    auto const reports = plinth::sim::misuse_reports();
+    auto const reports = take_misuse_reports();
     ASSERT_EQ(reports.size(), 3u);
     EXPECT_NE(reports[0].find("CFArrayGetValueAtIndex"), std::string::npos) << reports[0];
     EXPECT_NE(reports[1].find("immutable"), std::string::npos) << reports[1];
     EXPECT_NE(reports[2].find("range"), std::string::npos) << reports[2];
-    plinth::sim::clear_misuse_reports();
     CFRelease(array);
 }
 

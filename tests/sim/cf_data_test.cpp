@@ -3,7 +3,6 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <array>
-#include <string>
 
 namespace {
 
@@ -47,8 +46,7 @@ TEST_F(cf_data_test, mutable_data_grows_within_its_capacity)
     CFMutableDataRef bounded = CFDataCreateMutable(nullptr, 2);
     CFDataAppendBytes(bounded, bytes, 3);
     EXPECT_EQ(CFDataGetLength(bounded), 0);
-    EXPECT_EQ(plinth::sim::misuse_reports().size(), 1u);
-    plinth::sim::clear_misuse_reports();
+    EXPECT_EQ(take_misuse_reports().size(), 1u);
     CFRelease(bounded);
 }
 
@@ -62,8 +60,7 @@ TEST_F(cf_data_test, bad_ranges_and_changes_to_immutable_data_are_misuse)
     EXPECT_EQ(CFDataCreate(nullptr, nullptr, 3), nullptr);
     EXPECT_EQ(CFDataGetLength(data), 2);
     EXPECT_EQ(out[0], 0);
-    EXPECT_EQ(plinth::sim::misuse_reports().size(), 3u);
-    plinth::sim::clear_misuse_reports();
+    EXPECT_EQ(take_misuse_reports().size(), 3u);
     CFRelease(data);
 }
 

@@ -1,3 +1,4 @@
+#include "sim/cf_support.hpp"
 #include "support/sim_test.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -8,66 +9,43 @@
 
 namespace {
 
+using namespace plinth::testing::cf;
+
 class cf_dictionary_test : public plinth::testing::sim_test
 {
-protected:
-    static CFMutableDictionaryRef make_mutable()
-    {
-        return CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                         &kCFTypeDictionaryValueCallBacks);
-    }
-
-    static CFStringRef make_string(char const* text)
-    {
-        return CFStringCreateWithCString(nullptr, text, kCFStringEncodingUTF8);
-    }
-
-    static CFNumberRef make_number(SInt32 value) { return CFNumberCreate(nullptr, kCFNumberSInt32Type, &value); }
 };
 
-TEST_F(cf_dictionary_test, retains_keys_and_values_and_releases_them_on_removal)
+TEST_F(cf_dictionary_test, retains_what_it_holds_and_releases_it_on_removal_and_destruction)
 {
-    CFMutableDictionaryRef dictionary = make_mutable();
-    CFStringRef key = make_string("idVendor");
-    CFNumberRef value = make_number(0x05AC);
-
+    CFMutableDictionaryRef dictionary = create_dictionary();
+    CFStringRef key = create_string("idVendor");
+    CFNumberRef value = create_number(0x05AC);
     CFDictionarySetValue(dictionary, key, value);
     EXPECT_EQ(CFGetRetainCount(key), 2);
     EXPECT_EQ(CFGetRetainCount(value), 2);
 
-    // Lookup is by equality, not identity.
+    // Lookup is by equality, not identity, and follows the Get rule.
     EXPECT_EQ(CFDictionaryGetValue(dictionary, CFSTR("idVendor")), value);
-    EXPECT_EQ(CFGetRetainCount(value), 2) << "GetValue follows the Get rule";
-
+    EXPECT_EQ(CFGetRetainCount(value), 2);
     CFDictionaryRemoveValue(dictionary, CFSTR("idVendor"));
     EXPECT_EQ(CFDictionaryGetCount(dictionary), 0);
     EXPECT_EQ(CFGetRetainCount(key), 1);
     EXPECT_EQ(CFGetRetainCount(value), 1);
 
+    CFMutableDictionaryRef inner = create_dictionary();
+    CFDictionarySetValue(inner, CFSTR("n"), value);
+    CFDictionarySetValue(dictionary, key, inner);
+    release_all(key, value, inner);
+    EXPECT_EQ(plinth::sim::live_cf_objects(), 4u);
     CFRelease(dictionary);
-    CFRelease(key);
-    CFRelease(value);
-}
-
-TEST_F(cf_dictionary_test, destruction_releases_everything_it_holds)
-{
-    CFMutableDictionaryRef outer = make_mutable();
-    CFMutableDictionaryRef inner = make_mutable();
-    CFNumberRef number = make_number(1);
-    CFDictionarySetValue(inner, CFSTR("n"), number);
-    CFDictionarySetValue(outer, CFSTR("inner"), inner);
-    CFRelease(number);
-    CFRelease(inner);
-    EXPECT_EQ(plinth::sim::live_cf_objects(), 3u);
-    CFRelease(outer);
-    EXPECT_EQ(plinth::sim::live_cf_objects(), 0u);
+    EXPECT_EQ(plinth::sim::live_cf_objects(), 0u) << "nested values go with the outer dictionary";
 }
 
 TEST_F(cf_dictionary_test, set_replaces_add_keeps_and_replace_needs_a_present_key)
 {
-    CFMutableDictionaryRef dictionary = make_mutable();
-    CFNumberRef one = make_number(1);
-    CFNumberRef two = make_number(2);
+    CFMutableDictionaryRef dictionary = create_dictionary();
+    CFNumberRef one = create_number(1);
+    CFNumberRef two = create_number(2);
 
     CFDictionaryAddValue(dictionary, CFSTR("k"), one);
     CFDictionaryAddValue(dictionary, CFSTR("k"), two);
@@ -77,7 +55,6 @@ TEST_F(cf_dictionary_test, set_replaces_add_keeps_and_replace_needs_a_present_ke
     CFDictionarySetValue(dictionary, CFSTR("k"), two);
     EXPECT_EQ(CFDictionaryGetValue(dictionary, CFSTR("k")), two);
     EXPECT_EQ(CFGetRetainCount(one), 1) << "the replaced value is released";
-
     CFDictionarySetValue(dictionary, CFSTR("k"), two);
     EXPECT_EQ(CFGetRetainCount(two), 2) << "setting the same value again keeps it alive once";
 
@@ -85,36 +62,22 @@ TEST_F(cf_dictionary_test, set_replaces_add_keeps_and_replace_needs_a_present_ke
     EXPECT_FALSE(CFDictionaryContainsKey(dictionary, CFSTR("absent")));
     EXPECT_EQ(CFDictionaryGetCount(dictionary), 1);
 
-    CFRelease(dictionary);
-    CFRelease(one);
-    CFRelease(two);
-}
-
-TEST_F(cf_dictionary_test, absent_keys_give_null_and_present_ones_report_their_value)
-{
-    CFNumberRef value = make_number(3);
-    void const* keys[] = {CFSTR("a")};
-    void const* values[] = {value};
-    CFDictionaryRef dictionary =
-        CFDictionaryCreate(nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
-    CFRelease(value);
-
-    EXPECT_EQ(CFDictionaryGetValue(dictionary, CFSTR("b")), nullptr);
     void const* found = nullptr;
+    EXPECT_EQ(CFDictionaryGetValue(dictionary, CFSTR("b")), nullptr);
     EXPECT_FALSE(CFDictionaryGetValueIfPresent(dictionary, CFSTR("b"), &found));
-    EXPECT_TRUE(CFDictionaryGetValueIfPresent(dictionary, CFSTR("a"), &found));
-    EXPECT_EQ(found, value);
-    EXPECT_TRUE(CFDictionaryContainsValue(dictionary, value));
-    CFRelease(dictionary);
+    EXPECT_TRUE(CFDictionaryGetValueIfPresent(dictionary, CFSTR("k"), &found));
+    EXPECT_EQ(found, two);
+    EXPECT_TRUE(CFDictionaryContainsValue(dictionary, two));
+    release_all(dictionary, one, two);
 }
 
 TEST_F(cf_dictionary_test, enumeration_visits_every_pair_once)
 {
-    CFMutableDictionaryRef dictionary = make_mutable();
+    CFMutableDictionaryRef dictionary = create_dictionary();
     std::vector<CFStringRef> const keys{CFSTR("one"), CFSTR("two"), CFSTR("three")};
     for (std::size_t i = 0; i < keys.size(); ++i)
     {
-        CFNumberRef number = make_number(static_cast<SInt32>(i + 1));
+        CFNumberRef number = create_number(static_cast<SInt32>(i + 1));
         CFDictionarySetValue(dictionary, keys[i], number);
         CFRelease(number);
     }
@@ -140,11 +103,10 @@ TEST_F(cf_dictionary_test, enumeration_visits_every_pair_once)
 
 TEST_F(cf_dictionary_test, equality_needs_the_same_keys_with_equal_values)
 {
-    CFMutableDictionaryRef a = make_mutable();
-    CFMutableDictionaryRef b = make_mutable();
-    CFNumberRef small = make_number(1);
-    double const one = 1.0;
-    CFNumberRef real = CFNumberCreate(nullptr, kCFNumberFloat64Type, &one);
+    CFMutableDictionaryRef a = create_dictionary();
+    CFMutableDictionaryRef b = create_dictionary();
+    CFNumberRef small = create_number(1);
+    CFNumberRef real = create_real(1.0);
 
     CFDictionarySetValue(a, CFSTR("x"), small);
     CFDictionarySetValue(b, CFSTR("x"), real);
@@ -156,9 +118,7 @@ TEST_F(cf_dictionary_test, equality_needs_the_same_keys_with_equal_values)
     CFDictionarySetValue(b, CFSTR("x"), small);
     CFDictionarySetValue(b, CFSTR("y"), small);
     EXPECT_FALSE(CFEqual(a, b));
-
-    for (CFTypeRef object : {CFTypeRef(a), CFTypeRef(b), CFTypeRef(small), CFTypeRef(real)})
-        CFRelease(object);
+    release_all(a, b, small, real);
 }
 
 TEST_F(cf_dictionary_test, null_callbacks_store_pointers_without_retaining)
@@ -166,20 +126,17 @@ TEST_F(cf_dictionary_test, null_callbacks_store_pointers_without_retaining)
     static int const first = 1, second = 2;
     CFMutableDictionaryRef dictionary = CFDictionaryCreateMutable(nullptr, 0, nullptr, nullptr);
     CFDictionarySetValue(dictionary, &first, &second);
-    CFNumberRef number = make_number(4);
+    CFNumberRef number = create_number(4);
     CFDictionarySetValue(dictionary, &second, number);
     EXPECT_EQ(CFGetRetainCount(number), 1);
     EXPECT_EQ(CFDictionaryGetValue(dictionary, &first), &second);
 
     // Pointer equality: an equal but distinct string is a different key.
-    CFStringRef key = make_string("k");
+    CFStringRef key = create_string("k");
     CFDictionarySetValue(dictionary, key, &first);
     EXPECT_EQ(CFDictionaryGetValue(dictionary, CFSTR("k")), nullptr);
     EXPECT_EQ(CFDictionaryGetValue(dictionary, key), &first);
-
-    CFRelease(dictionary);
-    CFRelease(number);
-    CFRelease(key);
+    release_all(dictionary, number, key);
 }
 
 struct counting_callbacks
@@ -210,16 +167,13 @@ TEST_F(cf_dictionary_test, callers_callbacks_are_called_for_every_value_in_and_o
 
     CFMutableDictionaryRef copy = CFDictionaryCreateMutableCopy(nullptr, 0, dictionary);
     EXPECT_EQ(counting_callbacks::retains, 5) << "a copy keeps the callbacks";
-    CFRelease(copy);
-    CFRelease(dictionary);
+    release_all(copy, dictionary);
     EXPECT_EQ(counting_callbacks::releases, 5);
-}
 
-TEST_F(cf_dictionary_test, copy_string_keys_are_kept_even_if_the_caller_releases_them)
-{
-    CFMutableDictionaryRef dictionary = CFDictionaryCreateMutable(nullptr, 0, &kCFCopyStringDictionaryKeyCallBacks,
-                                                                  &kCFTypeDictionaryValueCallBacks);
-    CFStringRef key = make_string("BSD Name");
+    // Copied string keys stay even when the caller releases its key.
+    dictionary = CFDictionaryCreateMutable(nullptr, 0, &kCFCopyStringDictionaryKeyCallBacks,
+                                           &kCFTypeDictionaryValueCallBacks);
+    CFStringRef key = create_string("BSD Name");
     CFDictionarySetValue(dictionary, key, CFSTR("disk0"));
     CFRelease(key);
     EXPECT_TRUE(CFEqual(CFDictionaryGetValue(dictionary, CFSTR("BSD Name")), CFSTR("disk0")));
@@ -228,15 +182,17 @@ TEST_F(cf_dictionary_test, copy_string_keys_are_kept_even_if_the_caller_releases
 
 TEST_F(cf_dictionary_test, changing_an_immutable_dictionary_is_misuse)
 {
+    void const* keys[] = {CFSTR("a")};
+    void const* values[] = {kCFBooleanTrue};
     CFDictionaryRef dictionary =
-        CFDictionaryCreate(nullptr, nullptr, nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+        CFDictionaryCreate(nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
+    EXPECT_EQ(CFDictionaryGetValue(dictionary, CFSTR("a")), kCFBooleanTrue);
     CFDictionarySetValue(const_cast<CFMutableDictionaryRef>(dictionary), CFSTR("k"), CFSTR("v"));
-    EXPECT_EQ(CFDictionaryGetCount(dictionary), 0);
-    auto const reports = plinth::sim::misuse_reports();
+    EXPECT_EQ(CFDictionaryGetCount(dictionary), 1);
+    auto const reports = take_misuse_reports();
     ASSERT_EQ(reports.size(), 1u);
     EXPECT_NE(reports[0].find("CFDictionarySetValue"), std::string::npos) << reports[0];
     EXPECT_NE(reports[0].find("immutable"), std::string::npos) << reports[0];
-    plinth::sim::clear_misuse_reports();
     CFRelease(dictionary);
 }
 

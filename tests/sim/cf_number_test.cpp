@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <optional>
 
 namespace {
 
@@ -17,22 +18,22 @@ protected:
         return CFNumberCreate(nullptr, type, &value);
     }
 
-    // The value CFNumberGetValue stores as `type`, and whether it called that exact.
-    template <typename T>
-    struct reading
-    {
-        T value;
-        bool exact;
-    };
-
+    // Makes a number of `source_type` from `source`, reads it back as `type` and
+    // checks what CFNumberGetValue stores (when `stored` is given) and whether it
+    // calls the conversion exact.
     template <typename T, typename Source>
-    static reading<T> read_as(CFNumberType type, CFNumberType source_type, Source source)
+    static void expect_reading(CFNumberType source_type, Source source, CFNumberType type, std::optional<T> stored,
+                               bool exact)
     {
         CFNumberRef number = make(source_type, source);
         T value{};
-        bool const exact = CFNumberGetValue(number, type, &value);
+        EXPECT_EQ(static_cast<bool>(CFNumberGetValue(number, type, &value)), exact)
+            << source << " read as type " << type;
+        if (stored)
+        {
+            EXPECT_EQ(value, *stored) << source << " read as type " << type;
+        }
         CFRelease(number);
-        return {value, exact};
     }
 };
 
@@ -62,100 +63,43 @@ TEST_F(cf_number_test, numbers_keep_the_canonical_type_they_were_made_as)
         EXPECT_EQ(CFNumberIsFloatType(number), c.reported >= kCFNumberFloat32Type) << "made as " << c.made_as;
         CFRelease(number);
     }
-}
 
-TEST_F(cf_number_test, values_are_read_as_the_width_of_their_type)
-{
     // Only the first byte of the buffer belongs to an SInt8.
-    std::int64_t const pattern = 0x7F7F7F7F7F7F7F80;
-    CFNumberRef number = CFNumberCreate(nullptr, kCFNumberSInt8Type, &pattern);
-    std::int64_t wide = 0;
-    EXPECT_TRUE(CFNumberGetValue(number, kCFNumberSInt64Type, &wide));
-    EXPECT_EQ(wide, -128);
-    CFRelease(number);
+    expect_reading<std::int64_t>(kCFNumberSInt8Type, std::int64_t{0x7F7F7F7F7F7F7F80}, kCFNumberSInt64Type, -128, true);
 }
 
 TEST_F(cf_number_test, integer_narrowing_stores_the_c_cast_and_reports_loss)
 {
-    auto const big = read_as<SInt32>(kCFNumberSInt32Type, kCFNumberSInt64Type, std::int64_t{0x100000001});
-    EXPECT_EQ(big.value, 1);
-    EXPECT_FALSE(big.exact);
-
-    auto const all_ones = read_as<SInt32>(kCFNumberSInt32Type, kCFNumberSInt64Type, std::int64_t{4294967295});
-    EXPECT_EQ(all_ones.value, -1);
-    EXPECT_FALSE(all_ones.exact) << "SInt32 has no upper-bits exception";
-
-    auto const fits = read_as<SInt32>(kCFNumberSInt32Type, kCFNumberSInt64Type, std::int64_t{-5});
-    EXPECT_EQ(fits.value, -5);
-    EXPECT_TRUE(fits.exact);
+    expect_reading<SInt32>(kCFNumberSInt64Type, std::int64_t{0x100000001}, kCFNumberSInt32Type, 1, false);
+    // SInt32 has no upper-bits exception.
+    expect_reading<SInt32>(kCFNumberSInt64Type, std::int64_t{4294967295}, kCFNumberSInt32Type, -1, false);
+    expect_reading<SInt32>(kCFNumberSInt64Type, std::int64_t{-5}, kCFNumberSInt32Type, -5, true);
+    // Eight- and sixteen-bit targets accept values whose upper bits are zero.
+    expect_reading<SInt8>(kCFNumberSInt32Type, SInt32{200}, kCFNumberSInt8Type, -56, true);
+    expect_reading<SInt8>(kCFNumberSInt32Type, SInt32{300}, kCFNumberSInt8Type, 44, false);
+    expect_reading<SInt8>(kCFNumberSInt32Type, SInt32{-200}, kCFNumberSInt8Type, 56, false);
+    expect_reading<SInt16>(kCFNumberSInt32Type, SInt32{0xFFFF}, kCFNumberSInt16Type, -1, true);
+    expect_reading<SInt16>(kCFNumberSInt32Type, SInt32{0x10000}, kCFNumberSInt16Type, 0, false);
 }
 
-TEST_F(cf_number_test, eight_and_sixteen_bit_targets_accept_values_with_zero_upper_bits)
+TEST_F(cf_number_test, conversions_with_floats_truncate_and_report_lost_precision)
 {
-    auto const byte = read_as<SInt8>(kCFNumberSInt8Type, kCFNumberSInt32Type, SInt32{200});
-    EXPECT_EQ(byte.value, -56);
-    EXPECT_TRUE(byte.exact);
+    expect_reading<SInt32>(kCFNumberFloat64Type, 1.5, kCFNumberSInt32Type, 1, false);
+    expect_reading<SInt32>(kCFNumberFloat64Type, -3.0, kCFNumberSInt32Type, -3, true);
+    expect_reading<SInt64>(kCFNumberFloat64Type, 1e300, kCFNumberSInt64Type, std::nullopt, false);
+    // 2^63 is just beyond SInt64.
+    expect_reading<SInt64>(kCFNumberFloat64Type, 9223372036854775808.0, kCFNumberSInt64Type, std::nullopt, false);
+    expect_reading<SInt32>(kCFNumberFloat64Type, std::numeric_limits<double>::quiet_NaN(), kCFNumberSInt32Type,
+                           std::nullopt, false);
 
-    auto const too_big = read_as<SInt8>(kCFNumberSInt8Type, kCFNumberSInt32Type, SInt32{300});
-    EXPECT_EQ(too_big.value, 44);
-    EXPECT_FALSE(too_big.exact);
-
-    auto const negative = read_as<SInt8>(kCFNumberSInt8Type, kCFNumberSInt32Type, SInt32{-200});
-    EXPECT_EQ(negative.value, 56);
-    EXPECT_FALSE(negative.exact);
-
-    auto const word = read_as<SInt16>(kCFNumberSInt16Type, kCFNumberSInt32Type, SInt32{0xFFFF});
-    EXPECT_EQ(word.value, -1);
-    EXPECT_TRUE(word.exact);
-
-    auto const wide_word = read_as<SInt16>(kCFNumberSInt16Type, kCFNumberSInt32Type, SInt32{0x10000});
-    EXPECT_EQ(wide_word.value, 0);
-    EXPECT_FALSE(wide_word.exact);
-}
-
-TEST_F(cf_number_test, floats_to_integers_truncate_and_report_loss)
-{
-    auto const half = read_as<SInt32>(kCFNumberSInt32Type, kCFNumberFloat64Type, 1.5);
-    EXPECT_EQ(half.value, 1);
-    EXPECT_FALSE(half.exact);
-
-    auto const whole = read_as<SInt32>(kCFNumberSInt32Type, kCFNumberFloat64Type, -3.0);
-    EXPECT_EQ(whole.value, -3);
-    EXPECT_TRUE(whole.exact);
-
-    auto const huge = read_as<SInt64>(kCFNumberSInt64Type, kCFNumberFloat64Type, 1e300);
-    EXPECT_FALSE(huge.exact);
-    auto const two_to_63 = read_as<SInt64>(kCFNumberSInt64Type, kCFNumberFloat64Type, 9223372036854775808.0);
-    EXPECT_FALSE(two_to_63.exact) << "2^63 is just beyond SInt64";
-    auto const not_a_number =
-        read_as<SInt32>(kCFNumberSInt32Type, kCFNumberFloat64Type, std::numeric_limits<double>::quiet_NaN());
-    EXPECT_FALSE(not_a_number.exact);
-}
-
-TEST_F(cf_number_test, conversions_between_integers_and_floats_report_lost_precision)
-{
-    auto const small = read_as<double>(kCFNumberFloat64Type, kCFNumberSInt32Type, SInt32{123});
-    EXPECT_EQ(small.value, 123.0);
-    EXPECT_TRUE(small.exact);
-
-    std::int64_t const beyond_double = (std::int64_t{1} << 53) + 1;
-    auto const rounded = read_as<double>(kCFNumberFloat64Type, kCFNumberSInt64Type, beyond_double);
-    EXPECT_FALSE(rounded.exact);
-
-    auto const tenth = read_as<float>(kCFNumberFloat32Type, kCFNumberFloat64Type, 0.1);
-    EXPECT_FLOAT_EQ(tenth.value, 0.1f);
-    EXPECT_FALSE(tenth.exact) << "0.1 has no exact Float32 form";
-
-    auto const quarter = read_as<float>(kCFNumberFloat32Type, kCFNumberFloat64Type, 0.25);
-    EXPECT_TRUE(quarter.exact);
-
-    auto const widened = read_as<double>(kCFNumberFloat64Type, kCFNumberFloat32Type, 0.1f);
-    EXPECT_EQ(widened.value, static_cast<double>(0.1f));
-    EXPECT_TRUE(widened.exact);
-
-    auto const overflow = read_as<float>(kCFNumberFloat32Type, kCFNumberFloat64Type, 1e300);
-    EXPECT_TRUE(std::isinf(overflow.value));
-    EXPECT_FALSE(overflow.exact);
+    expect_reading<double>(kCFNumberSInt32Type, SInt32{123}, kCFNumberFloat64Type, 123.0, true);
+    expect_reading<double>(kCFNumberSInt64Type, (std::int64_t{1} << 53) + 1, kCFNumberFloat64Type, std::nullopt, false);
+    // 0.1 has no exact Float32 form.
+    expect_reading<float>(kCFNumberFloat64Type, 0.1, kCFNumberFloat32Type, 0.1f, false);
+    expect_reading<float>(kCFNumberFloat64Type, 0.25, kCFNumberFloat32Type, 0.25f, true);
+    expect_reading<double>(kCFNumberFloat32Type, 0.1f, kCFNumberFloat64Type, static_cast<double>(0.1f), true);
+    expect_reading<float>(kCFNumberFloat64Type, 1e300, kCFNumberFloat32Type, std::numeric_limits<float>::infinity(),
+                          false);
 }
 
 TEST_F(cf_number_test, numbers_compare_by_value_across_types)
@@ -173,7 +117,6 @@ TEST_F(cf_number_test, numbers_compare_by_value_across_types)
     // Exact, where a conversion to double would call them equal.
     EXPECT_EQ(CFNumberCompare(big, big_real, nullptr), kCFCompareLessThan);
     EXPECT_FALSE(CFEqual(big, big_real));
-
     for (CFNumberRef n : {three, three_wide, three_and_a_half, big, big_real})
         CFRelease(n);
 }
@@ -186,8 +129,7 @@ TEST_F(cf_number_test, invalid_types_are_reported)
     CFNumberRef number = make(kCFNumberSInt32Type, value);
     EXPECT_FALSE(CFNumberGetValue(number, 17, &value));
     CFRelease(number);
-    EXPECT_EQ(plinth::sim::misuse_reports().size(), 3u);
-    plinth::sim::clear_misuse_reports();
+    EXPECT_EQ(take_misuse_reports().size(), 3u);
 }
 
 } // namespace

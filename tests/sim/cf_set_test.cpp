@@ -1,3 +1,4 @@
+#include "sim/cf_support.hpp"
 #include "support/sim_test.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -7,19 +8,16 @@
 
 namespace {
 
+using namespace plinth::testing::cf;
+
 class cf_set_test : public plinth::testing::sim_test
 {
-protected:
-    static CFStringRef make_string(char const* text)
-    {
-        return CFStringCreateWithCString(nullptr, text, kCFStringEncodingUTF8);
-    }
 };
 
 TEST_F(cf_set_test, holds_each_value_once_by_equality)
 {
     CFMutableSetRef set = CFSetCreateMutable(nullptr, 0, &kCFTypeSetCallBacks);
-    CFStringRef made = make_string("IOService");
+    CFStringRef made = create_string("IOService");
     CFSetAddValue(set, CFSTR("IOService"));
     CFSetAddValue(set, made);
     CFSetAddValue(set, CFSTR("IOUSBHostDevice"));
@@ -33,29 +31,24 @@ TEST_F(cf_set_test, holds_each_value_once_by_equality)
 
     CFSetRemoveValue(set, made);
     EXPECT_FALSE(CFSetContainsValue(set, CFSTR("IOService")));
-    CFRelease(made);
-    CFRelease(set);
+    release_all(made, set);
 }
 
 TEST_F(cf_set_test, retains_values_and_compares_as_sets)
 {
-    SInt32 const n = 5;
-    CFNumberRef number = CFNumberCreate(nullptr, kCFNumberSInt32Type, &n);
+    CFNumberRef number = create_number(5);
     void const* values[] = {number, CFSTR("a"), number};
-    CFSetRef set = CFSetCreate(nullptr, values, 3, &kCFTypeSetCallBacks);
-    EXPECT_EQ(CFSetGetCount(set), 2);
-    EXPECT_EQ(CFGetRetainCount(number), 2);
-
     void const* reordered[] = {CFSTR("a"), number};
+    CFSetRef set = CFSetCreate(nullptr, values, 3, &kCFTypeSetCallBacks);
     CFSetRef other = CFSetCreate(nullptr, reordered, 2, &kCFTypeSetCallBacks);
+    EXPECT_EQ(CFSetGetCount(set), 2);
+    EXPECT_EQ(CFGetRetainCount(number), 3);
     EXPECT_TRUE(CFEqual(set, other));
 
     int visits = 0;
     CFSetApplyFunction(set, [](void const*, void* context) { ++*static_cast<int*>(context); }, &visits);
     EXPECT_EQ(visits, 2);
-
-    CFRelease(set);
-    CFRelease(other);
+    release_all(set, other);
     EXPECT_EQ(CFGetRetainCount(number), 1);
     CFRelease(number);
 }

@@ -1,3 +1,4 @@
+#include "sim/cf_support.hpp"
 #include "support/sim_test.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -7,19 +8,17 @@
 
 namespace {
 
+using namespace plinth::testing::cf;
+
 class cf_string_test : public plinth::testing::sim_test
 {
 protected:
-    static CFStringRef from_utf8(std::string const& text)
-    {
-        return CFStringCreateWithBytes(nullptr, reinterpret_cast<UInt8 const*>(text.data()),
-                                       static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8, false);
-    }
-
     static CFStringRef from_bytes(std::vector<UInt8> const& bytes, CFStringEncoding encoding)
     {
         return CFStringCreateWithBytes(nullptr, bytes.data(), static_cast<CFIndex>(bytes.size()), encoding, false);
     }
+
+    static CFStringRef from_utf8(std::string const& text) { return from_bytes({text.begin(), text.end()}, kCFStringEncodingUTF8); }
 
     // The string as a C string in `encoding`, or "<failed>".
     static std::string c_string(CFStringRef string, CFStringEncoding encoding = kCFStringEncodingUTF8)
@@ -33,7 +32,7 @@ TEST_F(cf_string_test, utf8_text_round_trips_and_counts_utf16_units)
 {
     // "Größe 😀": 7 characters, the emoji a surrogate pair in UTF-16.
     std::string const text = "Gr\xC3\xB6\xC3\x9F" "e \xF0\x9F\x98\x80";
-    CFStringRef string = CFStringCreateWithCString(nullptr, text.c_str(), kCFStringEncodingUTF8);
+    CFStringRef string = create_string(text.c_str());
     ASSERT_NE(string, nullptr);
     EXPECT_EQ(CFStringGetLength(string), 8);
     EXPECT_EQ(c_string(string), text);
@@ -41,7 +40,11 @@ TEST_F(cf_string_test, utf8_text_round_trips_and_counts_utf16_units)
     EXPECT_EQ(CFStringGetCharacterAtIndex(string, 6), 0xD83D);
     EXPECT_EQ(CFStringGetCharacterAtIndex(string, 7), 0xDE00);
     EXPECT_EQ(CFStringGetMaximumSizeForEncoding(CFStringGetLength(string), kCFStringEncodingUTF8), 24);
-    CFRelease(string);
+
+    CFStringRef with_nul = from_utf8(std::string("a\0b", 3));
+    EXPECT_EQ(CFStringGetLength(with_nul), 3) << "an embedded NUL is a character";
+    EXPECT_FALSE(CFEqual(with_nul, CFSTR("a")));
+    release_all(string, with_nul);
 }
 
 TEST_F(cf_string_test, invalid_utf8_gives_no_string)
@@ -49,8 +52,7 @@ TEST_F(cf_string_test, invalid_utf8_gives_no_string)
     for (std::string const bad : {"\xC3", "\xFF", "\xC0\xAF" /* overlong '/' */, "\xED\xA0\x80" /* surrogate */,
                                   "ok\x80"})
     {
-        EXPECT_EQ(CFStringCreateWithCString(nullptr, bad.c_str(), kCFStringEncodingUTF8), nullptr)
-            << "accepted " << bad.size() << " bytes";
+        EXPECT_EQ(create_string(bad.c_str()), nullptr) << "accepted " << bad.size() << " bytes";
         EXPECT_EQ(from_utf8(bad), nullptr);
     }
 }
@@ -71,50 +73,32 @@ TEST_F(cf_string_test, byte_encodings_are_converted)
     EXPECT_EQ(c_string(euro), "\xE2\x82\xAC");
     EXPECT_TRUE(CFEqual(euro, windows));
 
-    // ASCII has no byte above 0x7F.
+    // ASCII has no byte above 0x7F; an odd number of UTF-16 bytes, and an unpaired surrogate.
     EXPECT_EQ(from_bytes({'a', 0xE9}, kCFStringEncodingASCII), nullptr);
-    // An odd number of UTF-16 bytes, and an unpaired surrogate.
     EXPECT_EQ(from_bytes({'a', 0, 'b'}, kCFStringEncodingUTF16LE), nullptr);
     EXPECT_EQ(from_bytes({0x3D, 0xD8}, kCFStringEncodingUTF16LE), nullptr);
-
-    for (CFStringRef s : {latin1, mac_roman, euro, windows, utf16, utf16be})
-        CFRelease(s);
+    release_all(latin1, mac_roman, euro, windows, utf16, utf16be);
 }
 
 TEST_F(cf_string_test, c_strings_need_room_for_the_nul_and_a_form_in_the_encoding)
 {
-    CFStringRef string = CFSTR("abc");
     char buffer[4] = {'x', 'x', 'x', 'x'};
-    EXPECT_FALSE(CFStringGetCString(string, buffer, 3, kCFStringEncodingUTF8)) << "no room for the NUL";
-    EXPECT_TRUE(CFStringGetCString(string, buffer, 4, kCFStringEncodingUTF8));
+    EXPECT_FALSE(CFStringGetCString(CFSTR("abc"), buffer, 3, kCFStringEncodingUTF8)) << "no room for the NUL";
+    EXPECT_TRUE(CFStringGetCString(CFSTR("abc"), buffer, 4, kCFStringEncodingUTF8));
     EXPECT_STREQ(buffer, "abc");
 
-    CFStringRef accented = CFStringCreateWithCString(nullptr, "caf\xC3\xA9", kCFStringEncodingUTF8);
+    CFStringRef accented = create_string("caf\xC3\xA9");
     EXPECT_EQ(c_string(accented, kCFStringEncodingISOLatin1), "caf\xE9");
     EXPECT_EQ(c_string(accented, kCFStringEncodingMacRoman), "caf\x8E");
     EXPECT_EQ(c_string(accented, kCFStringEncodingASCII), "<failed>");
-    CFStringRef snowman = CFStringCreateWithCString(nullptr, "\xE2\x98\x83", kCFStringEncodingUTF8);
+    CFStringRef snowman = create_string("\xE2\x98\x83");
     EXPECT_EQ(c_string(snowman, kCFStringEncodingISOLatin1), "<failed>");
-    CFRelease(accented);
-    CFRelease(snowman);
-}
 
-TEST_F(cf_string_test, c_string_pointers_exist_where_the_bytes_need_no_conversion)
-{
-    CFStringRef accented = CFStringCreateWithCString(nullptr, "caf\xC3\xA9", kCFStringEncodingUTF8);
-    ASSERT_NE(CFStringGetCStringPtr(accented, kCFStringEncodingUTF8), nullptr);
+    // A pointer to the C string exists only where the bytes need no conversion.
     EXPECT_STREQ(CFStringGetCStringPtr(accented, kCFStringEncodingUTF8), "caf\xC3\xA9");
     EXPECT_EQ(CFStringGetCStringPtr(accented, kCFStringEncodingMacRoman), nullptr);
     EXPECT_STREQ(CFStringGetCStringPtr(CFSTR("plain"), kCFStringEncodingASCII), "plain");
-    CFRelease(accented);
-}
-
-TEST_F(cf_string_test, embedded_nul_characters_are_kept)
-{
-    CFStringRef string = from_utf8(std::string("a\0b", 3));
-    EXPECT_EQ(CFStringGetLength(string), 3);
-    EXPECT_FALSE(CFEqual(string, CFSTR("a")));
-    CFRelease(string);
+    release_all(accented, snowman);
 }
 
 TEST_F(cf_string_test, comparison_orders_utf16_units)
@@ -125,34 +109,21 @@ TEST_F(cf_string_test, comparison_orders_utf16_units)
     EXPECT_EQ(CFStringCompare(CFSTR("IOUSBHostDevice"), CFSTR("iousbhostdevice"), kCFCompareCaseInsensitive),
               kCFCompareEqualTo);
     // U+FF61 sorts above U+1F600 in UTF-16 (0xFF61 > 0xD83D), below it in UTF-8.
-    CFStringRef halfwidth = CFStringCreateWithCString(nullptr, "\xEF\xBD\xA1", kCFStringEncodingUTF8);
-    CFStringRef emoji = CFStringCreateWithCString(nullptr, "\xF0\x9F\x98\x80", kCFStringEncodingUTF8);
+    CFStringRef halfwidth = create_string("\xEF\xBD\xA1");
+    CFStringRef emoji = create_string("\xF0\x9F\x98\x80");
     EXPECT_EQ(CFStringCompare(halfwidth, emoji, 0), kCFCompareGreaterThan);
     EXPECT_TRUE(CFStringHasPrefix(CFSTR("IOUSBHostDevice"), CFSTR("IOUSB")));
     EXPECT_FALSE(CFStringHasSuffix(CFSTR("IOUSBHostDevice"), CFSTR("Host")));
-    CFRelease(halfwidth);
-    CFRelease(emoji);
+    release_all(halfwidth, emoji);
 }
 
 TEST_F(cf_string_test, copies_of_immutable_strings_share_the_object)
 {
-    CFStringRef string = CFStringCreateWithCString(nullptr, "kept", kCFStringEncodingUTF8);
+    CFStringRef string = create_string("kept");
     CFStringRef copy = CFStringCreateCopy(nullptr, string);
     EXPECT_EQ(copy, string);
     EXPECT_EQ(CFGetRetainCount(string), 2);
-    CFRelease(copy);
-    CFRelease(string);
-}
-
-TEST_F(cf_string_test, constant_strings_are_shared_across_calls)
-{
-    CFStringRef first = CFSTR("IORegistryEntryID");
-    CFStringRef again = CFSTR("IORegistryEntryID");
-    CFStringRef made = CFStringCreateWithCString(nullptr, "IORegistryEntryID", kCFStringEncodingUTF8);
-    EXPECT_EQ(first, again);
-    EXPECT_NE(first, made);
-    EXPECT_TRUE(CFEqual(first, made));
-    CFRelease(made);
+    release_all(copy, string);
 }
 
 } // namespace

@@ -13,14 +13,14 @@ class io_class : public plinth::testing::sim_test
 protected:
     static std::string superclass(char const* name)
     {
-        plinth::testing::io::cf const super(IOObjectCopySuperclassForClass(string(name).as<CFStringRef>()));
+        cf const super(IOObjectCopySuperclassForClass(string(name).as<CFStringRef>()));
         return super ? text_of(super.get()) : "<none>";
     }
 };
 
 TEST_F(io_class, conformance_walks_the_built_in_chains)
 {
-    auto const id = sim::add_entry({"AppleUSBDevice", "Mouse", {}, {}, {}}, sim::root_entry_id);
+    auto const id = sim::add_entry({"AppleUSBDevice", "Mouse"}, sim::root_entry_id);
     auto const mouse = find_entry(id);
     for (auto const* base : {"AppleUSBDevice", "IOUSBHostDevice", "IOUSBDevice", "IOService", "IORegistryEntry", "OSObject"})
         EXPECT_TRUE(IOObjectConformsTo(mouse.get(), base)) << base;
@@ -39,7 +39,7 @@ TEST_F(io_class, the_class_name_override_shows_in_get_and_copy_class)
         {"AppleUSBDevice", "Mouse", {}, {{"IOClassNameOverride", std::string("IOUSBDevice")}}, {}}, sim::root_entry_id);
     auto const mouse = find_entry(id);
     EXPECT_EQ(class_of(mouse.get()), "IOUSBDevice");
-    plinth::testing::io::cf const copied(IOObjectCopyClass(mouse.get()));
+    cf const copied(IOObjectCopyClass(mouse.get()));
     EXPECT_EQ(text_of(copied.get()), "IOUSBDevice");
     EXPECT_TRUE(IOObjectConformsTo(mouse.get(), "AppleUSBDevice")) << "the real class still counts";
 
@@ -50,8 +50,8 @@ TEST_F(io_class, the_class_name_override_shows_in_get_and_copy_class)
 
 TEST_F(io_class, unknown_classes_derive_from_io_service_in_the_service_plane)
 {
-    auto const service = sim::add_entry({"VendorThing", "", {}, {}, {}}, sim::root_entry_id);
-    auto const node = sim::add_entry({"VendorNode", "", {}, {}, {}}, sim::root_entry_id, "IODeviceTree");
+    auto const service = sim::add_entry({"VendorThing"}, sim::root_entry_id);
+    auto const node = sim::add_entry({"VendorNode"}, sim::root_entry_id, "IODeviceTree");
     EXPECT_TRUE(IOObjectConformsTo(find_entry(service).get(), "IOService"));
     auto const node_handle = find_entry(node, kIODeviceTreePlane);
     EXPECT_FALSE(IOObjectConformsTo(node_handle.get(), "IOService"));
@@ -61,7 +61,7 @@ TEST_F(io_class, unknown_classes_derive_from_io_service_in_the_service_plane)
 TEST_F(io_class, added_classes_extend_and_override_the_table)
 {
     sim::add_class("VendorHIDDevice", "IOHIDDevice");
-    auto const id = sim::add_entry({"VendorHIDDevice", "", {}, {}, {}}, sim::root_entry_id);
+    auto const id = sim::add_entry({"VendorHIDDevice"}, sim::root_entry_id);
     EXPECT_TRUE(IOObjectConformsTo(find_entry(id).get(), "IOHIDDevice"));
     EXPECT_EQ(superclass("VendorHIDDevice"), "IOHIDDevice");
 

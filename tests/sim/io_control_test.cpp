@@ -1,12 +1,8 @@
 #include "io_registry_support.hpp"
 #include "support/sim_test.hpp"
 
-#include "sim/control/loaders.hpp"
-
 #include <IOKit/IOKitLib.h>
 
-#include <algorithm>
-#include <filesystem>
 #include <stdexcept>
 
 using namespace plinth::testing::io;
@@ -40,11 +36,11 @@ protected:
 
 TEST_F(io_control, add_entry_and_attach_refuse_what_a_registry_cannot_hold)
 {
-    EXPECT_THROW(sim::add_entry({"IOService", "", {}, {}, {}}, 0x42), std::invalid_argument);
-    auto const a = sim::add_entry({"IOService", "A", {}, {}, {}}, sim::root_entry_id);
+    EXPECT_THROW(sim::add_entry({"IOService"}, 0x42), std::invalid_argument);
+    auto const a = sim::add_entry({"IOService", "A"}, sim::root_entry_id);
     EXPECT_THROW(sim::add_entry({"IOService", "Again", {}, {}, a}, sim::root_entry_id), std::invalid_argument);
-    EXPECT_THROW(sim::add_entry({"", "Classless", {}, {}, {}}, sim::root_entry_id), std::invalid_argument);
-    auto const b = sim::add_entry({"IOService", "B", {}, {}, {}}, a);
+    EXPECT_THROW(sim::add_entry({"", "Classless"}, sim::root_entry_id), std::invalid_argument);
+    auto const b = sim::add_entry({"IOService", "B"}, a);
     EXPECT_THROW(sim::attach(a, b, "IOService"), std::invalid_argument) << "a loop";
     EXPECT_THROW(sim::remove_entry(sim::root_entry_id), std::invalid_argument);
     EXPECT_THROW(sim::set_property(0x42, "k", true), std::invalid_argument);
@@ -63,9 +59,7 @@ TEST_F(io_control, merge_adds_entries_links_properties_and_class_chains)
     IORegistryEntryGetParentIterator(find_entry(0x100000202).get(), kIOServicePlane, parents.out());
     EXPECT_EQ(drain_names(parents.get()), (strings{"Macmini9,1", "bridge"}));
     handle const root(IORegistryGetRootEntry(kIOMainPortDefault));
-    plinth::testing::io::cf const version(
-        IORegistryEntryCreateCFProperty(root.get(), CFSTR("IOKitBuildVersion"), nullptr, 0));
-    EXPECT_EQ(text_of(version.get()), "Darwin") << "the dump's Root is the registry's root";
+    EXPECT_EQ(text_property(root.get(), "IOKitBuildVersion"), "Darwin") << "the dump's Root is the registry's root";
 
     // A second plane of the same machine: same IDs, its own names and links.
     sim::dump power;
@@ -79,8 +73,7 @@ TEST_F(io_control, merge_adds_entries_links_properties_and_class_chains)
     EXPECT_STREQ(name, "bridge-power");
     EXPECT_EQ(name_of(bridge.get()), "bridge");
     EXPECT_EQ(path_of(bridge.get(), kIOPowerPlane), "IOPower:/");
-    plinth::testing::io::cf const both(IORegistryEntryCreateCFProperty(bridge.get(), CFSTR("a"), nullptr, 0));
-    EXPECT_TRUE(both) << "properties merge";
+    EXPECT_TRUE(property(bridge.get(), "a")) << "properties merge";
 
     sim::merge(service_dump());
     handle again;
@@ -115,37 +108,6 @@ TEST_F(io_control, a_dump_with_a_dangling_link_changes_nothing)
     d.links.emplace_back(0x100000201, 0x1000009ff);
     EXPECT_THROW(sim::merge(d), std::invalid_argument);
     EXPECT_EQ(sim::entry_count(), 1u);
-}
-
-TEST_F(io_control, the_bundled_registry_loads)
-{
-    sim::load_bundled_registry();
-    EXPECT_GE(sim::entry_count(), 300u);
-    handle iterator;
-    ASSERT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, IOServiceMatching("IOUSBHostDevice"), iterator.out()),
-              KERN_SUCCESS);
-    EXPECT_FALSE(drain_names(iterator.get()).empty());
-}
-
-TEST_F(io_control, every_shared_dump_loads_with_all_its_entries)
-{
-    std::filesystem::path const folder(PLINTH_SHARED_IOREG_DIR);
-    if (!std::filesystem::exists(folder))
-        GTEST_SKIP() << "no shared dumps at " << folder;
-    for (auto const& file : std::filesystem::directory_iterator(folder))
-    {
-        if (file.path().extension() != ".txt" || file.path().filename().string().find("class-chains") != std::string::npos)
-            continue;
-        SCOPED_TRACE(file.path().filename().string());
-        auto const d = sim::read_dump_file(file.path());
-        sim::reset_registry();
-        sim::merge(d);
-        bool const has_root = std::ranges::any_of(d.entries, [](auto const& e) { return e.id == sim::root_entry_id; });
-        EXPECT_EQ(sim::entry_count(), d.entries.size() + (has_root ? 0 : 1));
-        handle iterator;
-        IORegistryCreateIterator(kIOMainPortDefault, d.plane.c_str(), kIORegistryIterateRecursively, iterator.out());
-        EXPECT_EQ(drain_names(iterator.get()).size() + 1, sim::entry_count()) << "every entry hangs below the root";
-    }
 }
 
 } // namespace

@@ -5,21 +5,13 @@
 
 #include <IOKit/IOKitLib.h>
 
-using plinth::testing::io::handle;
-using plinth::testing::io::sample_machine;
+using namespace plinth::testing::io;
+namespace sim = plinth::sim;
 
 namespace {
 
 class io_handle : public plinth::testing::sim_test
 {
-protected:
-    // Takes the misuse reports the test expects, so that the fixture sees none.
-    std::vector<std::string> take_misuse_reports()
-    {
-        auto reports = plinth::sim::misuse_reports();
-        plinth::sim::clear_misuse_reports();
-        return reports;
-    }
 };
 
 TEST_F(io_handle, one_name_per_entry_with_a_user_reference_per_return)
@@ -30,7 +22,7 @@ TEST_F(io_handle, one_name_per_entry_with_a_user_reference_per_return)
     EXPECT_EQ(first.get(), second.get());
     EXPECT_TRUE(IOObjectIsEqualTo(first.get(), second.get()));
     EXPECT_EQ(IOObjectGetUserRetainCount(first.get()), 2u);
-    EXPECT_EQ(plinth::sim::live_handles(), 1u);
+    EXPECT_EQ(sim::live_handles(), 1u);
 
     EXPECT_EQ(IOObjectRetain(first.get()), KERN_SUCCESS);
     EXPECT_EQ(IOObjectGetUserRetainCount(first.get()), 3u);
@@ -42,7 +34,7 @@ TEST_F(io_handle, a_released_name_is_dead_and_never_reused)
 {
     auto const root = IORegistryGetRootEntry(kIOMainPortDefault);
     ASSERT_EQ(IOObjectRelease(root), KERN_SUCCESS);
-    EXPECT_EQ(plinth::sim::live_handles(), 0u);
+    EXPECT_EQ(sim::live_handles(), 0u);
 
     handle const again(IORegistryGetRootEntry(kIOMainPortDefault));
     EXPECT_NE(again.get(), root) << "a new name, so that the stale one stays detectably dead";
@@ -81,46 +73,44 @@ TEST_F(io_handle, a_handle_of_the_wrong_kind_is_refused_and_reported)
     EXPECT_EQ(IORegistryEntryGetName(iterator.get(), name), kIOReturnBadArgument);
     EXPECT_EQ(take_misuse_reports().size(), 2u);
 
-    EXPECT_EQ(plinth::testing::io::class_of(iterator.get()), "IOUserIterator");
+    EXPECT_EQ(class_of(iterator.get()), "IOUserIterator");
     EXPECT_TRUE(IOObjectConformsTo(iterator.get(), "OSIterator"));
 }
 
 TEST_F(io_handle, a_removed_entry_lives_on_while_a_handle_holds_it)
 {
     auto const m = sample_machine::build();
-    auto keyboard = plinth::testing::io::find_entry(m.keyboard);
+    auto keyboard = find_entry(m.keyboard);
     ASSERT_TRUE(keyboard);
-    plinth::sim::remove_entry(m.keyboard);
+    sim::remove_entry(m.keyboard);
 
-    EXPECT_FALSE(plinth::sim::contains(m.keyboard));
-    EXPECT_FALSE(plinth::sim::contains(m.hid)) << "its only child goes with it";
-    EXPECT_TRUE(plinth::sim::contains(m.port));
-    EXPECT_EQ(plinth::testing::io::name_of(keyboard.get()), "Keyboard");
+    EXPECT_FALSE(sim::contains(m.keyboard));
+    EXPECT_FALSE(sim::contains(m.hid)) << "its only child goes with it";
+    EXPECT_TRUE(sim::contains(m.port));
+    EXPECT_EQ(name_of(keyboard.get()), "Keyboard");
     EXPECT_FALSE(IORegistryEntryInPlane(keyboard.get(), kIOServicePlane));
-    EXPECT_EQ(plinth::testing::io::path_of(keyboard.get(), kIOServicePlane), "<no path>");
-    plinth::testing::io::cf const product(
-        IORegistryEntryCreateCFProperty(keyboard.get(), CFSTR("USB Product Name"), kCFAllocatorDefault, 0));
-    EXPECT_EQ(plinth::testing::io::text_of(product.get()), "Keyboard");
+    EXPECT_EQ(path_of(keyboard.get(), kIOServicePlane), "<no path>");
+    EXPECT_EQ(text_property(keyboard.get(), "USB Product Name"), "Keyboard");
 }
 
 TEST_F(io_handle, reset_keeps_held_handles_valid_but_detached)
 {
     auto const m = sample_machine::build();
-    auto xhc = plinth::testing::io::find_entry(m.xhc);
-    plinth::sim::reset_registry();
-    EXPECT_EQ(plinth::sim::entry_count(), 1u);
-    EXPECT_EQ(plinth::testing::io::id_of(xhc.get()), m.xhc);
+    auto xhc = find_entry(m.xhc);
+    sim::reset_registry();
+    EXPECT_EQ(sim::entry_count(), 1u);
+    EXPECT_EQ(id_of(xhc.get()), m.xhc);
     handle parent;
     EXPECT_EQ(IORegistryEntryGetParentEntry(xhc.get(), kIOServicePlane, parent.out()), kIOReturnNoDevice);
 }
 
 TEST_F(io_handle, every_iokit_call_is_counted)
 {
-    plinth::sim::reset_call_count();
+    sim::reset_call_count();
     handle const root(IORegistryGetRootEntry(kIOMainPortDefault));
     IOObjectIsEqualTo(root.get(), root.get());
-    plinth::testing::io::name_of(root.get());
-    EXPECT_EQ(plinth::sim::iokit_call_count(), 3u);
+    name_of(root.get());
+    EXPECT_EQ(sim::iokit_call_count(), 3u);
 }
 
 } // namespace

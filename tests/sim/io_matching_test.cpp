@@ -36,9 +36,9 @@ protected:
         return matching;
     }
 
-    static plinth::testing::io::cf number(SInt64 value, CFNumberType type = kCFNumberSInt32Type)
+    static cf number(SInt64 value, CFNumberType type = kCFNumberSInt32Type)
     {
-        return plinth::testing::io::cf(CFNumberCreate(nullptr, type, &value));
+        return cf(CFNumberCreate(nullptr, type, &value));
     }
 
     sample_machine m;
@@ -46,15 +46,15 @@ protected:
 
 TEST_F(io_matching, matching_dictionaries_have_apples_shape)
 {
-    plinth::testing::io::cf const by_class(IOServiceMatching("IOUSBHostDevice"));
+    cf const by_class(IOServiceMatching("IOUSBHostDevice"));
     EXPECT_EQ(text_of(CFDictionaryGetValue(by_class.as<CFDictionaryRef>(), CFSTR(kIOProviderClassKey))),
               "IOUSBHostDevice");
-    plinth::testing::io::cf const by_name(IOServiceNameMatching("XHC1"));
+    cf const by_name(IOServiceNameMatching("XHC1"));
     EXPECT_EQ(text_of(CFDictionaryGetValue(by_name.as<CFDictionaryRef>(), CFSTR(kIONameMatchKey))), "XHC1");
-    plinth::testing::io::cf const by_bsd(IOBSDNameMatching(kIOMainPortDefault, 0, "disk0"));
+    cf const by_bsd(IOBSDNameMatching(kIOMainPortDefault, 0, "disk0"));
     EXPECT_EQ(text_of(CFDictionaryGetValue(by_bsd.as<CFDictionaryRef>(), CFSTR(kIOBSDNameKey))), "disk0");
 
-    plinth::testing::io::cf const by_id(IORegistryEntryIDMatching(0x100000123));
+    cf const by_id(IORegistryEntryIDMatching(0x100000123));
     auto const id = CFDictionaryGetValue(by_id.as<CFDictionaryRef>(), CFSTR(kIORegistryEntryIDKey));
     ASSERT_NE(id, nullptr);
     EXPECT_EQ(CFNumberGetType(static_cast<CFNumberRef>(id)), kCFNumberSInt64Type);
@@ -69,7 +69,7 @@ TEST_F(io_matching, class_matching_follows_conformance_in_registry_order)
     EXPECT_EQ(matches(IOServiceMatching("AppleSharedTimer")), strings{"Timer"}) << "an unknown class is itself";
 }
 
-TEST_F(io_matching, no_match_is_success_without_an_iterator)
+TEST_F(io_matching, no_match_is_success_without_an_iterator_and_a_bad_dictionary_is_refused_and_consumed)
 {
     io_iterator_t iterator = 0xdead;
     EXPECT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, IOServiceMatching("IOSerialBSDClient"), &iterator),
@@ -78,6 +78,11 @@ TEST_F(io_matching, no_match_is_success_without_an_iterator)
     EXPECT_EQ(IOServiceGetMatchingService(kIOMainPortDefault, IOServiceMatching("IOSerialBSDClient")),
               IO_OBJECT_NULL);
     EXPECT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, nullptr, &iterator), kIOReturnBadArgument);
+    auto const not_a_dictionary = CFStringCreateWithCString(nullptr, "IOService", kCFStringEncodingUTF8);
+    EXPECT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, reinterpret_cast<CFDictionaryRef>(not_a_dictionary),
+                                           &iterator),
+              kIOReturnBadArgument);
+    EXPECT_EQ(iterator, IO_OBJECT_NULL);
 }
 
 TEST_F(io_matching, the_dictionary_loses_exactly_one_reference)
@@ -112,7 +117,7 @@ TEST_F(io_matching, by_registry_entry_id_name_and_bsd_name)
 TEST_F(io_matching, property_match_is_a_subset_and_numbers_compare_by_their_bits)
 {
     auto const vendor = number(0x05ac);
-    plinth::testing::io::cf const subset(
+    cf const subset(
         CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
     CFDictionarySetValue(subset.as<CFMutableDictionaryRef>(), CFSTR("idVendor"), vendor.get());
     EXPECT_EQ(matches(with(IOServiceMatching("IOService"), kIOPropertyMatchKey, subset.get())), strings{"Keyboard"});
@@ -129,7 +134,7 @@ TEST_F(io_matching, property_match_is_a_subset_and_numbers_compare_by_their_bits
     EXPECT_EQ(matches(with(IOServiceMatching("IOService"), "mask", minus_one_wide.get())), strings{});
 }
 
-TEST_F(io_matching, property_exists_and_hid_usage_pairs)
+TEST_F(io_matching, property_exists_hid_usage_pairs_and_parents)
 {
     EXPECT_EQ(matches(with(IOServiceMatching("IOService"), kIOPropertyExistsMatchKey, CFSTR("vendor-id"))),
               strings{"XHC1"});
@@ -142,23 +147,11 @@ TEST_F(io_matching, property_exists_and_hid_usage_pairs)
     auto const mouse_usage = number(2);
     auto const mouse = with(IOServiceMatching("IOHIDDevice"), "DeviceUsagePage", usage.get());
     EXPECT_EQ(matches(with(mouse, "DeviceUsage", mouse_usage.get())), strings{});
-}
 
-TEST_F(io_matching, parent_match_looks_up_the_provider_chain)
-{
+    // A parent match looks up the provider chain.
     auto const parent = IOServiceMatching("IOPCIBridge");
     EXPECT_EQ(matches(with(IOServiceMatching("IOHIDDevice"), kIOParentMatchKey, parent)), strings{"Keyboard"});
     CFRelease(parent);
-}
-
-TEST_F(io_matching, a_value_that_is_not_a_dictionary_is_refused_and_consumed)
-{
-    io_iterator_t iterator = 0xdead;
-    auto const not_a_dictionary = CFStringCreateWithCString(nullptr, "IOService", kCFStringEncodingUTF8);
-    EXPECT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, reinterpret_cast<CFDictionaryRef>(not_a_dictionary),
-                                           &iterator),
-              kIOReturnBadArgument);
-    EXPECT_EQ(iterator, IO_OBJECT_NULL);
 }
 
 } // namespace

@@ -21,21 +21,16 @@ protected:
         m = sample_machine::build();
     }
 
-    strings children(sim::entry_id id, char const* plane, char const* of_plane = "IOService")
+    // The names of an entry's children, or of its parents, in `plane`.
+    static strings children(sim::entry_id id, char const* plane, bool parents = false)
     {
-        auto const entry = find_entry(id, of_plane);
         handle iterator;
-        EXPECT_EQ(IORegistryEntryGetChildIterator(entry.get(), plane, iterator.out()), KERN_SUCCESS);
+        auto const get = parents ? IORegistryEntryGetParentIterator : IORegistryEntryGetChildIterator;
+        EXPECT_EQ(get(find_entry(id).get(), plane, iterator.out()), KERN_SUCCESS);
         return drain_names(iterator.get());
     }
 
-    strings parents(sim::entry_id id, char const* plane)
-    {
-        auto const entry = find_entry(id);
-        handle iterator;
-        EXPECT_EQ(IORegistryEntryGetParentIterator(entry.get(), plane, iterator.out()), KERN_SUCCESS);
-        return drain_names(iterator.get());
-    }
+    static strings parents(sim::entry_id id, char const* plane) { return children(id, plane, true); }
 
     sample_machine m;
 };
@@ -74,36 +69,29 @@ TEST_F(io_navigation, a_child_that_another_parent_holds_survives_removal)
     EXPECT_EQ(children(sim::root_entry_id, kIOUSBPlane), strings{});
 }
 
-TEST_F(io_navigation, no_parent_or_child_is_no_device_and_a_null_handle)
+TEST_F(io_navigation, no_parent_child_or_plane_is_a_null_handle)
 {
     handle root(IORegistryGetRootEntry(kIOMainPortDefault));
-    io_registry_entry_t parent = 0xdead;
-    EXPECT_EQ(IORegistryEntryGetParentEntry(root.get(), kIOServicePlane, &parent), kIOReturnNoDevice);
-    EXPECT_EQ(parent, IO_OBJECT_NULL);
+    io_registry_entry_t found = 0xdead;
+    EXPECT_EQ(IORegistryEntryGetParentEntry(root.get(), kIOServicePlane, &found), kIOReturnNoDevice);
+    EXPECT_EQ(found, IO_OBJECT_NULL);
+    found = 0xdead;
+    EXPECT_EQ(IORegistryEntryGetChildEntry(find_entry(m.lpc).get(), kIOServicePlane, &found), kIOReturnNoDevice);
+    EXPECT_EQ(found, IO_OBJECT_NULL);
 
-    auto const lpc = find_entry(m.lpc);
-    io_registry_entry_t child = 0xdead;
-    EXPECT_EQ(IORegistryEntryGetChildEntry(lpc.get(), kIOServicePlane, &child), kIOReturnNoDevice);
-    EXPECT_EQ(child, IO_OBJECT_NULL);
-}
-
-TEST_F(io_navigation, an_unknown_plane_gives_no_iterator_and_success)
-{
-    handle root(IORegistryGetRootEntry(kIOMainPortDefault));
+    // An unknown plane is success without an iterator.
     io_iterator_t iterator = 0xdead;
     EXPECT_EQ(IORegistryEntryGetChildIterator(root.get(), "IONoSuchPlane", &iterator), KERN_SUCCESS);
     EXPECT_EQ(iterator, IO_OBJECT_NULL);
+    iterator = 0xdead;
     EXPECT_EQ(IORegistryCreateIterator(kIOMainPortDefault, "IONoSuchPlane", 0, &iterator), KERN_SUCCESS);
     EXPECT_EQ(iterator, IO_OBJECT_NULL);
-}
 
-TEST_F(io_navigation, in_plane_means_having_a_parent_there)
-{
+    // Being in a plane means having a parent there.
     auto const keyboard = find_entry(m.keyboard);
     EXPECT_TRUE(IORegistryEntryInPlane(keyboard.get(), kIOServicePlane));
     EXPECT_TRUE(IORegistryEntryInPlane(keyboard.get(), kIOPowerPlane));
     EXPECT_FALSE(IORegistryEntryInPlane(keyboard.get(), kIODeviceTreePlane));
-    handle root(IORegistryGetRootEntry(kIOMainPortDefault));
     EXPECT_FALSE(IORegistryEntryInPlane(root.get(), kIOServicePlane));
 }
 
@@ -121,14 +109,10 @@ TEST_F(io_navigation, names_and_locations_fall_back_from_plane_to_global)
     auto const arm_pe = find_entry(m.arm_pe);
     EXPECT_EQ(name_of(arm_pe.get()), "AppleARMPE") << "no name given: the class name";
     EXPECT_EQ(IORegistryEntryGetLocationInPlane(arm_pe.get(), kIOServicePlane, text), kIOReturnNotFound);
-}
 
-TEST_F(io_navigation, long_names_are_cut_to_an_io_name)
-{
     std::string const long_name(300, 'n');
-    auto const id = sim::add_entry({"IOService", long_name, {}, {}, {}}, m.platform);
-    auto const entry = find_entry(id);
-    EXPECT_EQ(name_of(entry.get()), long_name.substr(0, 127));
+    auto const id = sim::add_entry({"IOService", long_name}, m.platform);
+    EXPECT_EQ(name_of(find_entry(id).get()), long_name.substr(0, 127)) << "cut to an io_name_t";
 }
 
 TEST_F(io_navigation, a_recursive_registry_iterator_visits_each_entry_once_depth_first)

@@ -37,7 +37,7 @@ TEST_F(io_path, paths_start_below_the_planes_top_entry)
     EXPECT_EQ(path_of(find_entry(m.timer).get(), kIOServicePlane), "IOService:/PCI0@0/Timer")
         << "through the first parent";
 
-    plinth::testing::io::cf const copied(IORegistryEntryCopyPath(find_entry(m.lpc).get(), kIOServicePlane));
+    cf const copied(IORegistryEntryCopyPath(find_entry(m.lpc).get(), kIOServicePlane));
     EXPECT_EQ(text_of(copied.get()), "IOService:/PCI0@0/pci8086,a0ed@1f,3");
 }
 
@@ -53,7 +53,7 @@ TEST_F(io_path, no_path_where_the_entry_is_not_attached)
         << "the root has no path";
 
     // Under a second top entry of a plane: the walk up never meets the plane's top.
-    auto const other = sim::add_entry({"IOService", "Other", {}, {}, {}}, sim::root_entry_id, "IOUSB");
+    auto const other = sim::add_entry({"IOService", "Other"}, sim::root_entry_id, "IOUSB");
     EXPECT_EQ(IORegistryEntryGetPath(find_entry(other, kIOUSBPlane).get(), kIOUSBPlane, path), kIOReturnBadArgument);
 }
 
@@ -61,11 +61,11 @@ TEST_F(io_path, a_path_longer_than_an_io_string_fails_but_copies_whole)
 {
     auto parent = m.platform;
     for (int level = 0; level < 30; ++level)
-        parent = sim::add_entry({"IOService", std::string(20, 'a'), {}, {}, {}}, parent);
+        parent = sim::add_entry({"IOService", std::string(20, 'a')}, parent);
     io_string_t path;
     auto const deep = find_entry(parent);
     EXPECT_EQ(IORegistryEntryGetPath(deep.get(), kIOServicePlane, path), kIOReturnBadArgument);
-    plinth::testing::io::cf const copied(IORegistryEntryCopyPath(deep.get(), kIOServicePlane));
+    cf const copied(IORegistryEntryCopyPath(deep.get(), kIOServicePlane));
     EXPECT_EQ(text_of(copied.get()).size(), std::string("IOService:").size() + 30 * 21);
 }
 
@@ -91,7 +91,7 @@ TEST_F(io_path, from_path_walks_names_and_locations)
 
 TEST_F(io_path, the_first_match_in_attach_order_wins)
 {
-    auto const twin = sim::add_entry({"IOService", "XHC1", "15", {}, {}}, m.pci);
+    auto const twin = sim::add_entry({"IOService", "XHC1", "15"}, m.pci);
     EXPECT_EQ(at("IOService:/PCI0/XHC1"), m.xhc);
     EXPECT_EQ(at("IOService:/PCI0/XHC1@15"), twin);
 }
@@ -102,7 +102,7 @@ TEST_F(io_path, malformed_or_unknown_paths_name_nothing)
                              "IOService:/PCI0//XHC1", "IOService:/Nothing", "IODeviceTree:/", ""})
         EXPECT_EQ(at(path), 0u) << path;
 
-    plinth::testing::io::cf const path = string("IOService:/PCI0/XHC1");
+    cf const path = string("IOService:/PCI0/XHC1");
     handle const xhc(IORegistryEntryCopyFromPath(kIOMainPortDefault, path.as<CFStringRef>()));
     EXPECT_EQ(id_of(xhc.get()), m.xhc);
 }

@@ -3,6 +3,8 @@
 
 #include <IOKit/IOKitLib.h>
 
+#include <cstdint>
+
 using namespace plinth::testing::io;
 namespace sim = plinth::sim;
 
@@ -14,7 +16,7 @@ protected:
     void SetUp() override
     {
         sim_test::SetUp();
-        id = sim::add_entry({"IOService", "Device", {}, {}, {}}, sim::root_entry_id);
+        id = sim::add_entry({"IOService", "Device"}, sim::root_entry_id);
         entry = find_entry(id);
     }
 
@@ -24,24 +26,7 @@ protected:
         sim_test::TearDown();
     }
 
-    plinth::testing::io::cf read(char const* key)
-    {
-        auto const name = string(key);
-        return plinth::testing::io::cf(
-            IORegistryEntryCreateCFProperty(entry.get(), name.as<CFStringRef>(), kCFAllocatorDefault, 0));
-    }
-
-    static CFNumberType number_type(plinth::testing::io::cf const& n)
-    {
-        return CFNumberGetType(n.as<CFNumberRef>());
-    }
-
-    static SInt64 number_value(plinth::testing::io::cf const& n)
-    {
-        SInt64 v = 0;
-        CFNumberGetValue(n.as<CFNumberRef>(), kCFNumberSInt64Type, &v);
-        return v;
-    }
+    cf read(char const* key) const { return property(entry.get(), key); }
 
     sim::entry_id id = 0;
     handle entry;
@@ -49,50 +34,41 @@ protected:
 
 TEST_F(io_property, numbers_come_back_as_sint32_up_to_32_bits_else_sint64)
 {
-    sim::set_property(id, "small", sim::make_number(5));
-    sim::set_property(id, "negative", sim::number{-2, 32});
-    sim::set_property(id, "top bit", sim::make_number(0x80000000));
-    sim::set_property(id, "all ones", sim::number{0xFFFFFFFF, 32});
-    sim::set_property(id, "wide", sim::make_number(0x123456789));
-    sim::set_property(id, "narrow but marked wide", sim::number{7, 64});
-
-    EXPECT_EQ(number_type(read("small")), kCFNumberSInt32Type);
-    EXPECT_EQ(number_value(read("small")), 5);
-    EXPECT_EQ(number_value(read("negative")), -2);
-    EXPECT_EQ(number_type(read("top bit")), kCFNumberSInt32Type);
-    EXPECT_EQ(number_value(read("top bit")), INT32_MIN) << "a locationID at or above 0x80000000 reads negative";
-    EXPECT_EQ(number_value(read("all ones")), -1);
-    EXPECT_EQ(number_type(read("wide")), kCFNumberSInt64Type);
-    EXPECT_EQ(number_value(read("wide")), 0x123456789);
-    EXPECT_EQ(number_type(read("narrow but marked wide")), kCFNumberSInt64Type);
+    struct case_t
+    {
+        sim::number stored;
+        CFNumberType type;
+        SInt64 read;
+    };
+    for (auto const& c : {case_t{sim::make_number(5), kCFNumberSInt32Type, 5},
+                          case_t{sim::number{-2, 32}, kCFNumberSInt32Type, -2},
+                          // A locationID at or above 0x80000000 reads negative.
+                          case_t{sim::make_number(0x80000000), kCFNumberSInt32Type, INT32_MIN},
+                          case_t{sim::number{0xFFFFFFFF, 32}, kCFNumberSInt32Type, -1},
+                          case_t{sim::make_number(0x123456789), kCFNumberSInt64Type, 0x123456789},
+                          case_t{sim::number{7, 64}, kCFNumberSInt64Type, 7}})
+    {
+        sim::set_property(id, "n", c.stored);
+        auto const n = read("n");
+        SInt64 value = 0;
+        CFNumberGetValue(n.as<CFNumberRef>(), kCFNumberSInt64Type, &value);
+        EXPECT_EQ(CFNumberGetType(n.as<CFNumberRef>()), c.type) << c.stored.bits << '/' << c.stored.width;
+        EXPECT_EQ(value, c.read) << c.stored.bits << '/' << c.stored.width;
+    }
 }
 
-TEST_F(io_property, booleans_are_the_cf_constants_and_not_numbers)
+TEST_F(io_property, booleans_strings_and_data_keep_their_cf_types)
 {
     sim::set_property(id, "yes", true);
     sim::set_property(id, "no", false);
-    auto const yes = read("yes");
-    auto const no = read("no");
-    EXPECT_EQ(yes.get(), kCFBooleanTrue);
-    EXPECT_EQ(no.get(), kCFBooleanFalse);
-    EXPECT_NE(CFGetTypeID(yes.get()), CFNumberGetTypeID());
-}
-
-TEST_F(io_property, strings_data_and_empty_data)
-{
     sim::set_property(id, "text", std::string("Apple Inc."));
     sim::set_property(id, "bytes", sim::data{0x86, 0x80, 0x00, 0x00});
     sim::set_property(id, "empty", sim::data{});
-    EXPECT_EQ(text_of(read("text").get()), "Apple Inc.");
-
-    auto const bytes = read("bytes");
-    ASSERT_EQ(CFGetTypeID(bytes.get()), CFDataGetTypeID());
-    ASSERT_EQ(CFDataGetLength(bytes.as<CFDataRef>()), 4);
-    EXPECT_EQ(CFDataGetBytePtr(bytes.as<CFDataRef>())[1], 0x80);
-
-    auto const empty = read("empty");
-    ASSERT_TRUE(empty) << "an empty data property is present, not absent";
-    EXPECT_EQ(CFDataGetLength(empty.as<CFDataRef>()), 0);
+    EXPECT_EQ(read("yes").get(), kCFBooleanTrue) << "the CF constants, not numbers";
+    EXPECT_EQ(read("no").get(), kCFBooleanFalse);
+    EXPECT_EQ(text_property(entry.get(), "text"), "Apple Inc.");
+    EXPECT_EQ(data_property(entry.get(), "bytes"), (sim::data{0x86, 0x80, 0x00, 0x00}));
+    EXPECT_EQ(data_property(entry.get(), "empty"), sim::data{}) << "an empty data property is present, not absent";
 }
 
 TEST_F(io_property, collections_keep_their_kinds)
@@ -133,20 +109,19 @@ TEST_F(io_property, create_properties_copies_them_all)
     sim::set_property(id, "b", std::string("two"));
     CFMutableDictionaryRef all = nullptr;
     ASSERT_EQ(IORegistryEntryCreateCFProperties(entry.get(), &all, kCFAllocatorDefault, 0), KERN_SUCCESS);
-    plinth::testing::io::cf const owner(all);
+    cf const owner(all);
     EXPECT_EQ(CFDictionaryGetCount(all), 2);
     EXPECT_EQ(text_of(CFDictionaryGetValue(all, CFSTR("b"))), "two");
 }
 
 TEST_F(io_property, search_looks_at_children_or_parents_when_asked)
 {
-    auto const child = sim::add_entry({"IOService", "Child", {}, {{"deep", sim::make_number(9)}}, {}}, id);
+    auto const child = sim::add_entry({"IOService", "Child", {}, {{"deep", sim::make_number(9)}}}, id);
     sim::set_property(id, "high", std::string("up"));
     auto const child_handle = find_entry(child);
 
     auto const search = [](io_object_t from, char const* key, IOOptionBits options) {
-        return plinth::testing::io::cf(
-            IORegistryEntrySearchCFProperty(from, kIOServicePlane, string(key).as<CFStringRef>(), nullptr, options));
+        return cf(IORegistryEntrySearchCFProperty(from, kIOServicePlane, string(key).as<CFStringRef>(), nullptr, options));
     };
     EXPECT_FALSE(search(entry.get(), "deep", 0));
     EXPECT_TRUE(search(entry.get(), "deep", kIORegistryIterateRecursively));

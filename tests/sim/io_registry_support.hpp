@@ -6,6 +6,7 @@
 #include <IOKit/IOKitLib.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -79,6 +80,40 @@ inline std::string text_of(CFTypeRef string)
     return buffer;
 }
 
+// A new reference to the value of an entry's property; empty when it has none.
+inline cf property(io_object_t entry, char const* key)
+{
+    return cf(IORegistryEntryCreateCFProperty(entry, string(key).as<CFStringRef>(), kCFAllocatorDefault, 0));
+}
+
+// A property read as the CF type it should have; nothing when absent or of another type.
+inline std::optional<std::int64_t> number_property(io_object_t entry, char const* key)
+{
+    auto const value = property(entry, key);
+    std::int64_t result = 0;
+    if (!value || CFGetTypeID(value.get()) != CFNumberGetTypeID() ||
+        !CFNumberGetValue(value.as<CFNumberRef>(), kCFNumberSInt64Type, &result))
+        return std::nullopt;
+    return result;
+}
+
+inline std::optional<std::string> text_property(io_object_t entry, char const* key)
+{
+    auto const value = property(entry, key);
+    if (!value || CFGetTypeID(value.get()) != CFStringGetTypeID())
+        return std::nullopt;
+    return text_of(value.get());
+}
+
+inline std::optional<sim::data> data_property(io_object_t entry, char const* key)
+{
+    auto const value = property(entry, key);
+    if (!value || CFGetTypeID(value.get()) != CFDataGetTypeID())
+        return std::nullopt;
+    auto const* begin = CFDataGetBytePtr(value.as<CFDataRef>());
+    return sim::data(begin, begin + CFDataGetLength(value.as<CFDataRef>()));
+}
+
 inline std::string name_of(io_object_t entry)
 {
     io_name_t name = {};
@@ -148,32 +183,30 @@ struct sample_machine
         using sim::add_entry;
         using sim::make_number;
         sample_machine m{};
-        m.platform = add_entry({"IOPlatformExpertDevice", "J274AP", {}, {{"IOPlatformSerialNumber", std::string("C07TEST")}}, {}},
+        m.platform = add_entry({"IOPlatformExpertDevice", "J274AP", {}, {{"IOPlatformSerialNumber", std::string("C07TEST")}}},
                                sim::root_entry_id);
-        m.arm_pe = add_entry({"AppleARMPE", "", {}, {}, {}}, m.platform);
-        m.pci = add_entry({"IOPCIBridge", "PCI0", "0", {}, {}}, m.platform);
-        m.xhc = add_entry({"IOPCIDevice", "XHC1", "14", {{"vendor-id", sim::data{0x86, 0x80, 0, 0}}}, {}}, m.pci);
-        m.port = add_entry({"AppleUSB20XHCIPort", "HS01", "14100000", {{"port", sim::data{1, 0, 0, 0}}}, {}}, m.xhc);
+        m.arm_pe = add_entry({"AppleARMPE"}, m.platform);
+        m.pci = add_entry({"IOPCIBridge", "PCI0", "0"}, m.platform);
+        m.xhc = add_entry({"IOPCIDevice", "XHC1", "14", {{"vendor-id", sim::data{0x86, 0x80, 0, 0}}}}, m.pci);
+        m.port = add_entry({"AppleUSB20XHCIPort", "HS01", "14100000", {{"port", sim::data{1, 0, 0, 0}}}}, m.xhc);
         m.keyboard = add_entry({"IOUSBHostDevice", "Keyboard", "14100000",
                                 {{"idVendor", make_number(0x05ac)},
                                  {"idProduct", make_number(0x0250)},
                                  {"locationID", make_number(0x14100000)},
                                  {"sessionID", make_number(0x1234567890)},
-                                 {"USB Product Name", std::string("Keyboard")}},
-                                {}},
+                                 {"USB Product Name", std::string("Keyboard")}}},
                                m.port);
         m.hid = add_entry({"IOUSBHostHIDDevice", "Keyboard", {},
                            {{"PrimaryUsagePage", make_number(1)},
                             {"PrimaryUsage", make_number(6)},
                             {"DeviceUsagePairs",
                              sim::array{sim::dictionary{{"DeviceUsagePage", make_number(1)}, {"DeviceUsage", make_number(6)}},
-                                        sim::dictionary{{"DeviceUsagePage", make_number(12)}, {"DeviceUsage", make_number(1)}}}}},
-                           {}},
+                                        sim::dictionary{{"DeviceUsagePage", make_number(12)}, {"DeviceUsage", make_number(1)}}}}}},
                           m.keyboard);
-        m.lpc = add_entry({"IOPCIDevice", "pci8086,a0ed", "1f,3", {}, {}}, m.pci);
-        m.timer = add_entry({"AppleSharedTimer", "Timer", {}, {}, {}}, m.pci);
+        m.lpc = add_entry({"IOPCIDevice", "pci8086,a0ed", "1f,3"}, m.pci);
+        m.timer = add_entry({"AppleSharedTimer", "Timer"}, m.pci);
         sim::attach(m.timer, m.xhc, "IOService");
-        m.power_root = add_entry({"IOPMrootDomain", "IOPMrootDomain", {}, {}, {}}, sim::root_entry_id, "IOPower");
+        m.power_root = add_entry({"IOPMrootDomain", "IOPMrootDomain"}, sim::root_entry_id, "IOPower");
         sim::attach(m.keyboard, m.power_root, "IOPower");
         sim::attach(m.xhc, sim::root_entry_id, "IOUSB");
         sim::attach(m.keyboard, m.xhc, "IOUSB", std::string("1"));

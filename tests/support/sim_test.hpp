@@ -5,6 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 namespace plinth::testing {
 
 // Base fixture for every test that touches the simulated I/O Kit: it starts from
@@ -23,10 +26,17 @@ protected:
     {
         EXPECT_EQ(sim::live_handles(), 0u) << "handles leaked by the test";
         EXPECT_EQ(sim::live_cf_objects(), 0u) << "CF objects leaked by the test";
-        auto const reports = sim::misuse_reports();
-        for (auto const& report : reports)
+        for (auto const& report : take_misuse_reports())
             ADD_FAILURE() << "misuse: " << report;
+    }
+
+    // Takes the misuse reports seen so far: a test that misuses on purpose checks
+    // them, so that the end check sees only the unexpected ones.
+    static std::vector<std::string> take_misuse_reports()
+    {
+        auto reports = sim::misuse_reports();
         sim::clear_misuse_reports();
+        return reports;
     }
 };
 
