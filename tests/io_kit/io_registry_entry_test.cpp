@@ -1,58 +1,49 @@
 #include "io_kit/cf/boolean.hpp"
 #include "io_kit/cf/data.hpp"
-#include "io_kit/cf/dictionary.hpp"
 #include "io_kit/cf/number.hpp"
 #include "io_kit/cf/string.hpp"
 #include "io_kit/io_iterator.hpp"
+#include "io_kit/io_kit_support.hpp"
 #include "io_kit/io_registry_entry.hpp"
 #include "io_kit/io_registry_entry_view.hpp"
 #include "io_kit/mach_port.hpp"
 #include "support/sim_test.hpp"
-
-#include <boost/system/system_error.hpp>
-#include <gtest/gtest.h>
+#include "support/system_error.hpp"
 
 #include <IOKit/IOKitLib.h>
 
 #include <cstdint>
-#include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
 
 using namespace plinth::apple::io_kit;
+using plinth::testing::entry_by_id;
+using plinth::testing::system_error_of;
 namespace sim = plinth::sim;
 
-// A small machine: Root → platform "J313AP" → controller "xhci@0" → device "Hub@14100000",
-// the device also attached in the IOUSB plane under the controller.
+// Root → platform "J313AP" → controller "xhci" → device "Hub@14100000", the device
+// also in the IOUSB plane under the controller. The device's ID needs more than 32
+// bits, so finding it proves that ID matching keeps all 64.
 class io_registry_entry_test : public plinth::testing::sim_test
 {
 protected:
     void SetUp() override
     {
         sim_test::SetUp();
-        platform_id = sim::add_entry(sim::entry_spec("IOPlatformExpertDevice", "J313AP"),
-                                     sim::root_entry_id);
-        controller_id = sim::add_entry(sim::entry_spec("AppleT8103USBXHCI", "xhci"), platform_id);
+        platform_id = sim::add_entry({"IOPlatformExpertDevice", "J313AP"}, sim::root_entry_id);
+        controller_id = sim::add_entry({"AppleT8103USBXHCI", "xhci"}, platform_id);
         sim::attach(controller_id, sim::root_entry_id, kIOUSBPlane);
-        sim::entry_spec device = sim::entry_spec("IOUSBHostDevice", "Hub", "14100000");
-        device.properties = {{"idVendor", sim::make_number(0x05ac)},
-                             {"sessionID", sim::number{0x100000001, 64}},
-                             {"USB Product Name", std::string("Hub")},
-                             {"Built-In", true},
-                             {"ReportDescriptor", sim::data{0x05, 0x01, 0x09}}};
-        device.id = 0x1000002a0;
-        device_id = sim::add_entry(device, controller_id);
+        device_id = sim::add_entry({"IOUSBHostDevice", "Hub", "14100000",
+                                    {{"idVendor", sim::make_number(0x05ac)},
+                                     {"sessionID", sim::number{0x100000001, 64}},
+                                     {"USB Product Name", std::string("Hub")},
+                                     {"Built-In", true},
+                                     {"ReportDescriptor", sim::data{0x05, 0x01, 0x09}}},
+                                    0x1000002a0},
+                                   controller_id);
         sim::attach(device_id, controller_id, kIOUSBPlane);
-    }
-
-    static io_registry_entry entry(sim::entry_id id)
-    {
-        auto services = mach_port::master_port_default().io_service_get_matching_services(
-            io_registry_entry::id_matching(id));
-        return services.next();
     }
 
     static std::vector<std::uint64_t> ids_of(io_iterator& it)
@@ -68,125 +59,79 @@ protected:
     sim::entry_id device_id = 0;
 };
 
-TEST_F(io_registry_entry_test, names_locations_paths_and_ids_come_from_the_registry)
+TEST_F(io_registry_entry_test, names_locations_paths_and_planes_come_from_the_registry)
 {
-    io_registry_entry const device = entry(device_id);
+    io_registry_entry const device = entry_by_id(device_id);
     EXPECT_EQ(device.get_registry_entry_id(), 0x1000002a0u);
     EXPECT_EQ(device.get_name(), "Hub");
     EXPECT_EQ(device.get_name_in_plane(kIOServicePlane), "Hub");
     EXPECT_EQ(device.get_location_in_plane(kIOServicePlane), "14100000");
     EXPECT_EQ(device.get_path(kIOServicePlane), "IOService:/xhci/Hub@14100000");
-    EXPECT_EQ(entry(platform_id).get_path(kIOServicePlane), "IOService:/");
+    EXPECT_EQ(entry_by_id(platform_id).get_path(kIOServicePlane), "IOService:/");
     // The controller is the first entry under the root in IOUSB, so it is "IOUSB:/".
     EXPECT_EQ(device.get_path(kIOUSBPlane), "IOUSB:/Hub@14100000");
-}
-
-TEST_F(io_registry_entry_test, failures_throw_the_iokit_code_and_name_the_call)
-{
-    io_registry_entry const controller = entry(controller_id);
-    try {
-        (void)controller.get_path(kIODeviceTreePlane);
-        FAIL() << "no exception";
-    }
-    catch (boost::system::system_error const& e) {
-        EXPECT_EQ(e.code().value(), kIOReturnBadArgument);
-        EXPECT_NE(std::string(e.what()).find("IORegistryEntryGetPath"), std::string::npos) << e.what();
-    }
-    try {
-        (void)controller.get_location_in_plane(kIOServicePlane);
-        FAIL() << "no exception";
-    }
-    catch (boost::system::system_error const& e) {
-        EXPECT_EQ(e.code().value(), kIOReturnNotFound);
-    }
-}
-
-TEST_F(io_registry_entry_test, in_plane_is_false_outside_the_plane_and_for_null)
-{
-    io_registry_entry const platform = entry(platform_id);
-    EXPECT_TRUE(platform.in_plane(kIOServicePlane));
-    EXPECT_FALSE(platform.in_plane(kIOUSBPlane));
-    EXPECT_TRUE(entry(device_id).in_plane(kIOUSBPlane));
+    EXPECT_TRUE(device.in_plane(kIOUSBPlane));
+    EXPECT_FALSE(entry_by_id(platform_id).in_plane(kIOUSBPlane));
     EXPECT_FALSE(io_registry_entry().in_plane(kIOServicePlane));
-    EXPECT_FALSE(platform.in_plane(nullptr));
+    EXPECT_FALSE(device.in_plane(nullptr));
+
+    // Failures throw IOKit's code and name the call.
+    io_registry_entry const controller = entry_by_id(controller_id);
+    auto const no_path = system_error_of([&] { (void)controller.get_path(kIODeviceTreePlane); });
+    EXPECT_EQ(no_path.code().value(), kIOReturnBadArgument);
+    EXPECT_NE(std::string(no_path.what()).find("IORegistryEntryGetPath"), std::string::npos) << no_path.what();
+    EXPECT_EQ(system_error_of([&] { (void)controller.get_location_in_plane(kIOServicePlane); }).code().value(),
+              kIOReturnNotFound);
 }
 
-TEST_F(io_registry_entry_test, the_parent_is_the_first_in_the_plane_and_null_when_there_is_none)
+TEST_F(io_registry_entry_test, parents_and_children_in_attach_order_with_iterators_that_stay_exhausted)
 {
-    io_registry_entry const device = entry(device_id);
-    EXPECT_TRUE(device.get_parent_entry(kIOServicePlane) == entry(controller_id));
-    EXPECT_TRUE(device.get_parent_entry(kIOUSBPlane) == entry(controller_id));
-
-    io_registry_entry const root = mach_port::master_port_default().io_registry_get_root_entry();
-    EXPECT_FALSE(root.get_parent_entry(kIOServicePlane));
-    EXPECT_FALSE(entry(platform_id).get_parent_entry(kIOUSBPlane)) << "not in that plane";
-}
-
-TEST_F(io_registry_entry_test, iterators_walk_in_attach_order_and_stay_exhausted)
-{
-    sim::entry_id const second = sim::add_entry(sim::entry_spec("IOService", "port"), controller_id);
+    sim::entry_id const second = sim::add_entry({"IOService", "port"}, controller_id);
     sim::attach(device_id, second, kIOServicePlane);
+    io_registry_entry const device = entry_by_id(device_id);
+    EXPECT_TRUE(device.get_parent_entry(kIOServicePlane) == entry_by_id(controller_id)) << "the first parent";
+    EXPECT_TRUE(device.get_parent_entry(kIOUSBPlane) == entry_by_id(controller_id));
+    EXPECT_FALSE(mach_port::master_port_default().io_registry_get_root_entry().get_parent_entry(kIOServicePlane));
+    EXPECT_FALSE(entry_by_id(platform_id).get_parent_entry(kIOUSBPlane)) << "not in that plane";
 
-    io_iterator children = entry(controller_id).get_child_iterator(kIOServicePlane);
+    io_iterator children = entry_by_id(controller_id).get_child_iterator(kIOServicePlane);
     EXPECT_EQ(ids_of(children), (std::vector<std::uint64_t>{device_id, second}));
     EXPECT_FALSE(children.next());
     EXPECT_FALSE(children.next());
-
-    io_iterator parents = entry(device_id).get_parent_iterator(kIOServicePlane);
+    io_iterator parents = device.get_parent_iterator(kIOServicePlane);
     EXPECT_EQ(ids_of(parents), (std::vector<std::uint64_t>{controller_id, second}));
     EXPECT_FALSE(parents.next());
-
-    io_iterator none = entry(device_id).get_child_iterator(kIOServicePlane);
+    io_iterator none = device.get_child_iterator(kIOServicePlane);
     EXPECT_FALSE(none.next());
     EXPECT_FALSE(none.next());
 }
 
 TEST_F(io_registry_entry_test, properties_are_new_copies_of_their_cf_type)
 {
-    io_registry_entry const owner = entry(device_id);
+    io_registry_entry const owner = entry_by_id(device_id);
     io_registry_entry_view const view = owner.view();
+    auto const read = [&](char const* key) { return view.create_cf_property_(CF::String(key, kCFStringEncodingUTF8), 0); };
 
-    CF::AutoPointer const vendor = view.create_cf_property_(CF::String("idVendor", kCFStringEncodingUTF8), 0);
+    CF::AutoPointer const vendor = read("idVendor");
     ASSERT_TRUE(vendor.IsValid());
     EXPECT_EQ(CFGetRetainCount(vendor.GetTypeRef()), 1);
     EXPECT_EQ(static_cast<int>(CF::Number(vendor)), 0x05ac);
-
-    CF::Number const session(owner.create_cf_property_(CF::String("sessionID", kCFStringEncodingUTF8), 0));
-    EXPECT_EQ(static_cast<int>(session), 1) << "a 64-bit number keeps its low 32 bits";
-
-    CF::String const product(view.create_cf_property_(CF::String("USB Product Name", kCFStringEncodingUTF8), 0));
-    EXPECT_EQ(product.GetValue(kCFStringEncodingUTF8), "Hub");
-
-    CF::Boolean const built_in(view.create_cf_property_(CF::String("Built-In", kCFStringEncodingUTF8), 0));
+    EXPECT_EQ(static_cast<int>(CF::Number(owner.create_cf_property_(CF::String(CFSTR("sessionID")), 0))), 1)
+        << "a 64-bit number keeps its low 32 bits";
+    EXPECT_EQ(CF::String(read("USB Product Name")).GetValue(kCFStringEncodingUTF8), "Hub");
+    CF::Boolean const built_in(read("Built-In"));
     EXPECT_TRUE(built_in.IsValid());
     EXPECT_TRUE(static_cast<bool>(built_in));
-
-    CF::Data const descriptor(view.create_cf_property_(CF::String("ReportDescriptor", kCFStringEncodingUTF8), 0));
+    CF::Data const descriptor(read("ReportDescriptor"));
     ASSERT_EQ(descriptor.GetLength(), 3);
-    EXPECT_EQ(descriptor.GetBytePtr()[0], 0x05);
     EXPECT_EQ(descriptor.GetBytePtr()[2], 0x09);
-}
 
-TEST_F(io_registry_entry_test, absent_properties_null_entries_and_empty_keys_give_empty_pointers)
-{
-    io_registry_entry const device = entry(device_id);
-    CF::String const missing("NoSuchKey", kCFStringEncodingUTF8);
-    EXPECT_FALSE(device.create_cf_property_(missing, 0).IsValid());
-    EXPECT_FALSE(device.create_cf_property_(CF::String(), 0).IsValid());
-    EXPECT_FALSE(io_registry_entry_view().create_cf_property_(CF::String("idVendor", kCFStringEncodingUTF8), 0).IsValid());
-    EXPECT_FALSE(io_registry_entry().create_cf_property_(CF::String("idVendor", kCFStringEncodingUTF8), 0).IsValid());
-}
-
-TEST_F(io_registry_entry_test, id_matching_holds_the_full_64_bit_id)
-{
-    CF::Dictionary const matching = io_registry_entry::id_matching(0x1000002a0u);
-    ASSERT_TRUE(matching.IsValid());
-    EXPECT_EQ(matching.GetCount(), 1);
-    CF::Number const id(matching.GetValue(CF::String(kIORegistryEntryIDKey, kCFStringEncodingUTF8)));
-    ASSERT_TRUE(id.IsValid());
-    std::int64_t value = 0;
-    ASSERT_TRUE(CFNumberGetValue(static_cast<CFNumberRef>(id.GetTypeRef()), kCFNumberSInt64Type, &value));
-    EXPECT_EQ(value, 0x1000002a0);
+    // Absent properties, empty keys and null entries give empty pointers.
+    EXPECT_FALSE(read("NoSuchKey").IsValid());
+    EXPECT_FALSE(owner.create_cf_property_(CF::String(), 0).IsValid());
+    CF::String const vendor_key("idVendor", kCFStringEncodingUTF8);
+    EXPECT_FALSE(io_registry_entry_view().create_cf_property_(vendor_key, 0).IsValid());
+    EXPECT_FALSE(io_registry_entry().create_cf_property_(vendor_key, 0).IsValid());
 }
 
 } // namespace
