@@ -15,34 +15,21 @@ using plinth::apple::io_kit::mach_port;
 using device_class = device::device_class;
 namespace sim = plinth::sim;
 
-std::string provider_class(CF::Dictionary const& matching)
-{
-    CF::String const key("IOProviderClass", kCFStringEncodingUTF8);
-    return CF::String(matching.GetValue(key)).GetValue(kCFStringEncodingUTF8);
-}
-
 class device_class_test : public plinth::testing::sim_test
 {
 };
 
 TEST_F(device_class_test, matching_asks_for_the_class_name_and_nothing_else)
 {
-    struct expected
-    {
-        device_class c;
-        char const* name;
-    };
-    for (auto const& [c, name] : {expected{device_class::serial_bsd_client, "IOSerialBSDClient"},
-                                  expected{device_class::usb_device, "AppleUSBDevice"},
-                                  expected{device_class::video_device, "IOVideoDevice"},
-                                  expected{device_class::audio_control, "IOAudioControl"},
-                                  expected{device_class::hid_device, "IOHIDDevice"},
-                                  expected{device_class::usb_host_device, "IOUSBHostDevice"}}) {
+    char const* const names[] = {"IOSerialBSDClient", "AppleUSBDevice", "IOVideoDevice",
+                                 "IOAudioControl",    "IOHIDDevice",    "IOUSBHostDevice"};
+    for (int v = 0; v < 6; ++v) {
+        auto const c = static_cast<device_class>(v);
         auto const matching = make_matching(c);
         ASSERT_TRUE(matching.IsValid());
         EXPECT_EQ(matching.GetCount(), 1);
-        EXPECT_EQ(provider_class(matching), name);
-        EXPECT_STREQ(plinth::apple::to_string(c), name);
+        EXPECT_EQ(CF::String(matching.GetValue(CF::String(CFSTR("IOProviderClass")))).GetValue(), names[v]);
+        EXPECT_STREQ(plinth::apple::to_string(c), names[v]);
     }
 }
 
@@ -51,7 +38,6 @@ TEST_F(device_class_test, matching_finds_every_service_of_the_class_and_its_subc
     sim::load_bundled_registry();
     plinth::apple::tree const t(mach_port::master_port_default());
     auto const matching = make_matching(device_class::hid_device);
-
     auto it = t.next_layer().io_service_get_matching_services(matching);
     std::size_t found = 0;
     while (auto object = it.next()) {
@@ -61,8 +47,7 @@ TEST_F(device_class_test, matching_finds_every_service_of_the_class_and_its_subc
     }
     EXPECT_GE(found, 3u) << "keyboard, mouse and the vendor-defined device";
     // The caller's dictionary survives the matching call and can be used again.
-    auto again = t.next_layer().io_service_get_matching_services(matching);
-    EXPECT_TRUE(again.next());
+    EXPECT_TRUE(t.next_layer().io_service_get_matching_services(matching).next());
 }
 
 using device_class_death_test = device_class_test;
