@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -21,6 +22,20 @@ inline sim::dump_entry const& entry(sim::dump const& d, sim::entry_id id)
     if (found == d.entries.end())
         throw std::out_of_range("the dump has no entry " + std::to_string(id));
     return *found;
+}
+
+// Checks every field of the dump's entry `id`.
+inline void expect_entry(sim::dump const& d, sim::entry_id id, std::string const& class_name, std::string const& name,
+                         std::optional<std::string> const& location = {}, sim::dictionary const& properties = {},
+                         std::vector<std::string> const& class_chain = {})
+{
+    auto const& actual = entry(d, id);
+    auto const trace = "entry " + std::to_string(id);
+    EXPECT_EQ(actual.class_name, class_name) << trace;
+    EXPECT_EQ(actual.name, name) << trace;
+    EXPECT_EQ(actual.location, location) << trace;
+    EXPECT_EQ(actual.properties, properties) << trace;
+    EXPECT_EQ(actual.class_chain, class_chain) << trace;
 }
 
 inline sim::value const* property(sim::dump_entry const& e, std::string_view key)

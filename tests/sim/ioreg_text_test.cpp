@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -29,84 +30,71 @@ std::string value_error(std::string const& printed)
     return dump_error_of([&] { read_value(printed); });
 }
 
-TEST(ioreg_text_values, numbers_keep_the_width_the_kernel_gave_them)
+TEST(ioreg_text_values, every_form_ioreg_prints)
 {
-    EXPECT_EQ(read_value("0"), sim::value(sim::number{0, 32}));
-    EXPECT_EQ(read_value("1452"), sim::value(sim::number{1452, 32}));
-    // Printed unsigned: up to 32 bits it stays a 32-bit number, which reads back as SInt32 -1.
-    EXPECT_EQ(read_value("4294967295"), sim::value(sim::number{4294967295, 32}));
-    EXPECT_EQ(read_value("4294967296"), sim::value(sim::number{4294967296, 64}));
-    EXPECT_EQ(read_value("18446744073709551615"), sim::value(sim::number{-1, 64}));
-    EXPECT_EQ(read_value("-5"), sim::value(sim::make_number(-5)));
-}
-
-TEST(ioreg_text_values, scalars)
-{
-    EXPECT_EQ(read_value("Yes"), sim::value(true));
-    EXPECT_EQ(read_value("No"), sim::value(false));
-    EXPECT_EQ(read_value("\"\""), sim::value(std::string()));
-    // Strings are printed without escapes; the property's own string runs to the end of the line.
-    EXPECT_EQ(read_value("\"\"IO80211Legacy\" = x\""), sim::value(std::string("\"IO80211Legacy\" = x")));
-    EXPECT_EQ(read_value("\"SMCPolledInterface is not serializable\""),
-              sim::value(std::string("SMCPolledInterface is not serializable")));
-}
-
-TEST(ioreg_text_values, data_in_hex_and_as_printable_strings)
-{
-    EXPECT_EQ(read_value("<86800000>"), sim::value(sim::data{0x86, 0x80, 0x00, 0x00}));
-    EXPECT_EQ(read_value("<>"), sim::value(sim::data{}));
-    EXPECT_EQ(read_value("<AbCd>"), sim::value(sim::data{0xab, 0xcd}));
-    // Printable data is a list of NUL-terminated strings whose NULs ioreg leaves out.
-    EXPECT_EQ(read_value("<\"Mac\">"), sim::value(bytes("Mac\0"sv)));
-    EXPECT_EQ(read_value("<\"pci1028,c1d\",\"MC\">"), sim::value(bytes("pci1028,c1d\0MC\0"sv)));
-    EXPECT_EQ(read_value("<\"<array><string>x</string></array>\">"),
-              sim::value(bytes("<array><string>x</string></array>\0"sv)));
-}
-
-TEST(ioreg_text_values, collections)
-{
-    sim::dictionary const expected_dictionary{
-        {"n", sim::number{1, 32}},
-        {"s", std::string("a,b")},
-        {"quoted", std::string("say \"hi\"")},
-        {"d", sim::data{0x01}},
-        {"empty", sim::dictionary{}},
+    sim::dictionary const dictionary{
+        {"n", sim::number{1, 32}},       {"s", std::string("a,b")}, {"quoted", std::string("say \"hi\"")},
+        {"d", sim::data{0x01}},          {"empty", sim::dictionary{}},
         {"list", sim::array{sim::number{2, 32}, std::string("x")}},
     };
-    EXPECT_EQ(read_value("{\"n\"=1,\"s\"=\"a,b\",\"quoted\"=\"say \"hi\"\",\"d\"=<01>,\"empty\"={},\"list\"=(2,\"x\")}"),
-              sim::value(expected_dictionary));
-    EXPECT_EQ(read_value("()"), sim::value(sim::array{}));
-    EXPECT_EQ(read_value("(18446744073709551615,0)"),
-              sim::value(sim::array{sim::number{-1, 64}, sim::number{0, 32}}));
-    EXPECT_EQ(read_value("((\"a\",\"b\"))"),
-              sim::value(sim::array{sim::value(sim::array{std::string("a"), std::string("b")})}));
-    EXPECT_EQ(read_value("(<\"a\">,<\"b\",\"c\">)"),
-              sim::value(sim::array{bytes("a\0"sv), bytes("b\0c\0"sv)}));
-    EXPECT_EQ(read_value("[1,Yes]"), sim::value(sim::set{{sim::number{1, 32}, true}}));
-    // An object ioreg cannot show prints as nothing inside a collection.
-    EXPECT_EQ(read_value("{\"Codec\"=,\"LayoutID\"=69}"),
-              sim::value(sim::dictionary{{"Codec", std::string()}, {"LayoutID", sim::number{69, 32}}}));
+    std::pair<std::string, sim::value> const cases[] = {
+        // Numbers keep the width the kernel gave them: printed unsigned, up to 32 bits
+        // it stays a 32-bit number, which reads back as SInt32 -1.
+        {"0", sim::number{0, 32}},
+        {"1452", sim::number{1452, 32}},
+        {"4294967295", sim::number{4294967295, 32}},
+        {"4294967296", sim::number{4294967296, 64}},
+        {"18446744073709551615", sim::number{-1, 64}},
+        {"-5", sim::make_number(-5)},
+        {"Yes", true},
+        {"No", false},
+        {"\"\"", std::string()},
+        // Strings are printed without escapes; the property's own string runs to the end of the line.
+        {"\"\"IO80211Legacy\" = x\"", std::string("\"IO80211Legacy\" = x")},
+        {"<86800000>", sim::data{0x86, 0x80, 0x00, 0x00}},
+        {"<>", sim::data{}},
+        {"<AbCd>", sim::data{0xab, 0xcd}},
+        // Printable data is a list of NUL-terminated strings whose NULs ioreg leaves out.
+        {"<\"Mac\">", bytes("Mac\0"sv)},
+        {"<\"pci1028,c1d\",\"MC\">", bytes("pci1028,c1d\0MC\0"sv)},
+        {"<\"<array><string>x</string></array>\">", bytes("<array><string>x</string></array>\0"sv)},
+        {"{\"n\"=1,\"s\"=\"a,b\",\"quoted\"=\"say \"hi\"\",\"d\"=<01>,\"empty\"={},\"list\"=(2,\"x\")}", dictionary},
+        {"()", sim::array{}},
+        {"(18446744073709551615,0)", sim::array{sim::number{-1, 64}, sim::number{0, 32}}},
+        {"((\"a\",\"b\"))", sim::array{sim::value(sim::array{std::string("a"), std::string("b")})}},
+        {"(<\"a\">,<\"b\",\"c\">)", sim::array{bytes("a\0"sv), bytes("b\0c\0"sv)}},
+        {"[1,Yes]", sim::set{{sim::number{1, 32}, true}}},
+        // An object ioreg cannot show prints as nothing inside a collection.
+        {"{\"Codec\"=,\"LayoutID\"=69}", sim::dictionary{{"Codec", std::string()}, {"LayoutID", sim::number{69, 32}}}},
+    };
+    for (auto const& [printed, expected] : cases)
+        EXPECT_EQ(read_value(printed), expected) << printed;
 }
 
 TEST(ioreg_text_values, syntax_errors_name_the_line_the_key_and_the_column)
 {
     EXPECT_EQ(value_error("<123>"), "line 3: the value of \"key\" does not read: the data has an odd number of "
                                     "hex digits (column 15)");
-    EXPECT_NE(value_error("<12g4>").find("not a hex digit"), std::string::npos);
-    EXPECT_NE(value_error("<0102").find("not closed"), std::string::npos);
-    EXPECT_NE(value_error("(1,2").find("not closed with ')'"), std::string::npos);
-    EXPECT_NE(value_error("{\"k\"=1\"x\"}").find("expected ',' or '}'"), std::string::npos);
-    EXPECT_NE(value_error("{k=1}").find("quoted dictionary key"), std::string::npos);
-    EXPECT_NE(value_error("(1;2)").find("expected ',' or ')'"), std::string::npos);
-    EXPECT_NE(value_error("(1)x").find("unexpected text after the value"), std::string::npos);
-    EXPECT_NE(value_error("maybe").find("expected a value"), std::string::npos);
-    EXPECT_NE(value_error("99999999999999999999").find("does not fit in 64 bits"), std::string::npos);
-    EXPECT_NE(value_error("\"open").find("string is not closed"), std::string::npos);
-    EXPECT_NE(value_error("(\"open)").find("string is not closed"), std::string::npos);
-    EXPECT_NE(value_error(std::string(300, '(') + std::string(300, ')')).find("nested more than"),
-              std::string::npos);
-    for (auto const* printed : {"<123>", "(1,2", "maybe", "\"open"})
-        EXPECT_TRUE(value_error(printed).starts_with("line 3: ")) << printed;
+    std::pair<std::string, char const*> const cases[] = {
+        {"<12g4>", "not a hex digit"},
+        {"<0102", "not closed"},
+        {"(1,2", "not closed with ')'"},
+        {"{\"k\"=1\"x\"}", "expected ',' or '}'"},
+        {"{k=1}", "quoted dictionary key"},
+        {"(1;2)", "expected ',' or ')'"},
+        {"(1)x", "unexpected text after the value"},
+        {"maybe", "expected a value"},
+        {"99999999999999999999", "does not fit in 64 bits"},
+        {"\"open", "string is not closed"},
+        {"(\"open)", "string is not closed"},
+        {std::string(300, '(') + std::string(300, ')'), "nested more than"},
+    };
+    for (auto const& [printed, fragment] : cases)
+    {
+        auto const error = value_error(printed);
+        EXPECT_TRUE(error.starts_with("line 3: the value of \"key\" does not read: ")) << error;
+        EXPECT_NE(error.find(fragment), std::string::npos) << error;
+    }
 }
 
 constexpr auto small_tree = R"(+-o Root  <class IORegistryEntry, id 0x100000100, retain 9>
@@ -145,21 +133,10 @@ TEST(ioreg_text_tree, entries_links_and_locations)
                                           {0x100000113, 0x100000115}}));
     EXPECT_EQ(d.tops, std::vector<sim::entry_id>{0x100000100});
 
-    auto const& root = ioreg::entry(d, 0x100000100);
-    EXPECT_EQ(root.class_name, "IORegistryEntry");
-    EXPECT_EQ(root.name, "Root");
-    EXPECT_FALSE(root.location);
-    EXPECT_EQ(root.properties, (sim::dictionary{{"IOKitBuildVersion", std::string("Darwin")}}));
-
-    auto const& hub = ioreg::entry(d, 0x100000242);
-    EXPECT_EQ(hub.name, "OHCI Root Hub Simulation");
-    EXPECT_EQ(hub.location, "4,1");
-    EXPECT_TRUE(hub.properties.empty());
-    EXPECT_TRUE(hub.class_chain.empty());
-
-    EXPECT_EQ(ioreg::entry(d, 0x100000134).location, "0");
-    EXPECT_EQ(ioreg::entry(d, 0x100000115).properties,
-              (sim::dictionary{{"IOKit", std::string("IOService")}}));
+    ioreg::expect_entry(d, 0x100000100, "IORegistryEntry", "Root", {}, {{"IOKitBuildVersion", std::string("Darwin")}});
+    ioreg::expect_entry(d, 0x100000242, "IOUSBRootHubDevice", "OHCI Root Hub Simulation", "4,1");
+    ioreg::expect_entry(d, 0x100000134, "IOACPIPlatformDevice", "C000", "0", {{"name", bytes("CPU0\0"sv)}});
+    ioreg::expect_entry(d, 0x100000115, "IOResources", "IOResources", {}, {{"IOKit", std::string("IOService")}});
 }
 
 TEST(ioreg_text_tree, an_entry_printed_under_each_parent_is_one_entry_with_several_links)
@@ -191,7 +168,7 @@ TEST(ioreg_text_tree, an_entry_printed_under_each_parent_is_one_entry_with_sever
               (sim::dictionary{{"first", sim::number{1, 32}}, {"second", true}}));
 }
 
-TEST(ioreg_text_tree, several_matches_after_a_shell_prompt_are_tops)
+TEST(ioreg_text_tree, several_matches_after_a_shell_prompt_are_tops_unless_printed_inside_another)
 {
     constexpr auto text = "kios-imac:dev kio$ ioreg -Src IOUSBDevice\r\n"
                           "+-o IR Receiver@4500000  <class IOUSBDevice, id 0x1000002a2, registered, matched, active, busy 0 (621 ms), retain 10>\r\n"
@@ -202,23 +179,18 @@ TEST(ioreg_text_tree, several_matches_after_a_shell_prompt_are_tops)
                           "  +-o IOUSBInterface@0  <class IOUSBInterface, id 0x1000002a5, registered, matched, active, busy 0 (527 ms), retain 9>\r\n"
                           "\r\n"
                           "+-o Keyboard Hub@4400000  <class IOUSBHubDevice, id 0x1000002b0, registered, matched, active, busy 0 (61 ms), retain 11>\r\n"
+                          "  +-o Mouse  <class IORegistryEntry:IOService:IOUSBDevice:IOUSBHostDevice, id 0x42, retain 3>\r\n"
                           "\r\n"
+                          "+-o Mouse  <class IORegistryEntry:IOService:IOUSBDevice:IOUSBHostDevice, id 0x42, retain 3>\r\n"
                           "\r\n";
     auto const d = sim::read_ioreg_text(text);
     EXPECT_EQ(d.tops, (std::vector<sim::entry_id>{0x1000002a2, 0x1000002b0}));
-    EXPECT_EQ(d.links, (std::vector<std::pair<sim::entry_id, sim::entry_id>>{{0x1000002a2, 0x1000002a5}}));
-    EXPECT_EQ(ioreg::entry(d, 0x1000002a2).properties, (sim::dictionary{{"PortNum", sim::number{5, 32}}}));
-    EXPECT_EQ(ioreg::entry(d, 0x1000002a2).location, "4500000");
-}
-
-TEST(ioreg_text_tree, an_entry_printed_as_a_match_and_inside_another_is_no_top)
-{
-    constexpr auto text = "+-o Hub  <class IOUSBHubDevice, id 0x10, retain 1>\n"
-                          "  +-o Mouse  <class IOUSBDevice, id 0x11, retain 1>\n"
-                          "+-o Mouse  <class IOUSBDevice, id 0x11, retain 1>\n";
-    auto const d = sim::read_ioreg_text(text);
-    EXPECT_EQ(d.tops, std::vector<sim::entry_id>{0x10});
-    EXPECT_EQ(d.entries.size(), 2u);
+    EXPECT_EQ(d.links, (std::vector<std::pair<sim::entry_id, sim::entry_id>>{{0x1000002a2, 0x1000002a5},
+                                                                             {0x1000002b0, 0x42}}));
+    ioreg::expect_entry(d, 0x1000002a2, "IOUSBDevice", "IR Receiver", "4500000", {{"PortNum", sim::number{5, 32}}});
+    // A header showing the class chain gives it most derived first.
+    ioreg::expect_entry(d, 0x42, "IOUSBHostDevice", "Mouse", {}, {},
+                        {"IOUSBHostDevice", "IOUSBDevice", "IOService", "IORegistryEntry"});
 }
 
 TEST(ioreg_text_tree, clipped_lines_keep_what_they_show)
@@ -233,23 +205,13 @@ TEST(ioreg_text_tree, clipped_lines_keep_what_they_show)
         "        \"after\" = 7\n"
         "      }\n";
     auto const d = sim::read_ioreg_text(text);
-    auto const& transport = ioreg::entry(d, 0x1000002f5);
-    EXPECT_EQ(transport.class_name, "BroadcomBluetoothHostControllerUSBTransport");
     EXPECT_EQ(ioreg::parents(d, 0x1000002f5), std::vector<sim::entry_id>{0x1});
     // A cut value reads as the text it shows; a property whose key was cut is left out.
-    EXPECT_EQ(transport.properties, (sim::dictionary{{"shown", std::string("a long text that the termin")},
-                                                     {"numbers", std::string("(1,2,3")},
-                                                     {"after", sim::number{7, 32}}}));
-}
-
-TEST(ioreg_text_tree, a_header_showing_the_class_chain_gives_it_most_derived_first)
-{
-    auto const d = sim::read_ioreg_text(
-        "+-o Mouse  <class IORegistryEntry:IOService:IOUSBDevice:IOUSBHostDevice, id 0x42, retain 3>\n");
-    auto const& mouse = ioreg::entry(d, 0x42);
-    EXPECT_EQ(mouse.class_name, "IOUSBHostDevice");
-    EXPECT_EQ(mouse.class_chain,
-              (std::vector<std::string>{"IOUSBHostDevice", "IOUSBDevice", "IOService", "IORegistryEntry"}));
+    ioreg::expect_entry(d, 0x1000002f5, "BroadcomBluetoothHostControllerUSBTransport",
+                        "BroadcomBluetoothHostControllerUSBTransport", {},
+                        {{"shown", std::string("a long text that the termin")},
+                         {"numbers", std::string("(1,2,3")},
+                         {"after", sim::number{7, 32}}});
 }
 
 TEST(ioreg_text_malformed, errors_name_the_line)

@@ -60,23 +60,12 @@ TEST(ioreg_xml_entries, bookkeeping_keys_become_the_entry_and_leave_the_properti
     EXPECT_EQ(d.tops, std::vector<sim::entry_id>{0x100000100});
     EXPECT_EQ(d.links, (std::vector<std::pair<sim::entry_id, sim::entry_id>>{{0x100000100, 0x100000419},
                                                                              {0x100000419, 0x100000421}}));
-    auto const& root = ioreg::entry(d, 0x100000100);
-    EXPECT_EQ(root.name, "Root");
-    EXPECT_EQ(root.properties, (sim::dictionary{{"IOKitBuildVersion", std::string("Darwin")}}));
-
-    auto const& webcam = ioreg::entry(d, 0x100000419);
-    EXPECT_EQ(webcam.class_name, "IOUSBHostDevice");
-    EXPECT_EQ(webcam.name, "Webcam");
-    EXPECT_EQ(webcam.location, "14200000");
-    EXPECT_EQ(webcam.properties, (sim::dictionary{{"idVendor", sim::number{3141, 32}}}));
-    // The chain starts with the entry's own class even when the dump lists only its superclasses.
-    EXPECT_EQ(webcam.class_chain,
-              (std::vector<std::string>{"IOUSBHostDevice", "IOUSBDevice", "IOService", "IORegistryEntry"}));
-
-    auto const& interface = ioreg::entry(d, 0x100000421);
-    EXPECT_EQ(interface.name, "IOUSBHostInterface") << "an entry never named goes by its class";
-    EXPECT_FALSE(interface.location);
-    EXPECT_TRUE(interface.class_chain.empty());
+    ioreg::expect_entry(d, 0x100000100, "IORegistryEntry", "Root", {}, {{"IOKitBuildVersion", std::string("Darwin")}});
+    // The chain starts with the entry's own class even when the dump lists only its
+    // superclasses; an entry never named goes by its class.
+    ioreg::expect_entry(d, 0x100000419, "IOUSBHostDevice", "Webcam", "14200000", {{"idVendor", sim::number{3141, 32}}},
+                        {"IOUSBHostDevice", "IOUSBDevice", "IOService", "IORegistryEntry"});
+    ioreg::expect_entry(d, 0x100000421, "IOUSBHostInterface", "IOUSBHostInterface");
 }
 
 TEST(ioreg_xml_entries, property_values_of_every_kind)
