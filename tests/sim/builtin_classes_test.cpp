@@ -1,5 +1,7 @@
 #include "sim/detail/builtin_classes.hpp"
 
+#include <boost/algorithm/string/classification.hpp>
+#include <boost/algorithm/string/split.hpp>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -69,23 +71,17 @@ TEST(builtin_classes, families_have_their_documented_bases)
         char const* base;
         bool conforms;
     };
+    // The classes the device kinds and the bundled registry rely on.
     std::vector<expectation> const cases{
-        {"IOUSBHostDevice", "IOUSBDevice", true}, {"IOUSBHostDevice", "IOService", true},
+        {"IOUSBHostDevice", "IOUSBDevice", true}, {"AppleUSBDevice", "IOUSBHostDevice", true},
         // The 10.11 stack has no IOUSBNub: the macOS 11 Intel listing says otherwise
         // and must lose to the newer Apple Silicon one.
         {"IOUSBHostDevice", "IOUSBNub", false},
-        {"AppleUSBDevice", "IOUSBHostDevice", true}, {"AppleUSBDevice", "IOUSBDevice", true},
-        {"AppleUSBInterface", "IOUSBInterface", true}, {"IOUSBHostInterface", "IOUSBInterface", true},
         {"AppleUSBRootHubDevice", "IOUSBHubDevice", true}, {"AppleUSBRootHubDevice", "IOUSBHostDevice", false},
-        {"AppleUSBEHCI", "IOUSBController", true}, {"AppleIntelCNLUSBXHCI", "AppleUSBHostController", true},
-        {"IOPCI2PCIBridge", "IOPCIBridge", true}, {"AppleACPIPCI", "IOPCIBridge", true},
-        {"IOACPIPlatformDevice", "IOPlatformDevice", true}, {"AppleAPFSVolume", "IOMedia", true},
-        {"IOMedia", "IOStorage", true}, {"IONVMeBlockStorageDevice", "IOBlockStorageDevice", true},
         {"IOUSBHostHIDDevice", "IOHIDDevice", true}, {"AppleUserHIDDevice", "IOHIDDevice", true},
-        {"IOUSBHIDDriver", "IOHIDDevice", true}, {"IOModemSerialStreamSync", "IOSerialStreamSync", true},
-        {"IOUserSerial", "IOSerialStreamSync", true}, {"IOAudioLevelControl", "IOAudioControl", true},
-        {"IOAudioEngine", "IOAudioControl", false}, {"AppleGFXHDAA348Driver", "IOAudioDevice", true},
-        {"IOVideoDevice", "IOService", true}, {"IOPlatformExpertDevice", "IOService", true},
+        {"IOModemSerialStreamSync", "IOSerialStreamSync", true}, {"IOPCI2PCIBridge", "IOPCIBridge", true},
+        {"IOAudioLevelControl", "IOAudioControl", true}, {"IOAudioEngine", "IOAudioControl", false},
+        {"AppleAPFSVolume", "IOMedia", true}, {"IOVideoDevice", "IOService", true},
     };
     for (auto const& [name, base, expected] : cases)
         EXPECT_EQ(conforms(name, base), expected) << name << " and " << base;
@@ -108,22 +104,14 @@ link_map read_listing(std::filesystem::path const& file)
 {
     link_map links;
     std::ifstream in(file);
-    std::string line;
-    while (std::getline(in, line)) {
+    for (std::string line; std::getline(in, line);) {
         auto const marker = line.rfind(" class: ");
         if (line.find("+-o ") == std::string::npos || marker == std::string::npos)
             continue;
-        std::string_view chain(line);
-        chain.remove_prefix(marker + 8);
-        std::string previous;
-        while (!chain.empty()) {
-            auto const colon = chain.find(':');
-            std::string const name(chain.substr(0, colon));
-            if (!previous.empty())
-                links[name] = previous;
-            previous = name;
-            chain.remove_prefix(colon == std::string_view::npos ? chain.size() : colon + 1);
-        }
+        std::vector<std::string> chain;
+        boost::split(chain, line.substr(marker + 8), boost::is_any_of(":"));
+        for (std::size_t i = 1; i < chain.size(); ++i)
+            links[chain[i]] = chain[i - 1];
     }
     return links;
 }

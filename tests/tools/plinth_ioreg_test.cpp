@@ -5,9 +5,7 @@
 #include "support/sim_test.hpp"
 
 #if defined(PLINTH_IOREG_TOOL)
-#include "tools/plinth-ioreg/json_printer.hpp"
 #include "tools/plinth-ioreg/options.hpp"
-#include "tools/plinth-ioreg/registry_walker.hpp"
 #endif
 
 #include <fmt/format.h>
@@ -235,6 +233,15 @@ TEST_F(ioreg_program_test, PropertiesOfAnIoregListingComeBackAsIoregPrintedThem)
     auto const result = run_tool({"--registry", file.string(), "tree", "--properties"});
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.out, std::regex_replace(listing, std::regex(R"((id 0x[0-9a-f]+)[^>]*>)"), "$1>"));
+
+    // JSON keeps numbers at their full width and shows data in hex.
+    auto const shown = run_tool({"--json", "--registry", file.string(), "show", "--id", "0x100000110"});
+    auto const properties = nlohmann::json::parse(shown.out).at("properties");
+    EXPECT_EQ(properties["sessionID"].get<std::uint64_t>(), UINT64_MAX);
+    EXPECT_EQ(properties["clock-frequency"], "0084d717");
+    EXPECT_EQ(properties["IOPowerManagement"]["Set"], nlohmann::json::array({1}));
+    auto const tree = nlohmann::json::parse(run_tool({"--json", "--registry", file.string(), "tree"}).out);
+    EXPECT_FALSE(tree.contains("properties")) << "properties only when asked for";
 }
 
 TEST_F(ioreg_program_test, RegistryFilesMergeByIdAcrossPlanes)
@@ -354,31 +361,7 @@ TEST_F(ioreg_program_test, UsageErrorsExitTwo)
     EXPECT_EQ(run_tool({"--help"}).status, 0);
 }
 
-// ---- The walker and printers, in-process ------------------------------------
-
-class ioreg_walker_test : public plinth::testing::sim_test
-{
-};
-
-TEST_F(ioreg_walker_test, JsonKeepsFullWidthNumbersAndShowsDataAsHex)
-{
-    auto const mac = sim::add_entry({"IOPlatformExpertDevice", "Mac", "0",
-                                     {{"n64", sim::number{-1, 64}},
-                                      {"bytes", sim::data{0xde, 0xad}},
-                                      {"set", sim::set{{std::string("a")}}}}},
-                                    sim::root_entry_id);
-    tree const registry(mach_port::master_port_default());
-    tool::registry_entry const root(registry.next_layer().io_registry_get_root_entry());
-    auto const document = tool::tree_to_json(tool::registry_walker(plane::service, true).walk(root));
-    auto const& entry = document["children"][0];
-    EXPECT_EQ(entry["id"], mac);
-    EXPECT_EQ(entry["location"], "0");
-    EXPECT_EQ(entry["path"], "IOService:/");
-    EXPECT_EQ(entry["properties"]["n64"].get<std::uint64_t>(), UINT64_MAX);
-    EXPECT_EQ(entry["properties"]["bytes"], "dead");
-    EXPECT_EQ(entry["properties"]["set"], tool::json::array({"a"}));
-    EXPECT_FALSE(tool::registry_walker(plane::service, false).walk(root).properties.has_value());
-}
+// ---- The options, in-process -----------------------------------------------
 
 TEST(ioreg_options_test, EntryIdsAreDecimalOrHex)
 {
