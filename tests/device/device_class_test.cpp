@@ -15,9 +15,7 @@ using plinth::apple::io_kit::mach_port;
 using device_class = device::device_class;
 namespace sim = plinth::sim;
 
-class device_class_test : public plinth::testing::sim_test
-{
-};
+using device_class_test = plinth::testing::sim_test;
 
 TEST_F(device_class_test, matching_asks_for_the_class_name_and_nothing_else)
 {

@@ -1,6 +1,4 @@
 #include "io_registry_support.hpp"
-#include "sim/control/registry.hpp"
-#include "support/sim_test.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOKitLib.h>

@@ -6,9 +6,7 @@
 
 namespace {
 
-class cf_data_test : public plinth::testing::sim_test
-{
-};
+using cf_data_test = plinth::testing::sim_test;
 
 TEST_F(cf_data_test, creation_copies_the_bytes)
 {

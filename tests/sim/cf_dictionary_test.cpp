@@ -11,9 +11,7 @@ namespace {
 
 using namespace plinth::testing::cf;
 
-class cf_dictionary_test : public plinth::testing::sim_test
-{
-};
+using cf_dictionary_test = plinth::testing::sim_test;
 
 TEST_F(cf_dictionary_test, retains_what_it_holds_and_releases_it_on_removal_and_destruction)
 {

@@ -12,9 +12,7 @@ namespace {
 using plinth::sim::live_cf_objects;
 using namespace plinth::testing::cf;
 
-class cf_object_test : public plinth::testing::sim_test
-{
-};
+using cf_object_test = plinth::testing::sim_test;
 
 TEST_F(cf_object_test, objects_count_as_live_until_their_last_release)
 {

@@ -10,9 +10,7 @@ namespace {
 
 using namespace plinth::testing::cf;
 
-class cf_set_test : public plinth::testing::sim_test
-{
-};
+using cf_set_test = plinth::testing::sim_test;
 
 TEST_F(cf_set_test, holds_each_value_once_by_equality)
 {

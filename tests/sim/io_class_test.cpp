@@ -1,5 +1,4 @@
 #include "io_registry_support.hpp"
-#include "support/sim_test.hpp"
 
 #include <IOKit/IOKitLib.h>
 

@@ -1,5 +1,4 @@
 #include "io_registry_support.hpp"
-#include "support/sim_test.hpp"
 
 #include <IOKit/IOKitLib.h>
 
@@ -12,15 +11,12 @@ namespace sim = plinth::sim;
 
 namespace {
 
-class io_concurrency : public plinth::testing::sim_test
-{
-};
+using io_concurrency = sample_machine_test;
 
 // Readers walk, match and read properties while a writer adds and removes
 // entries; run under ThreadSanitizer this proves the registry's locking.
 TEST_F(io_concurrency, readers_and_a_writer_share_the_registry)
 {
-    auto const m = sample_machine::build();
     std::atomic<bool> stop{false};
     std::atomic<int> failures{0};
 

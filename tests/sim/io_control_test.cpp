@@ -1,5 +1,4 @@
 #include "io_registry_support.hpp"
-#include "support/sim_test.hpp"
 
 #include <IOKit/IOKitLib.h>
 
@@ -7,7 +6,6 @@
 
 using namespace plinth::testing::io;
 namespace sim = plinth::sim;
-using strings = std::vector<std::string>;
 
 namespace {
 

@@ -1,5 +1,4 @@
 #include "io_registry_support.hpp"
-#include "support/sim_test.hpp"
 
 #include "sim/control/diagnostics.hpp"
 
@@ -10,9 +9,7 @@ namespace sim = plinth::sim;
 
 namespace {
 
-class io_handle : public plinth::testing::sim_test
-{
-};
+using io_handle = plinth::testing::sim_test;
 
 TEST_F(io_handle, one_name_per_entry_with_a_user_reference_per_return)
 {

@@ -1,27 +1,16 @@
 #include "io_registry_support.hpp"
-#include "support/sim_test.hpp"
 
 #include <IOKit/IOBSD.h>
 #include <IOKit/IOKitLib.h>
 
-#include <string>
-#include <vector>
-
 using namespace plinth::testing::io;
 namespace sim = plinth::sim;
-using strings = std::vector<std::string>;
 
 namespace {
 
-class io_matching : public plinth::testing::sim_test
+class io_matching : public sample_machine_test
 {
 protected:
-    void SetUp() override
-    {
-        sim_test::SetUp();
-        m = sample_machine::build();
-    }
-
     // The names of the services a dictionary matches; the dictionary is consumed.
     static strings matches(CFDictionaryRef matching)
     {
@@ -40,8 +29,6 @@ protected:
     {
         return cf(CFNumberCreate(nullptr, type, &value));
     }
-
-    sample_machine m;
 };
 
 TEST_F(io_matching, matching_dictionaries_have_apples_shape)

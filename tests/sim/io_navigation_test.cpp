@@ -1,26 +1,15 @@
 #include "io_registry_support.hpp"
-#include "support/sim_test.hpp"
 
 #include <IOKit/IOKitLib.h>
 
-#include <string>
-#include <vector>
-
 using namespace plinth::testing::io;
-using strings = std::vector<std::string>;
 namespace sim = plinth::sim;
 
 namespace {
 
-class io_navigation : public plinth::testing::sim_test
+class io_navigation : public sample_machine_test
 {
 protected:
-    void SetUp() override
-    {
-        sim_test::SetUp();
-        m = sample_machine::build();
-    }
-
     // The names of an entry's children, or of its parents, in `plane`.
     static strings children(sim::entry_id id, char const* plane, bool parents = false)
     {
@@ -32,7 +21,6 @@ protected:
 
     static strings parents(sim::entry_id id, char const* plane) { return children(id, plane, true); }
 
-    sample_machine m;
 };
 
 TEST_F(io_navigation, children_and_parents_in_attach_order_per_plane)

@@ -1,5 +1,4 @@
 #include "io_registry_support.hpp"
-#include "support/sim_test.hpp"
 
 #include <IOKit/IOKitLib.h>
 
@@ -8,23 +7,15 @@ namespace sim = plinth::sim;
 
 namespace {
 
-class io_path : public plinth::testing::sim_test
+class io_path : public sample_machine_test
 {
 protected:
-    void SetUp() override
-    {
-        sim_test::SetUp();
-        m = sample_machine::build();
-    }
-
     // The ID of the entry a path names, 0 for none.
     static sim::entry_id at(char const* path)
     {
         handle const entry(IORegistryEntryFromPath(kIOMainPortDefault, path));
         return entry ? id_of(entry.get()) : 0;
     }
-
-    sample_machine m;
 };
 
 TEST_F(io_path, paths_start_below_the_planes_top_entry)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sim/control/registry.hpp"
+#include "support/sim_test.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOKitLib.h>
@@ -14,6 +15,8 @@
 // Helpers for the tests of the simulated I/O Registry: owners of handles and CF
 // references, short readers of IOKit results, and a small machine to walk.
 namespace plinth::testing::io {
+
+using strings = std::vector<std::string>;
 
 // Owns one user reference of an IOKit handle.
 class handle
@@ -212,6 +215,19 @@ struct sample_machine
         sim::attach(m.keyboard, m.xhc, "IOUSB", std::string("1"));
         return m;
     }
+};
+
+// A test on the sample machine, built afresh for each test.
+class sample_machine_test : public sim_test
+{
+protected:
+    void SetUp() override
+    {
+        sim_test::SetUp();
+        m = sample_machine::build();
+    }
+
+    sample_machine m{};
 };
 
 } // namespace plinth::testing::io

@@ -125,9 +125,7 @@ std::vector<tree_line> below_root(std::vector<tree_line> lines)
 
 // ---- The program itself ----------------------------------------------------
 
-class ioreg_program_test : public plinth::testing::sim_test
-{
-};
+using ioreg_program_test = plinth::testing::sim_test;
 
 TEST_F(ioreg_program_test, TreeOfTheBundledRegistryPrintsEveryEntryOnceForEachParentInEveryPlane)
 {
