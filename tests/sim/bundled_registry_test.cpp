@@ -40,8 +40,7 @@ protected:
     // Registry entry IDs of every entry below the root in `plane`.
     static std::set<std::uint64_t> reachable(char const* plane)
     {
-        handle iterator;
-        IORegistryCreateIterator(kIOMainPortDefault, plane, kIORegistryIterateRecursively, iterator.out());
+        auto const iterator = registry_iterator(plane);
         std::set<std::uint64_t> ids;
         while (handle const next{IOIteratorNext(iterator.get())})
             ids.insert(id_of(next.get()));
@@ -76,8 +75,7 @@ TEST_F(bundled_registry, is_a_realistic_mac_of_known_services_in_four_planes)
         EXPECT_GE(ids.size(), 10u) << plane;
         EXPECT_TRUE(std::ranges::includes(services, ids)) << plane << " shares the IOService entries";
     }
-    handle all;
-    IORegistryCreateIterator(kIOMainPortDefault, kIOServicePlane, kIORegistryIterateRecursively, all.out());
+    auto const all = registry_iterator(kIOServicePlane);
     while (handle const entry{IOIteratorNext(all.get())})
         EXPECT_TRUE(IOObjectConformsTo(entry.get(), "IOService")) << name_of(entry.get()) << " is an unknown class";
 

@@ -25,22 +25,23 @@ protected:
         return matching;
     }
 
-    static cf number(SInt64 value, CFNumberType type = kCFNumberSInt32Type)
+    static CFMutableDictionaryRef with(CFMutableDictionaryRef matching, char const* key, SInt64 value,
+                                       CFNumberType type = kCFNumberSInt32Type)
     {
-        return cf(CFNumberCreate(nullptr, type, &value));
+        cf const number(CFNumberCreate(nullptr, type, &value));
+        return with(matching, key, number.get());
     }
 };
 
 TEST_F(io_matching, matching_dictionaries_have_apples_shape)
 {
-    cf const by_class(IOServiceMatching("IOUSBHostDevice"));
-    EXPECT_EQ(text_of(CFDictionaryGetValue(by_class.as<CFDictionaryRef>(), CFSTR(kIOProviderClassKey))),
-              "IOUSBHostDevice");
-    cf const by_name(IOServiceNameMatching("XHC1"));
-    EXPECT_EQ(text_of(CFDictionaryGetValue(by_name.as<CFDictionaryRef>(), CFSTR(kIONameMatchKey))), "XHC1");
-    cf const by_bsd(IOBSDNameMatching(kIOMainPortDefault, 0, "disk0"));
-    EXPECT_EQ(text_of(CFDictionaryGetValue(by_bsd.as<CFDictionaryRef>(), CFSTR(kIOBSDNameKey))), "disk0");
-
+    auto const value_of = [](CFDictionaryRef matching, char const* key) {
+        cf const owner(matching);
+        return text_of(CFDictionaryGetValue(matching, string(key).get()));
+    };
+    EXPECT_EQ(value_of(IOServiceMatching("IOUSBHostDevice"), kIOProviderClassKey), "IOUSBHostDevice");
+    EXPECT_EQ(value_of(IOServiceNameMatching("XHC1"), kIONameMatchKey), "XHC1");
+    EXPECT_EQ(value_of(IOBSDNameMatching(kIOMainPortDefault, 0, "disk0"), kIOBSDNameKey), "disk0");
     cf const by_id(IORegistryEntryIDMatching(0x100000123));
     auto const id = CFDictionaryGetValue(by_id.as<CFDictionaryRef>(), CFSTR(kIORegistryEntryIDKey));
     ASSERT_NE(id, nullptr);
@@ -103,42 +104,32 @@ TEST_F(io_matching, by_registry_entry_id_name_and_bsd_name)
 
 TEST_F(io_matching, property_match_is_a_subset_and_numbers_compare_by_their_bits)
 {
-    auto const vendor = number(0x05ac);
-    cf const subset(
-        CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
-    CFDictionarySetValue(subset.as<CFMutableDictionaryRef>(), CFSTR("idVendor"), vendor.get());
+    cf const subset(with(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                   &kCFTypeDictionaryValueCallBacks),
+                         "idVendor", 0x05ac));
     EXPECT_EQ(matches(with(IOServiceMatching("IOService"), kIOPropertyMatchKey, subset.get())), strings{"Keyboard"});
-
-    auto const wide = number(0x1234567890, kCFNumberSInt64Type);
-    EXPECT_EQ(matches(with(IOServiceMatching("IOUSBHostDevice"), "sessionID", wide.get())), strings{"Keyboard"});
-    auto const other_vendor = number(0x05ad);
-    EXPECT_EQ(matches(with(IOServiceMatching("IOUSBHostDevice"), "idVendor", other_vendor.get())), strings{});
+    EXPECT_EQ(matches(with(IOServiceMatching("IOUSBHostDevice"), "sessionID", 0x1234567890, kCFNumberSInt64Type)),
+              strings{"Keyboard"});
+    EXPECT_EQ(matches(with(IOServiceMatching("IOUSBHostDevice"), "idVendor", 0x05ad)), strings{});
 
     sim::set_property(m.lpc, "mask", sim::number{0xFFFFFFFF, 32});
-    auto const minus_one = number(-1);
-    EXPECT_EQ(matches(with(IOServiceMatching("IOService"), "mask", minus_one.get())), strings{"pci8086,a0ed"});
-    auto const minus_one_wide = number(-1, kCFNumberSInt64Type);
-    EXPECT_EQ(matches(with(IOServiceMatching("IOService"), "mask", minus_one_wide.get())), strings{});
+    EXPECT_EQ(matches(with(IOServiceMatching("IOService"), "mask", -1)), strings{"pci8086,a0ed"});
+    EXPECT_EQ(matches(with(IOServiceMatching("IOService"), "mask", -1, kCFNumberSInt64Type)), strings{});
 }
 
 TEST_F(io_matching, property_exists_hid_usage_pairs_and_parents)
 {
     EXPECT_EQ(matches(with(IOServiceMatching("IOService"), kIOPropertyExistsMatchKey, CFSTR("vendor-id"))),
               strings{"XHC1"});
-
-    auto const consumer_page = number(12);
-    auto const usage = number(1);
-    auto const matching = with(IOServiceMatching("IOHIDDevice"), "DeviceUsagePage", consumer_page.get());
-    EXPECT_EQ(matches(with(matching, "DeviceUsage", usage.get())), strings{"Keyboard"})
-        << "a secondary usage pair matches";
-    auto const mouse_usage = number(2);
-    auto const mouse = with(IOServiceMatching("IOHIDDevice"), "DeviceUsagePage", usage.get());
-    EXPECT_EQ(matches(with(mouse, "DeviceUsage", mouse_usage.get())), strings{});
+    auto const usage = [](SInt64 page, SInt64 usage_in_page) {
+        return with(with(IOServiceMatching("IOHIDDevice"), "DeviceUsagePage", page), "DeviceUsage", usage_in_page);
+    };
+    EXPECT_EQ(matches(usage(12, 1)), strings{"Keyboard"}) << "a secondary usage pair matches";
+    EXPECT_EQ(matches(usage(1, 2)), strings{});
 
     // A parent match looks up the provider chain.
-    auto const parent = IOServiceMatching("IOPCIBridge");
-    EXPECT_EQ(matches(with(IOServiceMatching("IOHIDDevice"), kIOParentMatchKey, parent)), strings{"Keyboard"});
-    CFRelease(parent);
+    cf const parent(IOServiceMatching("IOPCIBridge"));
+    EXPECT_EQ(matches(with(IOServiceMatching("IOHIDDevice"), kIOParentMatchKey, parent.get())), strings{"Keyboard"});
 }
 
 } // namespace

@@ -20,7 +20,6 @@ protected:
     }
 
     static strings parents(sim::entry_id id, char const* plane) { return children(id, plane, true); }
-
 };
 
 TEST_F(io_navigation, children_and_parents_in_attach_order_per_plane)
@@ -35,26 +34,21 @@ TEST_F(io_navigation, children_and_parents_in_attach_order_per_plane)
     EXPECT_EQ(parents(m.keyboard, kIOServicePlane), strings{"HS01"});
 }
 
-TEST_F(io_navigation, an_entry_with_two_parents_is_one_entry_under_both)
+TEST_F(io_navigation, an_entry_with_two_parents_is_one_entry_under_both_and_goes_with_the_last)
 {
     EXPECT_EQ(parents(m.timer, kIOServicePlane), (strings{"PCI0", "XHC1"}));
     EXPECT_EQ(children(m.xhc, kIOServicePlane), (strings{"HS01", "Timer"}));
-    auto const timer = find_entry(m.timer);
     handle first_parent;
-    ASSERT_EQ(IORegistryEntryGetParentEntry(timer.get(), kIOServicePlane, first_parent.out()), KERN_SUCCESS);
+    ASSERT_EQ(IORegistryEntryGetParentEntry(find_entry(m.timer).get(), kIOServicePlane, first_parent.out()), KERN_SUCCESS);
     EXPECT_EQ(id_of(first_parent.get()), m.pci);
 
-    sim::remove_entry(m.pci);
-    EXPECT_FALSE(sim::contains(m.timer)) << "both of its parents are gone";
-}
-
-TEST_F(io_navigation, a_child_that_another_parent_holds_survives_removal)
-{
     sim::remove_entry(m.xhc);
-    EXPECT_TRUE(sim::contains(m.timer));
+    EXPECT_TRUE(sim::contains(m.timer)) << "its other parent holds it";
     EXPECT_FALSE(sim::contains(m.keyboard));
     EXPECT_EQ(parents(m.timer, kIOServicePlane), strings{"PCI0"});
     EXPECT_EQ(children(sim::root_entry_id, kIOUSBPlane), strings{});
+    sim::remove_entry(m.pci);
+    EXPECT_FALSE(sim::contains(m.timer)) << "both of its parents are gone";
 }
 
 TEST_F(io_navigation, no_parent_child_or_plane_is_a_null_handle)
@@ -103,21 +97,27 @@ TEST_F(io_navigation, names_and_locations_fall_back_from_plane_to_global)
     EXPECT_EQ(name_of(find_entry(id).get()), long_name.substr(0, 127)) << "cut to an io_name_t";
 }
 
-TEST_F(io_navigation, a_recursive_registry_iterator_visits_each_entry_once_depth_first)
+TEST_F(io_navigation, a_recursive_registry_iterator_visits_each_entry_once_depth_first_while_the_registry_stays)
 {
-    handle iterator;
-    ASSERT_EQ(IORegistryCreateIterator(kIOMainPortDefault, kIOServicePlane, kIORegistryIterateRecursively,
-                                       iterator.out()),
-              KERN_SUCCESS);
-    EXPECT_EQ(drain_names(iterator.get()), (strings{"J274AP", "AppleARMPE", "PCI0", "XHC1", "HS01", "Keyboard",
-                                                    "Keyboard", "Timer", "pci8086,a0ed"}));
-    EXPECT_EQ(IOIteratorNext(iterator.get()), IO_OBJECT_NULL) << "exhausted stays exhausted";
-    IOIteratorReset(iterator.get());
-    EXPECT_EQ(drain_names(iterator.get()).size(), 9u);
+    auto const all = registry_iterator(kIOServicePlane);
+    handle children;
+    ASSERT_EQ(IORegistryEntryGetChildIterator(find_entry(m.pci).get(), kIOServicePlane, children.out()), KERN_SUCCESS);
+    EXPECT_EQ(drain_names(all.get()), (strings{"J274AP", "AppleARMPE", "PCI0", "XHC1", "HS01", "Keyboard", "Keyboard",
+                                               "Timer", "pci8086,a0ed"}));
+    EXPECT_EQ(IOIteratorNext(all.get()), IO_OBJECT_NULL) << "exhausted stays exhausted";
+    IOIteratorReset(all.get());
+    EXPECT_EQ(drain_names(all.get()).size(), 9u);
 
-    auto const hid = find_entry(m.hid);
+    EXPECT_TRUE(IOIteratorIsValid(all.get()));
+    sim::remove_entry(m.lpc);
+    EXPECT_FALSE(IOIteratorIsValid(all.get())) << "the registry changed";
+    EXPECT_TRUE(IOIteratorIsValid(children.get())) << "a child iterator is a copy";
+    EXPECT_EQ(drain_names(children.get()), (strings{"XHC1", "pci8086,a0ed", "Timer"}));
+    IOIteratorReset(all.get());
+    EXPECT_TRUE(IOIteratorIsValid(all.get()));
+
     handle upwards;
-    ASSERT_EQ(IORegistryEntryCreateIterator(hid.get(), kIOServicePlane,
+    ASSERT_EQ(IORegistryEntryCreateIterator(find_entry(m.hid).get(), kIOServicePlane,
                                             kIORegistryIterateRecursively | kIORegistryIterateParents, upwards.out()),
               KERN_SUCCESS);
     EXPECT_EQ(drain_names(upwards.get()), (strings{"Keyboard", "HS01", "XHC1", "PCI0", "J274AP", "Root"}));
@@ -125,9 +125,8 @@ TEST_F(io_navigation, a_recursive_registry_iterator_visits_each_entry_once_depth
 
 TEST_F(io_navigation, enter_and_exit_steer_a_flat_registry_iterator)
 {
-    auto const platform = find_entry(m.platform);
     handle iterator;
-    ASSERT_EQ(IORegistryEntryCreateIterator(platform.get(), kIOServicePlane, 0, iterator.out()), KERN_SUCCESS);
+    ASSERT_EQ(IORegistryEntryCreateIterator(find_entry(m.platform).get(), kIOServicePlane, 0, iterator.out()), KERN_SUCCESS);
     handle first(IOIteratorNext(iterator.get()));
     handle pci(IOIteratorNext(iterator.get()));
     EXPECT_EQ(name_of(pci.get()), "PCI0");
@@ -135,25 +134,6 @@ TEST_F(io_navigation, enter_and_exit_steer_a_flat_registry_iterator)
     EXPECT_EQ(drain_names(iterator.get()), (strings{"XHC1", "pci8086,a0ed", "Timer"}));
     EXPECT_EQ(IORegistryIteratorExitEntry(iterator.get()), KERN_SUCCESS);
     EXPECT_EQ(IORegistryIteratorExitEntry(iterator.get()), kIOReturnNoDevice);
-}
-
-TEST_F(io_navigation, a_registry_iterator_turns_invalid_when_the_registry_changes)
-{
-    handle iterator;
-    ASSERT_EQ(IORegistryCreateIterator(kIOMainPortDefault, kIOServicePlane, kIORegistryIterateRecursively,
-                                       iterator.out()),
-              KERN_SUCCESS);
-    handle children;
-    auto const pci = find_entry(m.pci);
-    ASSERT_EQ(IORegistryEntryGetChildIterator(pci.get(), kIOServicePlane, children.out()), KERN_SUCCESS);
-    EXPECT_TRUE(IOIteratorIsValid(iterator.get()));
-
-    sim::remove_entry(m.lpc);
-    EXPECT_FALSE(IOIteratorIsValid(iterator.get()));
-    EXPECT_TRUE(IOIteratorIsValid(children.get())) << "a child iterator is a copy";
-    EXPECT_EQ(drain_names(children.get()), (strings{"XHC1", "pci8086,a0ed", "Timer"}));
-    IOIteratorReset(iterator.get());
-    EXPECT_TRUE(IOIteratorIsValid(iterator.get()));
 }
 
 } // namespace

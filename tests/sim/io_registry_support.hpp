@@ -154,6 +154,14 @@ inline std::vector<std::string> drain_names(io_iterator_t iterator)
     return names;
 }
 
+// A recursive iterator over every entry below the root in `plane`.
+inline handle registry_iterator(char const* plane)
+{
+    handle iterator;
+    IORegistryCreateIterator(kIOMainPortDefault, plane, kIORegistryIterateRecursively, iterator.out());
+    return iterator;
+}
+
 // A handle to any entry with this ID that is attached in `plane`.
 inline handle find_entry(sim::entry_id id, char const* plane = "IOService")
 {

@@ -73,9 +73,8 @@ TEST_F(ioreg_shared_dump, every_dump_with_ids_loads_every_entry_below_the_root)
         sim::load_dump_file(file.path());
         auto const has_root = std::ranges::any_of(d.entries, [](auto const& e) { return e.id == sim::root_entry_id; });
         EXPECT_EQ(sim::entry_count(), d.entries.size() + (has_root ? 0 : 1));
-        plinth::testing::io::handle iterator;
-        IORegistryCreateIterator(kIOMainPortDefault, d.plane.c_str(), kIORegistryIterateRecursively, iterator.out());
-        EXPECT_EQ(plinth::testing::io::drain_names(iterator.get()).size() + 1, sim::entry_count())
+        auto const all = plinth::testing::io::registry_iterator(d.plane.c_str());
+        EXPECT_EQ(plinth::testing::io::drain_names(all.get()).size() + 1, sim::entry_count())
             << "every entry hangs below the root";
     }
     EXPECT_EQ(dumps, 3);
