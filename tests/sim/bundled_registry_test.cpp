@@ -85,9 +85,7 @@ TEST_F(bundled_registry, is_a_realistic_mac_of_known_services_in_four_planes)
     EXPECT_TRUE(text_property(platform.get(), "IOPlatformSerialNumber"));
     handle tree_root(IORegistryEntryFromPath(kIOMainPortDefault, "IODeviceTree:/"));
     EXPECT_EQ(id_of(tree_root.get()), id_of(platform.get()));
-    io_name_t tree_name = {};
-    EXPECT_EQ(IORegistryEntryGetNameInPlane(platform.get(), kIODeviceTreePlane, tree_name), KERN_SUCCESS);
-    EXPECT_STREQ(tree_name, "/");
+    EXPECT_EQ(name_in_plane(platform.get(), kIODeviceTreePlane), "/");
     EXPECT_EQ(class_of(handle(IORegistryEntryFromPath(kIOMainPortDefault, "IOPower:/")).get()), "IOPMrootDomain");
 }
 

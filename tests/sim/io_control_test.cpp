@@ -14,21 +14,15 @@ class io_control : public plinth::testing::sim_test
 protected:
     static sim::dump service_dump()
     {
-        sim::dump d;
-        d.plane = "IOService";
-        d.entries = {
-            {sim::root_entry_id, "IORegistryEntry", "Root", {}, {{"IOKitBuildVersion", std::string("Darwin")}}, {}},
-            {0x100000200, "IOPlatformExpertDevice", "Macmini9,1", {}, {}, {}},
-            {0x100000201, "AppleVendorBridge", "bridge", std::string("3"), {{"a", sim::make_number(1)}},
-             {"AppleVendorBridge", "IOPCIBridge", "IOService", "IORegistryEntry", "OSObject"}},
-            {0x100000202, "IOService", "shared", {}, {}, {}},
-        };
-        d.links = {{sim::root_entry_id, 0x100000200},
-                   {0x100000200, 0x100000201},
-                   {0x100000200, 0x100000202},
-                   {0x100000201, 0x100000202}};
-        d.tops = {sim::root_entry_id};
-        return d;
+        return {"IOService",
+                {{sim::root_entry_id, "IORegistryEntry", "Root", {}, {{"IOKitBuildVersion", std::string("Darwin")}}, {}},
+                 {0x100000200, "IOPlatformExpertDevice", "Macmini9,1", {}, {}, {}},
+                 {0x100000201, "AppleVendorBridge", "bridge", std::string("3"), {{"a", sim::make_number(1)}},
+                  {"AppleVendorBridge", "IOPCIBridge", "IOService", "IORegistryEntry", "OSObject"}},
+                 {0x100000202, "IOService", "shared", {}, {}, {}}},
+                {{sim::root_entry_id, 0x100000200}, {0x100000200, 0x100000201}, {0x100000200, 0x100000202},
+                 {0x100000201, 0x100000202}},
+                {sim::root_entry_id}};
     }
 };
 
@@ -53,48 +47,35 @@ TEST_F(io_control, merge_adds_entries_links_properties_and_class_chains)
     auto const bridge = find_entry(0x100000201);
     EXPECT_EQ(path_of(bridge.get(), kIOServicePlane), "IOService:/bridge@3");
     EXPECT_TRUE(IOObjectConformsTo(bridge.get(), "IOPCIBridge")) << "the dump's chain joins the class table";
-    handle parents;
-    IORegistryEntryGetParentIterator(find_entry(0x100000202).get(), kIOServicePlane, parents.out());
-    EXPECT_EQ(drain_names(parents.get()), (strings{"Macmini9,1", "bridge"}));
+    EXPECT_EQ(parent_names(0x100000202, kIOServicePlane), (strings{"Macmini9,1", "bridge"}));
     handle const root(IORegistryGetRootEntry(kIOMainPortDefault));
     EXPECT_EQ(text_property(root.get(), "IOKitBuildVersion"), "Darwin") << "the dump's Root is the registry's root";
 
     // A second plane of the same machine: same IDs, its own names and links.
-    sim::dump power;
-    power.plane = "IOPower";
-    power.entries = {{0x100000201, "AppleVendorBridge", "bridge-power", std::string("3"), {{"b", true}}, {}}};
-    power.tops = {0x100000201};
-    sim::merge(power);
+    sim::merge({"IOPower", {{0x100000201, "AppleVendorBridge", "bridge-power", std::string("3"), {{"b", true}}, {}}}, {},
+                {0x100000201}});
     EXPECT_EQ(sim::entry_count(), 4u);
-    io_name_t name;
-    IORegistryEntryGetNameInPlane(bridge.get(), kIOPowerPlane, name);
-    EXPECT_STREQ(name, "bridge-power");
+    EXPECT_EQ(name_in_plane(bridge.get(), kIOPowerPlane), "bridge-power");
     EXPECT_EQ(name_of(bridge.get()), "bridge");
     EXPECT_EQ(path_of(bridge.get(), kIOPowerPlane), "IOPower:/");
     EXPECT_TRUE(property(bridge.get(), "a")) << "properties merge";
 
     sim::merge(service_dump());
-    handle again;
-    IORegistryEntryGetParentIterator(find_entry(0x100000202).get(), kIOServicePlane, again.out());
-    EXPECT_EQ(drain_names(again.get()).size(), 2u) << "merging twice adds no links";
+    EXPECT_EQ(parent_names(0x100000202, kIOServicePlane).size(), 2u) << "merging twice adds no links";
 }
 
 TEST_F(io_control, the_service_planes_name_is_the_global_one_whatever_the_merge_order)
 {
-    sim::dump tree;
-    tree.plane = "IODeviceTree";
-    tree.entries = {{0x100000200, "IOPlatformExpertDevice", "/", {}, {}, {}},
-                    {0x100000201, "IOPCIDevice", "pci-bridge", std::string("1c"), {}, {}}};
-    tree.links = {{0x100000200, 0x100000201}};
-    tree.tops = {0x100000200};
-    sim::merge(tree);
+    sim::merge({"IODeviceTree",
+                {{0x100000200, "IOPlatformExpertDevice", "/", {}, {}, {}},
+                 {0x100000201, "IOPCIDevice", "pci-bridge", std::string("1c"), {}, {}}},
+                {{0x100000200, 0x100000201}},
+                {0x100000200}});
     sim::merge(service_dump());
 
     auto const platform = find_entry(0x100000200);
     EXPECT_EQ(name_of(platform.get()), "Macmini9,1");
-    io_name_t text;
-    IORegistryEntryGetNameInPlane(platform.get(), kIODeviceTreePlane, text);
-    EXPECT_STREQ(text, "/");
+    EXPECT_EQ(name_in_plane(platform.get(), kIODeviceTreePlane), "/");
     auto const bridge = find_entry(0x100000201);
     EXPECT_EQ(path_of(bridge.get(), kIODeviceTreePlane), "IODeviceTree:/pci-bridge@1c");
     EXPECT_EQ(path_of(bridge.get(), kIOServicePlane), "IOService:/bridge@3");

@@ -123,6 +123,12 @@ inline std::string name_of(io_object_t entry)
     return IORegistryEntryGetName(entry, name) == KERN_SUCCESS ? name : "<no name>";
 }
 
+inline std::string name_in_plane(io_object_t entry, char const* plane)
+{
+    io_name_t name = {};
+    return IORegistryEntryGetNameInPlane(entry, plane, name) == KERN_SUCCESS ? name : "<no name>";
+}
+
 inline std::string class_of(io_object_t object)
 {
     io_name_t name = {};
@@ -163,7 +169,23 @@ inline handle registry_iterator(char const* plane)
 }
 
 // A handle to any entry with this ID that is attached in `plane`.
-inline handle find_entry(sim::entry_id id, char const* plane = "IOService")
+inline handle find_entry(sim::entry_id id, char const* plane = "IOService");
+
+// The names of the children, or of the parents, of the entry with this ID in `plane`.
+inline strings child_names(sim::entry_id id, char const* plane, bool parents = false)
+{
+    handle iterator;
+    auto const get = parents ? IORegistryEntryGetParentIterator : IORegistryEntryGetChildIterator;
+    EXPECT_EQ(get(find_entry(id).get(), plane, iterator.out()), KERN_SUCCESS);
+    return drain_names(iterator.get());
+}
+
+inline strings parent_names(sim::entry_id id, char const* plane)
+{
+    return child_names(id, plane, true);
+}
+
+inline handle find_entry(sim::entry_id id, char const* plane)
 {
     handle root(IORegistryGetRootEntry(kIOMainPortDefault));
     if (id_of(root.get()) == id)
