@@ -1,7 +1,5 @@
 #include "io_registry_support.hpp"
 
-#include "sim/control/diagnostics.hpp"
-
 #include <IOKit/IOKitLib.h>
 
 using namespace plinth::testing::io;
@@ -47,7 +45,7 @@ TEST_F(io_handle, a_released_name_is_dead_and_never_reused)
     EXPECT_NE(reports.front().find("IOObjectRelease"), std::string::npos) << reports.front();
 }
 
-TEST_F(io_handle, null_handles_fail_quietly)
+TEST_F(io_handle, null_handles_fail_quietly_and_handles_of_the_wrong_kind_are_refused_and_reported)
 {
     EXPECT_EQ(IOObjectRelease(IO_OBJECT_NULL), KERN_SUCCESS);
     EXPECT_EQ(IOObjectRetain(IO_OBJECT_NULL), KERN_SUCCESS);
@@ -57,16 +55,12 @@ TEST_F(io_handle, null_handles_fail_quietly)
     io_name_t name;
     EXPECT_EQ(IORegistryEntryGetName(IO_OBJECT_NULL, name), MACH_SEND_INVALID_DEST);
     EXPECT_TRUE(take_misuse_reports().empty());
-}
 
-TEST_F(io_handle, a_handle_of_the_wrong_kind_is_refused_and_reported)
-{
+    // A handle of the wrong kind is refused and reported.
     handle const root(IORegistryGetRootEntry(kIOMainPortDefault));
     handle iterator;
     ASSERT_EQ(IORegistryEntryGetChildIterator(root.get(), kIOServicePlane, iterator.out()), KERN_SUCCESS);
-
     EXPECT_EQ(IOIteratorNext(root.get()), IO_OBJECT_NULL);
-    io_name_t name;
     EXPECT_EQ(IORegistryEntryGetName(iterator.get(), name), kIOReturnBadArgument);
     EXPECT_EQ(take_misuse_reports().size(), 2u);
 
@@ -74,13 +68,13 @@ TEST_F(io_handle, a_handle_of_the_wrong_kind_is_refused_and_reported)
     EXPECT_TRUE(IOObjectConformsTo(iterator.get(), "OSIterator"));
 }
 
-TEST_F(io_handle, a_removed_entry_lives_on_while_a_handle_holds_it)
+TEST_F(io_handle, a_removed_or_reset_entry_lives_on_while_a_handle_holds_it)
 {
     auto const m = sample_machine::build();
-    auto keyboard = find_entry(m.keyboard);
+    auto const keyboard = find_entry(m.keyboard);
+    auto const xhc = find_entry(m.xhc);
     ASSERT_TRUE(keyboard);
     sim::remove_entry(m.keyboard);
-
     EXPECT_FALSE(sim::contains(m.keyboard));
     EXPECT_FALSE(sim::contains(m.hid)) << "its only child goes with it";
     EXPECT_TRUE(sim::contains(m.port));
@@ -88,12 +82,7 @@ TEST_F(io_handle, a_removed_entry_lives_on_while_a_handle_holds_it)
     EXPECT_FALSE(IORegistryEntryInPlane(keyboard.get(), kIOServicePlane));
     EXPECT_EQ(path_of(keyboard.get(), kIOServicePlane), "<no path>");
     EXPECT_EQ(text_property(keyboard.get(), "USB Product Name"), "Keyboard");
-}
 
-TEST_F(io_handle, reset_keeps_held_handles_valid_but_detached)
-{
-    auto const m = sample_machine::build();
-    auto xhc = find_entry(m.xhc);
     sim::reset_registry();
     EXPECT_EQ(sim::entry_count(), 1u);
     EXPECT_EQ(id_of(xhc.get()), m.xhc);
