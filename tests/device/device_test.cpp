@@ -113,7 +113,6 @@ TEST_F(device_test, equality_is_iokit_object_equality_and_copies_share_the_entry
     EXPECT_TRUE(device{} == device{});
     EXPECT_TRUE(device{} != a);
     EXPECT_FALSE(device{});
-    EXPECT_TRUE(a);
 
     auto const handles = sim::live_handles();
     device const b = a;
@@ -136,7 +135,6 @@ TEST_F(device_test, describes_and_navigates_each_plane_separately)
     EXPECT_EQ(d.get_path(plane::usb), "IOUSB:/Keyboard@14100000");
     EXPECT_THROW(d.get_path(plane::power), boost::system::system_error) << "not attached in IOPower";
 
-    EXPECT_EQ(d.get_parent(plane::service), find(controller_));
     EXPECT_EQ(d.get_parent(plane::usb), find(controller_));
     EXPECT_FALSE(d.get_parent(plane::power));
     EXPECT_FALSE(find(controller_).get_parent(plane::usb).get_parent(plane::usb)) << "Root has no parent";
@@ -153,7 +151,6 @@ TEST_F(device_test, describes_and_navigates_each_plane_separately)
     static_assert(noexcept(device{}.conforms_to_class(std::string())));
     static_assert(noexcept(device{}.is_in_plane(plane::service)));
     EXPECT_TRUE(d.conforms_to_class("IOUSBDevice"));
-    EXPECT_FALSE(d.conforms_to_class("IOHIDDevice"));
     EXPECT_FALSE(d.conforms_to_class(""));
     EXPECT_TRUE(d.is_in_plane(plane::usb));
     EXPECT_FALSE(d.is_in_plane(plane::power));

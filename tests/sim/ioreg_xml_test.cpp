@@ -70,39 +70,37 @@ TEST(ioreg_xml_entries, bookkeeping_keys_become_the_entry_and_leave_the_properti
 
 TEST(ioreg_xml_entries, property_values_of_every_kind)
 {
-    std::string const values =
-        "<key>small</key><integer>1452</integer>\n"
-        "<key>minus one</key><integer>-1</integer>\n"
-        "<key>int32 min</key><integer>-2147483648</integer>\n"
-        "<key>uint32 max</key><integer>4294967295</integer>\n"
-        "<key>wide</key><integer>1092497882443991</integer>\n"
-        "<key>wide negative</key><integer>-4294967297</integer>\n"
-        "<key>real</key><real>2.5</real>\n"
-        "<key>yes</key><true/>\n"
-        "<key>no</key><false/>\n"
-        "<key>text</key><string>a &lt;b&gt; &amp; c</string>\n"
-        "<key>data</key><data>hoAAAA==</data>\n"
-        "<key>date</key><date>2001-01-02T00:00:00Z</date>\n"
-        "<key>list</key><array><integer>1</integer><string>x</string></array>\n"
-        "<key>map</key><dict><key>z</key><integer>1</integer><key>a</key><dict/></dict>\n";
-    auto const d = sim::read_ioreg_xml(plist(entry("Root", "IORegistryEntry", 1, values)));
-    sim::dictionary const expected{
-        {"small", sim::number{1452, 32}},
-        {"minus one", sim::number{-1, 32}},
-        {"int32 min", sim::number{INT32_MIN, 32}},
-        {"uint32 max", sim::number{4294967295, 32}},
-        {"wide", sim::number{1092497882443991, 64}},
-        {"wide negative", sim::number{-4294967297, 64}},
-        {"real", 2.5},
-        {"yes", true},
-        {"no", false},
-        {"text", std::string("a <b> & c")},
-        {"data", sim::data{0x86, 0x80, 0x00, 0x00}},
-        {"date", std::string("2001-01-02T00:00:00Z")},
-        {"list", sim::array{sim::number{1, 32}, std::string("x")}},
-        {"map", sim::dictionary{{"z", sim::number{1, 32}}, {"a", sim::dictionary{}}}},
+    struct case_t
+    {
+        char const* key;
+        char const* xml;
+        sim::value expected;
     };
-    EXPECT_EQ(d.entries.at(0).properties, expected);
+    case_t const cases[] = {
+        {"small", "<integer>1452</integer>", sim::number{1452, 32}},
+        {"minus one", "<integer>-1</integer>", sim::number{-1, 32}},
+        {"int32 min", "<integer>-2147483648</integer>", sim::number{INT32_MIN, 32}},
+        {"uint32 max", "<integer>4294967295</integer>", sim::number{4294967295, 32}},
+        {"wide", "<integer>1092497882443991</integer>", sim::number{1092497882443991, 64}},
+        {"wide negative", "<integer>-4294967297</integer>", sim::number{-4294967297, 64}},
+        {"real", "<real>2.5</real>", 2.5},
+        {"yes", "<true/>", true},
+        {"no", "<false/>", false},
+        {"text", "<string>a &lt;b&gt; &amp; c</string>", std::string("a <b> & c")},
+        {"data", "<data>hoAAAA==</data>", sim::data{0x86, 0x80, 0x00, 0x00}},
+        {"date", "<date>2001-01-02T00:00:00Z</date>", std::string("2001-01-02T00:00:00Z")},
+        {"list", "<array><integer>1</integer><string>x</string></array>", sim::array{sim::number{1, 32}, std::string("x")}},
+        {"map", "<dict><key>z</key><integer>1</integer><key>a</key><dict/></dict>",
+         sim::dictionary{{"z", sim::number{1, 32}}, {"a", sim::dictionary{}}}},
+    };
+    std::string values;
+    sim::dictionary expected;
+    for (auto const& c : cases)
+    {
+        values += std::string("<key>") + c.key + "</key>" + c.xml + "\n";
+        expected.emplace_back(c.key, c.expected);
+    }
+    EXPECT_EQ(sim::read_ioreg_xml(plist(entry("Root", "IORegistryEntry", 1, values))).entries.at(0).properties, expected);
 }
 
 TEST(ioreg_xml_entries, several_matches_and_several_parents)
