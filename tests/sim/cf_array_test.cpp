@@ -115,15 +115,4 @@ TEST_F(cf_array_test, bad_indices_and_changes_to_immutable_arrays_are_misuse)
     CFRelease(array);
 }
 
-TEST_F(cf_array_test, null_callbacks_hold_plain_pointers)
-{
-    static int a = 0, b = 0;
-    CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, nullptr);
-    CFArrayAppendValue(array, &a);
-    CFArrayAppendValue(array, &b);
-    EXPECT_EQ(CFArrayGetValueAtIndex(array, 1), &b);
-    EXPECT_EQ(CFArrayGetFirstIndexOfValue(array, CFRangeMake(0, 2), &b), 1);
-    CFRelease(array);
-}
-
 } // namespace
