@@ -5,9 +5,6 @@
 #include "support/scratch_folder.hpp"
 #include "support/sim_test.hpp"
 
-#include <boost/archive/iterators/base64_from_binary.hpp>
-#include <boost/archive/iterators/transform_width.hpp>
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -149,114 +146,6 @@ TEST_F(ioreg_shared_dump, class_chain_listings_are_not_registry_dumps)
         auto const message = ioreg::dump_error_of([&] { sim::read_dump_file(shared_dir / name); });
         EXPECT_NE(message.find(name), std::string::npos) << message;
         EXPECT_NE(message.find(": line 1: this is a listing of class chains"), std::string::npos) << message;
-    }
-}
-
-// --- the same registry through the XML form -------------------------------------
-
-std::string escaped(std::string_view text)
-{
-    std::string out;
-    for (char const c : text)
-        out += c == '&' ? "&amp;" : c == '<' ? "&lt;" : c == '>' ? "&gt;" : std::string(1, c);
-    return out;
-}
-
-std::string base64(sim::data const& bytes)
-{
-    using namespace boost::archive::iterators;
-    using encoder = base64_from_binary<transform_width<sim::data::const_iterator, 6, 8>>;
-    std::string out(encoder(bytes.begin()), encoder(bytes.end()));
-    return out.append((3 - bytes.size() % 3) % 3, '=');
-}
-
-// A value in the XML property-list form.
-std::string xml_of(sim::value const& v)
-{
-    return std::visit(
-        [](auto const& x) -> std::string {
-            using T = std::decay_t<decltype(x)>;
-            if constexpr (std::is_same_v<T, bool>)
-                return x ? "<true/>" : "<false/>";
-            else if constexpr (std::is_same_v<T, sim::number>)
-                return "<integer>" + std::to_string(x.bits) + "</integer>";
-            else if constexpr (std::is_same_v<T, double>)
-                return "<real>" + std::to_string(x) + "</real>";
-            else if constexpr (std::is_same_v<T, std::string>)
-                return "<string>" + escaped(x) + "</string>";
-            else if constexpr (std::is_same_v<T, sim::data>)
-                return "<data>" + base64(x) + "</data>";
-            else if constexpr (std::is_same_v<T, sim::dictionary>)
-            {
-                std::string out = "<dict>";
-                for (auto const& [key, item] : x)
-                    out += "<key>" + escaped(key) + "</key>" + xml_of(item) + "\n";
-                return out + "</dict>\n";
-            }
-            else if constexpr (std::is_same_v<T, sim::array>)
-            {
-                std::string out = "<array>";
-                for (auto const& item : x)
-                    out += xml_of(item);
-                return out + "</array>";
-            }
-            else
-            {
-                ADD_FAILURE() << "XML has no sets";
-                return {};
-            }
-        },
-        v.content);
-}
-
-// An entry the way `ioreg -a` writes it: under each of its parents, with its subtree.
-sim::dictionary as_xml_entry(sim::dump const& d, sim::entry_id id)
-{
-    auto const& e = ioreg::entry(d, id);
-    sim::dictionary out{{"IOObjectClass", e.class_name},
-                        {"IORegistryEntryID", sim::number{static_cast<std::int64_t>(e.id), 64}},
-                        {"IORegistryEntryName", e.name}};
-    if (e.location)
-        out.emplace_back("IORegistryEntryLocation", *e.location);
-    out.insert(out.end(), e.properties.begin(), e.properties.end());
-    sim::array children;
-    for (auto const child : ioreg::children(d, id))
-        children.emplace_back(as_xml_entry(d, child));
-    if (!children.empty())
-        out.emplace_back("IORegistryEntryChildren", std::move(children));
-    return out;
-}
-
-// XML keeps no widths: numbers compare by value.
-sim::value without_widths(sim::value v)
-{
-    if (auto* n = std::get_if<sim::number>(&v.content))
-        n->width = 0;
-    else if (auto* items = std::get_if<sim::array>(&v.content))
-        for (auto& item : *items)
-            item = without_widths(item);
-    else if (auto* dictionary = std::get_if<sim::dictionary>(&v.content))
-        for (auto& item : *dictionary)
-            item.second = without_widths(item.second);
-    return v;
-}
-
-TEST_F(ioreg_shared_dump, the_xml_form_of_a_dump_reads_as_the_same_registry)
-{
-    auto const from_text = read("macos13-intel-hackintosh-ioreg-l.txt");
-    auto const from_xml = sim::read_ioreg_xml("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n" +
-                                              xml_of(as_xml_entry(from_text, from_text.tops.at(0))) + "</plist>\n");
-    EXPECT_EQ(from_xml.links, from_text.links);
-    EXPECT_EQ(from_xml.tops, from_text.tops);
-    ASSERT_EQ(from_xml.entries.size(), from_text.entries.size());
-    for (std::size_t i = 0; i < from_text.entries.size(); ++i)
-    {
-        auto const& expected = from_text.entries[i];
-        auto const& actual = from_xml.entries[i];
-        ASSERT_EQ(actual.id, expected.id);
-        EXPECT_EQ(std::tie(actual.name, actual.class_name, actual.location),
-                  std::tie(expected.name, expected.class_name, expected.location));
-        EXPECT_EQ(without_widths(actual.properties), without_widths(expected.properties)) << expected.name;
     }
 }
 
