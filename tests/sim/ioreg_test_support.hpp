@@ -53,15 +53,6 @@ inline std::vector<sim::entry_id> parents(sim::dump const& d, sim::entry_id chil
     return found;
 }
 
-inline std::vector<sim::entry_id> children(sim::dump const& d, sim::entry_id parent)
-{
-    std::vector<sim::entry_id> found;
-    for (auto const& [p, child] : d.links)
-        if (p == parent)
-            found.push_back(child);
-    return found;
-}
-
 // The message of the dump_error that `read` throws; a failure when it throws none.
 inline std::string dump_error_of(std::function<void()> const& read)
 {
