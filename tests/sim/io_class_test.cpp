@@ -47,23 +47,18 @@ TEST_F(io_class, the_class_name_override_shows_in_get_and_copy_class)
     EXPECT_TRUE(IOObjectConformsTo(find_entry(odd).get(), "Pretender"));
 }
 
-TEST_F(io_class, unknown_classes_derive_from_io_service_in_the_service_plane)
+TEST_F(io_class, unknown_classes_derive_from_io_service_in_the_service_plane_unless_added)
 {
     auto const service = sim::add_entry({"VendorThing"}, sim::root_entry_id);
-    auto const node = sim::add_entry({"VendorNode"}, sim::root_entry_id, "IODeviceTree");
+    auto const node = find_entry(sim::add_entry({"VendorNode"}, sim::root_entry_id, "IODeviceTree"), kIODeviceTreePlane);
     EXPECT_TRUE(IOObjectConformsTo(find_entry(service).get(), "IOService"));
-    auto const node_handle = find_entry(node, kIODeviceTreePlane);
-    EXPECT_FALSE(IOObjectConformsTo(node_handle.get(), "IOService"));
-    EXPECT_TRUE(IOObjectConformsTo(node_handle.get(), "IORegistryEntry"));
-}
+    EXPECT_FALSE(IOObjectConformsTo(node.get(), "IOService"));
+    EXPECT_TRUE(IOObjectConformsTo(node.get(), "IORegistryEntry"));
 
-TEST_F(io_class, added_classes_extend_and_override_the_table)
-{
     sim::add_class("VendorHIDDevice", "IOHIDDevice");
     auto const id = sim::add_entry({"VendorHIDDevice"}, sim::root_entry_id);
     EXPECT_TRUE(IOObjectConformsTo(find_entry(id).get(), "IOHIDDevice"));
     EXPECT_EQ(superclass("VendorHIDDevice"), "IOHIDDevice");
-
     sim::reset_registry();
     EXPECT_EQ(superclass("VendorHIDDevice"), "<none>") << "a reset forgets added classes";
 }

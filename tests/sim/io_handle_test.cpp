@@ -54,6 +54,9 @@ TEST_F(io_handle, null_handles_fail_quietly_and_handles_of_the_wrong_kind_are_re
     EXPECT_FALSE(IOObjectConformsTo(IO_OBJECT_NULL, "IOService"));
     io_name_t name;
     EXPECT_EQ(IORegistryEntryGetName(IO_OBJECT_NULL, name), MACH_SEND_INVALID_DEST);
+    std::uint64_t id = 7;
+    EXPECT_EQ(IORegistryEntryGetRegistryEntryID(IO_OBJECT_NULL, &id), MACH_SEND_INVALID_DEST);
+    EXPECT_EQ(id, 0u);
     EXPECT_TRUE(take_misuse_reports().empty());
 
     // A handle of the wrong kind is refused and reported.

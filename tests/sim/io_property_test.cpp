@@ -102,17 +102,6 @@ TEST_F(io_property, every_read_is_a_fresh_object_and_absent_is_null)
     EXPECT_EQ(text_of(first.get()), "one") << "what a caller holds does not change";
 }
 
-TEST_F(io_property, create_properties_copies_them_all)
-{
-    sim::set_property(id, "a", sim::make_number(1));
-    sim::set_property(id, "b", std::string("two"));
-    CFMutableDictionaryRef all = nullptr;
-    ASSERT_EQ(IORegistryEntryCreateCFProperties(entry.get(), &all, kCFAllocatorDefault, 0), KERN_SUCCESS);
-    cf const owner(all);
-    EXPECT_EQ(CFDictionaryGetCount(all), 2);
-    EXPECT_EQ(text_of(CFDictionaryGetValue(all, CFSTR("b"))), "two");
-}
-
 TEST_F(io_property, search_looks_at_children_or_parents_when_asked)
 {
     auto const child = sim::add_entry({"IOService", "Child", {}, {{"deep", sim::make_number(9)}}}, id);
@@ -127,16 +116,6 @@ TEST_F(io_property, search_looks_at_children_or_parents_when_asked)
     EXPECT_FALSE(search(child_handle.get(), "high", kIORegistryIterateRecursively));
     EXPECT_EQ(text_of(search(child_handle.get(), "high", kIORegistryIterateRecursively | kIORegistryIterateParents).get()),
               "up");
-}
-
-TEST_F(io_property, the_registry_entry_id_is_the_one_given)
-{
-    auto const fixed = sim::add_entry({"IOService", "Fixed", {}, {}, 0x100000abc}, sim::root_entry_id);
-    EXPECT_EQ(fixed, 0x100000abcu);
-    EXPECT_EQ(id_of(find_entry(fixed).get()), 0x100000abcu);
-    uint64_t none = 7;
-    EXPECT_EQ(IORegistryEntryGetRegistryEntryID(IO_OBJECT_NULL, &none), MACH_SEND_INVALID_DEST);
-    EXPECT_EQ(none, 0u);
 }
 
 } // namespace
