@@ -92,14 +92,14 @@ TEST_F(device_test, absent_and_unsupported_properties_throw_with_the_key)
         char const* key;
         plinth::errc expected;
     };
-    for (auto const& [from, key, expected] : {case_t{d, "idProduct", plinth::errc::property_not_found},
-                                              case_t{d, "dictionary", plinth::errc::unsupported_property_type},
-                                              case_t{d, "array", plinth::errc::unsupported_property_type},
-                                              case_t{none, "idVendor", plinth::errc::property_not_found}})
+    for (auto const& c : {case_t{d, "idProduct", plinth::errc::property_not_found},
+                          case_t{d, "dictionary", plinth::errc::unsupported_property_type},
+                          case_t{d, "array", plinth::errc::unsupported_property_type},
+                          case_t{none, "idVendor", plinth::errc::property_not_found}})
     {
-        auto const error = plinth::testing::system_error_of([&] { (void)from.get_property(key); });
-        EXPECT_EQ(error.code(), plinth::make_error_code(expected)) << key;
-        EXPECT_TRUE(std::string(error.what()).starts_with(std::string("make_property_type(") + key + ")")) << error.what();
+        auto const error = plinth::testing::system_error_of([&] { (void)c.from.get_property(c.key); });
+        EXPECT_EQ(error.code(), plinth::make_error_code(c.expected)) << c.key;
+        EXPECT_TRUE(std::string(error.what()).starts_with(std::string("make_property_type(") + c.key + ")")) << error.what();
     }
 }
 
