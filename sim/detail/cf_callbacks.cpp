@@ -11,8 +11,10 @@
 namespace plinth::sim::detail {
 namespace {
 
+// The four CF callback structs share their leading fields; keys of dictionaries
+// and the values of sets add a hash.
 template <typename CallBacks>
-cf_callbacks common_part(CallBacks const* callbacks) noexcept
+cf_callbacks from_struct(CallBacks const* callbacks) noexcept
 {
     cf_callbacks result;
     if (callbacks == nullptr)
@@ -21,6 +23,8 @@ cf_callbacks common_part(CallBacks const* callbacks) noexcept
     result.release = callbacks->release;
     result.copy_description = callbacks->copyDescription;
     result.equal = callbacks->equal;
+    if constexpr (requires { callbacks->hash; })
+        result.hash = callbacks->hash;
     return result;
 }
 
@@ -28,28 +32,22 @@ cf_callbacks common_part(CallBacks const* callbacks) noexcept
 
 cf_callbacks cf_callbacks::of(CFArrayCallBacks const* callbacks) noexcept
 {
-    return common_part(callbacks);
+    return from_struct(callbacks);
 }
 
 cf_callbacks cf_callbacks::of(CFDictionaryKeyCallBacks const* callbacks) noexcept
 {
-    auto result = common_part(callbacks);
-    if (callbacks != nullptr)
-        result.hash = callbacks->hash;
-    return result;
+    return from_struct(callbacks);
 }
 
 cf_callbacks cf_callbacks::of(CFDictionaryValueCallBacks const* callbacks) noexcept
 {
-    return common_part(callbacks);
+    return from_struct(callbacks);
 }
 
 cf_callbacks cf_callbacks::of(CFSetCallBacks const* callbacks) noexcept
 {
-    auto result = common_part(callbacks);
-    if (callbacks != nullptr)
-        result.hash = callbacks->hash;
-    return result;
+    return from_struct(callbacks);
 }
 
 CFArrayCallBacks cf_callbacks::as_array_callbacks() const noexcept
