@@ -609,44 +609,44 @@ def port_index(location_id):
     return location_id >> shift & 0xF
 
 
-def device_signature(spec):
+def device_signature(usb):
     triples = []
-    for _, cls, sub, proto, _, _ in spec.interfaces:
+    for _, cls, sub, proto, _, _ in usb.interfaces:
         if (cls, sub, proto) not in triples:
             triples.append((cls, sub, proto))
-    body = (spec.vendor.to_bytes(2, "little") + spec.product_id.to_bytes(2, "little")
-            + spec.bcd_device.to_bytes(2, "little") + spec.serial.encode()
-            + bytes((spec.device_class, spec.subclass, spec.protocol)))
+    body = (usb.vendor.to_bytes(2, "little") + usb.product_id.to_bytes(2, "little")
+            + usb.bcd_device.to_bytes(2, "little") + usb.serial.encode()
+            + bytes((usb.device_class, usb.subclass, usb.protocol)))
     return body + b"".join(bytes(t) for t in triples)
 
 
-def usb_device(bus, port, spec, mirror_parent=None):
+def usb_device(bus, port, usb, mirror_parent=None):
     """A device on a port: the IOUSBHostDevice, its interfaces and its legacy mirror."""
     reg = bus.reg
     location_id = port.props["locationID"]
     address = bus.next_address
     bus.next_address += 1
     bus.session += 81_234_567
-    legacy_speed, host_speed, link_speed = SPEEDS[spec.speed]
+    legacy_speed, host_speed, link_speed = SPEEDS[usb.speed]
     descriptor = {
-        "idVendor": spec.vendor,
-        "idProduct": spec.product_id,
-        "bcdDevice": spec.bcd_device,
-        "bcdUSB": spec.bcd_usb,
-        "bDeviceClass": spec.device_class,
-        "bDeviceSubClass": spec.subclass,
-        "bDeviceProtocol": spec.protocol,
-        "bMaxPacketSize0": spec.max_packet,
+        "idVendor": usb.vendor,
+        "idProduct": usb.product_id,
+        "bcdDevice": usb.bcd_device,
+        "bcdUSB": usb.bcd_usb,
+        "bDeviceClass": usb.device_class,
+        "bDeviceSubClass": usb.subclass,
+        "bDeviceProtocol": usb.protocol,
+        "bMaxPacketSize0": usb.max_packet,
         "bNumConfigurations": 1,
         "iManufacturer": 1,
         "iProduct": 2,
         "iSerialNumber": 3,
-        "USB Vendor Name": spec.manufacturer,
-        "USB Product Name": spec.product,
-        "USB Serial Number": spec.serial,
-        "kUSBVendorString": spec.manufacturer,
-        "kUSBProductString": spec.product,
-        "kUSBSerialNumberString": spec.serial,
+        "USB Vendor Name": usb.manufacturer,
+        "USB Product Name": usb.product,
+        "USB Serial Number": usb.serial,
+        "kUSBVendorString": usb.manufacturer,
+        "kUSBProductString": usb.product,
+        "kUSBSerialNumberString": usb.serial,
         "USB Address": address,
         "kUSBAddress": address,
         "locationID": location_id,
@@ -656,22 +656,22 @@ def usb_device(bus, port, spec, mirror_parent=None):
         "IOCFPlugInTypes": USB_PLUGIN,
         "IOClassNameOverride": "IOUSBDevice",
     }
-    if spec.built_in:
+    if usb.built_in:
         descriptor.update({"Built-In": True, "non-removable": "yes"})
-    name = f"{spec.product}"
+    name = f"{usb.product}"
     entry = power_managed(reg.add(port, name, "IOUSBHostDevice", location=f"{location_id:08x}", props={
         **descriptor,
         "USBSpeed": host_speed,
         "UsbLinkSpeed": link_speed,
-        "USBPortType": 2 if spec.built_in else 0,
-        "UsbDeviceSignature": device_signature(spec),
+        "USBPortType": 2 if usb.built_in else 0,
+        "UsbDeviceSignature": device_signature(usb),
         "UsbPowerSinkAllocation": 100,
     }), current=2, maximum=2)
     reg.add(entry, "AppleUSBHostLegacyClient", "AppleUSBHostLegacyClient", registered=False)
-    if spec.composite:
-        reg.client(entry, spec.composite, spec.composite, props=kext(
-            "com.apple.driver.usb.AppleUSBHostCompositeDevice", "IOUSBHostDevice", spec.composite,
-            bDeviceClass=spec.device_class, bDeviceSubClass=spec.subclass, IOProbeScore=50000))
+    if usb.composite:
+        reg.client(entry, usb.composite, usb.composite, props=kext(
+            "com.apple.driver.usb.AppleUSBHostCompositeDevice", "IOUSBHostDevice", usb.composite,
+            bDeviceClass=usb.device_class, bDeviceSubClass=usb.subclass, IOProbeScore=50000))
     mirror = power_managed(reg.add(bus.legacy_controller, name, "AppleUSBDevice",
                                    location=f"{location_id:08x}", props={
                                        **descriptor,
@@ -682,7 +682,7 @@ def usb_device(bus, port, spec, mirror_parent=None):
     reg.attach(mirror, mirror_parent or bus.root_hub, "IOUSB")
     entry.props["IOServiceLegacyMatchingRegistryID"] = mirror.id
     interfaces = []
-    for number, cls, sub, proto, endpoints, interface_name in spec.interfaces:
+    for number, cls, sub, proto, endpoints, interface_name in usb.interfaces:
         props = {
             "bInterfaceNumber": number,
             "bInterfaceClass": cls,
@@ -692,9 +692,9 @@ def usb_device(bus, port, spec, mirror_parent=None):
             "bNumEndpoints": endpoints,
             "bConfigurationValue": 1,
             "iInterface": 4 + number if interface_name else 0,
-            "idVendor": spec.vendor,
-            "idProduct": spec.product_id,
-            "bcdDevice": spec.bcd_device,
+            "idVendor": usb.vendor,
+            "idProduct": usb.product_id,
+            "bcdDevice": usb.bcd_device,
             "locationID": location_id,
             "IOCFPlugInTypes": USB_INTERFACE_PLUGIN,
             "IOClassNameOverride": "IOUSBInterface",
@@ -703,9 +703,9 @@ def usb_device(bus, port, spec, mirror_parent=None):
             props.update({"USB Interface Name": interface_name, "kUSBString": interface_name})
         modern = reg.add(entry, interface_name or "IOUSBHostInterface", "IOUSBHostInterface",
                          location=str(number), props={
-                             **props, "USBSpeed": host_speed, "USBPortType": 2 if spec.built_in else 0,
-                             "USB Product Name": spec.product, "USB Vendor Name": spec.manufacturer,
-                             "USB Serial Number": spec.serial})
+                             **props, "USBSpeed": host_speed, "USBPortType": 2 if usb.built_in else 0,
+                             "USB Product Name": usb.product, "USB Vendor Name": usb.manufacturer,
+                             "USB Serial Number": usb.serial})
         legacy = reg.add(mirror, interface_name or "AppleUSBInterface", "AppleUSBInterface",
                          location=str(number), props={**props, "AppleUSBAlternateServiceRegistryID": modern.id})
         modern.props["IOServiceLegacyMatchingRegistryID"] = legacy.id
@@ -713,10 +713,10 @@ def usb_device(bus, port, spec, mirror_parent=None):
     return UsbDevice(entry, mirror, location_id, interfaces)
 
 
-def usb_hub(bus, port, spec, port_count, *, driver_cls="AppleUSB20Hub", port_cls="AppleUSB20HubPort"):
+def usb_hub(bus, port, usb, port_count, *, driver_cls="AppleUSB20Hub", port_cls="AppleUSB20HubPort"):
     """A hub device, its hub driver and the hub's downstream ports."""
     reg = bus.reg
-    hub = usb_device(bus, port, spec)
+    hub = usb_device(bus, port, usb)
     # The hub driver takes the device itself, so it comes before the hub's interface.
     driver = power_managed(reg.add(hub.entry, driver_cls, driver_cls, location=f"{hub.location_id:08x}", props=kext(
         "com.apple.driver.usb.AppleUSBHub", "IOUSBHostDevice", driver_cls,
