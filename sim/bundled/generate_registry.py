@@ -753,7 +753,7 @@ def hid_properties(transport, vendor, product_id, version, manufacturer, product
     }
 
 
-# Report descriptors: the boot keyboard and boot mouse of the HID specification,
+# Report descriptors: the boot-protocol keyboard and mouse that every USB HID host knows,
 # a consumer-control collection and a vendor-defined 64-byte in/out collection.
 KEYBOARD_DESCRIPTOR = bytes.fromhex(
     "05010906a101050719e029e71500250175019508810295017508810195057501"

@@ -22,9 +22,9 @@ void reset_registry()
     model().reset();
 }
 
-entry_id add_entry(entry_spec const& spec, entry_id parent, std::string const& plane)
+entry_id add_entry(entry_spec const& new_entry, entry_id parent, std::string const& plane)
 {
-    return model().add_entry(spec, parent, plane);
+    return model().add_entry(new_entry, parent, plane);
 }
 
 void attach(entry_id child, entry_id parent, std::string const& plane,

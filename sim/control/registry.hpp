@@ -40,7 +40,7 @@ void reset_registry();
 
 // Adds an entry attached under `parent` in `plane`; returns its registry entry ID.
 // Throws std::invalid_argument for an unknown parent or a duplicate ID.
-entry_id add_entry(entry_spec const& spec, entry_id parent, std::string const& plane = "IOService");
+entry_id add_entry(entry_spec const& new_entry, entry_id parent, std::string const& plane = "IOService");
 
 // Links an existing entry under another parent in a plane (an entry may have
 // several parents in one plane, and parents in several planes).

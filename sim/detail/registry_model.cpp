@@ -108,21 +108,21 @@ bool registry_model::is_ancestor_or_self(registry_entry const& candidate, regist
     return false;
 }
 
-entry_id registry_model::add_entry(entry_spec const& spec, entry_id parent, std::string const& plane)
+entry_id registry_model::add_entry(entry_spec const& new_entry, entry_id parent, std::string const& plane)
 {
     std::shared_ptr<registry_entry> added;
     {
         lock_type lock(mutex_);
         auto& parent_entry = require(parent, "add_entry");
-        if (spec.class_name.empty())
+        if (new_entry.class_name.empty())
             throw std::invalid_argument("add_entry: an entry needs a class");
         if (plane.empty())
             throw std::invalid_argument("add_entry: an entry needs a plane");
-        auto const id = spec.id ? *spec.id : next_free_id();
+        auto const id = new_entry.id ? *new_entry.id : next_free_id();
         if (entries_.contains(id))
             throw std::invalid_argument("add_entry: registry entry ID " + hex_text(id) + " is taken");
-        added = std::make_shared<registry_entry>(id, spec.class_name, spec.name, spec.location);
-        for (auto const& [key, property] : spec.properties)
+        added = std::make_shared<registry_entry>(id, new_entry.class_name, new_entry.name, new_entry.location);
+        for (auto const& [key, property] : new_entry.properties)
             added->set_property(key, property);
         added->set_registered(true);
         if (plane == service_plane)

@@ -38,7 +38,7 @@ public:
 
     // Control operations (each takes the lock itself).
     void reset();
-    entry_id add_entry(entry_spec const& spec, entry_id parent, std::string const& plane);
+    entry_id add_entry(entry_spec const& new_entry, entry_id parent, std::string const& plane);
     void attach(entry_id child, entry_id parent, std::string const& plane,
                 std::optional<std::string> const& location_in_plane);
     void set_property(entry_id id, std::string const& key, value v);
