@@ -33,7 +33,7 @@ protected:
     }
 };
 
-TEST_F(registry_properties_test, ListsEveryKeyInOrderWithNumbersAtTheirWidthAndCollectionsWhole)
+TEST_F(registry_properties_test, lists_every_key_in_order_with_numbers_at_their_width_and_collections_whole)
 {
     sim::add_entry({"IOService", "probe", {},
                     {{"wide", sim::number{-1, 64}},
@@ -78,7 +78,7 @@ TEST_F(registry_properties_test, ListsEveryKeyInOrderWithNumbersAtTheirWidthAndC
     EXPECT_TRUE(CF::GetEntries(CF::Dictionary(values[2])).empty());
 }
 
-TEST_F(registry_properties_test, AnEntryWithoutPropertiesGivesAnEmptyDictionaryAndANullOneIsRefused)
+TEST_F(registry_properties_test, an_entry_without_properties_gives_an_empty_dictionary_and_a_null_one_is_refused)
 {
     sim::add_entry({"IOService", "bare"}, sim::root_entry_id);
     auto const dictionary = top_properties();

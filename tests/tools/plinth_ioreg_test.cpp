@@ -127,7 +127,7 @@ std::vector<tree_line> below_root(std::vector<tree_line> lines)
 
 using ioreg_program_test = plinth::testing::sim_test;
 
-TEST_F(ioreg_program_test, TreeOfTheBundledRegistryPrintsEveryEntryOnceForEachParentInEveryPlane)
+TEST_F(ioreg_program_test, tree_of_the_bundled_registry_prints_every_entry_once_for_each_parent_in_every_plane)
 {
     sim::load_bundled_registry();
     tree const registry(mach_port::master_port_default());
@@ -144,7 +144,7 @@ TEST_F(ioreg_program_test, TreeOfTheBundledRegistryPrintsEveryEntryOnceForEachPa
     }
 }
 
-TEST_F(ioreg_program_test, TreeOfEveryDumpWithIdsRepeatsTheDumpsEntryLines)
+TEST_F(ioreg_program_test, tree_of_every_dump_with_ids_repeats_the_dumps_entry_lines)
 {
     fs::path const shared(PLINTH_SHARED_IOREG_DIR);
     if (!fs::is_directory(shared))
@@ -186,7 +186,7 @@ TEST_F(ioreg_program_test, TreeOfEveryDumpWithIdsRepeatsTheDumpsEntryLines)
     EXPECT_GE(dumps, 1);
 }
 
-TEST_F(ioreg_program_test, PropertiesOfAnIoregListingComeBackAsIoregPrintedThem)
+TEST_F(ioreg_program_test, properties_of_an_ioreg_listing_come_back_as_ioreg_printed_them)
 {
     scratch_folder const scratch("ioreg-input");
     // Values at the edges of ioreg's syntax: 32- and 64-bit numbers with the top bit
@@ -242,7 +242,7 @@ TEST_F(ioreg_program_test, PropertiesOfAnIoregListingComeBackAsIoregPrintedThem)
     EXPECT_FALSE(tree.contains("properties")) << "properties only when asked for";
 }
 
-TEST_F(ioreg_program_test, RegistryFilesMergeByIdAcrossPlanes)
+TEST_F(ioreg_program_test, registry_files_merge_by_id_across_planes)
 {
     scratch_folder const scratch("ioreg-input");
     auto const service = scratch.write("service.txt", R"(+-o Root  <class IORegistryEntry, id 0x100000100>
@@ -272,7 +272,7 @@ void collect_objects(nlohmann::json const& node, std::vector<nlohmann::json cons
         collect_objects(child, out);
 }
 
-TEST_F(ioreg_program_test, JsonTreeHasEveryEntryWithItsFieldsAndShowByPathOrIdAgrees)
+TEST_F(ioreg_program_test, json_tree_has_every_entry_with_its_fields_and_show_by_path_or_id_agrees)
 {
     auto const text = run_tool({"tree"});
     auto const result = run_tool({"tree", "--json", "--properties"});
@@ -319,7 +319,7 @@ TEST_F(ioreg_program_test, JsonTreeHasEveryEntryWithItsFieldsAndShowByPathOrIdAg
     EXPECT_GE(compared, 4);
 }
 
-TEST_F(ioreg_program_test, FailuresSayOneLineAndExitOne)
+TEST_F(ioreg_program_test, failures_say_one_line_and_exit_one)
 {
     scratch_folder const scratch("ioreg-input");
     auto const malformed = scratch.write("malformed.txt", "this is no registry\n");
@@ -346,7 +346,7 @@ TEST_F(ioreg_program_test, FailuresSayOneLineAndExitOne)
     }
 }
 
-TEST_F(ioreg_program_test, UsageErrorsExitTwo)
+TEST_F(ioreg_program_test, usage_errors_exit_two)
 {
     for (auto const& args : std::vector<std::vector<std::string>>{
              {}, {"frobnicate"}, {"show"}, {"show", "--id", "0x"}, {"show", "--id", "12z"},
@@ -361,7 +361,7 @@ TEST_F(ioreg_program_test, UsageErrorsExitTwo)
 
 // ---- The options, in-process -----------------------------------------------
 
-TEST(ioreg_options_test, EntryIdsAreDecimalOrHex)
+TEST(ioreg_options_test, entry_ids_are_decimal_or_hex)
 {
     EXPECT_EQ(tool::parse_entry_id("4294967552"), 0x100000100u);
     EXPECT_EQ(tool::parse_entry_id("0x100000100"), 0x100000100u);
@@ -373,7 +373,7 @@ TEST(ioreg_options_test, EntryIdsAreDecimalOrHex)
 
 #else
 
-TEST(plinth_ioreg_test, NeedsTheTool)
+TEST(plinth_ioreg_test, needs_the_tool)
 {
     GTEST_SKIP() << "plinth-ioreg is not built (PLINTH_BUILD_TOOLS is off)";
 }
