@@ -16,30 +16,21 @@ using namespace plinth::sim::detail;
 
 namespace {
 
-enum class direction
-{
-    children,
-    parents
-};
-
-std::shared_ptr<registry_entry> shared(registry_entry* entry)
-{
-    return entry ? std::static_pointer_cast<registry_entry>(entry->shared_from_this()) : nullptr;
-}
-
 io_registry_entry_t entry_from_path(mach_port_t mainPort, char const* path, char const* call)
 {
     if (!accept_main_port(mainPort, call) || !path)
         return IO_OBJECT_NULL;
     std::string_view const text(path);
-    return hand_out(registry_model::instance().read(
-        [&](registry_model const& model) { return shared(entry_at_path(model, text)); }));
+    return hand_out(registry_model::instance().read([&](registry_model const& model) -> std::shared_ptr<registry_entry> {
+        auto* const found = entry_at_path(model, text);
+        return found ? found->shared() : nullptr;
+    }));
 }
 
 // The kernel copies an entry's children or parents into the iterator it returns;
 // an unknown plane gives no iterator and success.
 kern_return_t linked_iterator(io_registry_entry_t entry, const io_name_t plane, io_iterator_t* iterator,
-                              direction which, char const* call)
+                              link_direction which, char const* call)
 {
     count_iokit_call();
     if (!iterator)
@@ -49,24 +40,23 @@ kern_return_t linked_iterator(io_registry_entry_t entry, const io_name_t plane, 
     if (!found)
         return found.error;
     auto const plane_name = plane_text(plane);
-    auto const snapshot = registry_model::instance().read([&](registry_model const& model) {
+    auto snapshot = registry_model::instance().read([&](registry_model const& model) {
         std::optional<std::vector<std::shared_ptr<registry_entry>>> linked;
         if (!model.knows_plane(plane_name))
             return linked;
         linked.emplace();
-        if (auto const* links = found.object->links(plane_name))
-            for (auto* other : which == direction::children ? links->children : links->parents)
-                linked->push_back(shared(other));
+        for (auto* other : found.object->linked(plane_name, which))
+            linked->push_back(other->shared());
         return linked;
     });
     if (snapshot)
-        *iterator = hand_out(std::make_shared<snapshot_iterator>(*snapshot));
+        *iterator = hand_out(std::make_shared<snapshot_iterator>(std::move(*snapshot)));
     return KERN_SUCCESS;
 }
 
 // The first item of the children or parents iterator; none is kIOReturnNoDevice.
 kern_return_t first_linked(io_registry_entry_t entry, const io_name_t plane, io_registry_entry_t* linked,
-                           direction which, char const* call)
+                           link_direction which, char const* call)
 {
     count_iokit_call();
     if (!linked)
@@ -77,11 +67,8 @@ kern_return_t first_linked(io_registry_entry_t entry, const io_name_t plane, io_
         return found.error;
     auto const plane_name = plane_text(plane);
     auto first = registry_model::instance().read([&](registry_model const&) -> std::shared_ptr<registry_entry> {
-        auto const* links = found.object->links(plane_name);
-        if (!links)
-            return nullptr;
-        auto const& items = which == direction::children ? links->children : links->parents;
-        return items.empty() ? nullptr : shared(items.front());
+        auto const items = found.object->linked(plane_name, which);
+        return items.empty() ? nullptr : items.front()->shared();
     });
     if (!first)
         return kIOReturnNoDevice;
@@ -206,25 +193,25 @@ kern_return_t IORegistryEntryGetRegistryEntryID(io_registry_entry_t entry, uint6
 kern_return_t IORegistryEntryGetChildIterator(io_registry_entry_t entry, const io_name_t plane,
                                               io_iterator_t* iterator)
 {
-    return linked_iterator(entry, plane, iterator, direction::children, "IORegistryEntryGetChildIterator");
+    return linked_iterator(entry, plane, iterator, link_direction::children, "IORegistryEntryGetChildIterator");
 }
 
 kern_return_t IORegistryEntryGetChildEntry(io_registry_entry_t entry, const io_name_t plane,
                                            io_registry_entry_t* child)
 {
-    return first_linked(entry, plane, child, direction::children, "IORegistryEntryGetChildEntry");
+    return first_linked(entry, plane, child, link_direction::children, "IORegistryEntryGetChildEntry");
 }
 
 kern_return_t IORegistryEntryGetParentIterator(io_registry_entry_t entry, const io_name_t plane,
                                                io_iterator_t* iterator)
 {
-    return linked_iterator(entry, plane, iterator, direction::parents, "IORegistryEntryGetParentIterator");
+    return linked_iterator(entry, plane, iterator, link_direction::parents, "IORegistryEntryGetParentIterator");
 }
 
 kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t entry, const io_name_t plane,
                                             io_registry_entry_t* parent)
 {
-    return first_linked(entry, plane, parent, direction::parents, "IORegistryEntryGetParentEntry");
+    return first_linked(entry, plane, parent, link_direction::parents, "IORegistryEntryGetParentEntry");
 }
 
 boolean_t IORegistryEntryInPlane(io_registry_entry_t entry, const io_name_t plane)
@@ -234,10 +221,7 @@ boolean_t IORegistryEntryInPlane(io_registry_entry_t entry, const io_name_t plan
     if (!found)
         return false;
     auto const plane_name = plane_text(plane);
-    return registry_model::instance().read([&](registry_model const&) {
-        auto const* links = found.object->links(plane_name);
-        return links && !links->parents.empty();
-    });
+    return registry_model::instance().read([&](registry_model const&) { return found.object->attached_in(plane_name); });
 }
 
 } // extern "C"

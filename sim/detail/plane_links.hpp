@@ -20,4 +20,11 @@ struct plane_links
     std::optional<std::string> location;
 };
 
+// Which of an entry's links in a plane a walk follows.
+enum class link_direction
+{
+    children,
+    parents
+};
+
 } // namespace plinth::sim::detail

@@ -82,6 +82,14 @@ plane_links const* registry_entry::links(std::string_view plane) const noexcept
     return found == planes_.end() ? nullptr : &found->second;
 }
 
+std::span<registry_entry* const> registry_entry::linked(std::string_view plane, link_direction which) const noexcept
+{
+    auto const* in_plane = links(plane);
+    if (!in_plane)
+        return {};
+    return which == link_direction::parents ? in_plane->parents : in_plane->children;
+}
+
 plane_links& registry_entry::links_for(std::string const& plane)
 {
     return planes_[plane];

@@ -6,7 +6,9 @@
 #include "sim/detail/plane_links.hpp"
 
 #include <map>
+#include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -21,8 +23,13 @@ public:
 
     entry_id id() const noexcept { return id_; }
 
+    // The owning pointer of an entry reached through a link (links are plain pointers).
+    std::shared_ptr<registry_entry> shared()
+    {
+        return std::static_pointer_cast<registry_entry>(shared_from_this());
+    }
+
     std::string const& class_name() const noexcept { return class_name_; }
-    void set_class_name(std::string class_name) { class_name_ = std::move(class_name); }
 
     // The class that IOObjectGetClass reports: an "IOClassNameOverride" string
     // property wins over the real class, as Intel USB device entries show.
@@ -49,6 +56,10 @@ public:
     void remove_property(std::string_view key);
 
     plane_links const* links(std::string_view plane) const noexcept;
+    // The children or parents in a plane, in attach order; none outside the plane.
+    std::span<registry_entry* const> linked(std::string_view plane, link_direction which) const noexcept;
+    // Whether the entry hangs below a parent in the plane (the root hangs nowhere).
+    bool attached_in(std::string_view plane) const noexcept { return !linked(plane, link_direction::parents).empty(); }
     plane_links& links_for(std::string const& plane);
     std::map<std::string, plane_links, std::less<>> const& all_links() const noexcept { return planes_; }
     void clear_links() noexcept { planes_.clear(); }

@@ -20,14 +20,12 @@ registry_iterator::level registry_iterator::make_level(registry_entry const* fro
     level made;
     if (!from)
         return made;
+    auto const which = (options_ & kIORegistryIterateParents) != 0 ? link_direction::parents : link_direction::children;
     registry_model::instance().read([&](registry_model const&) {
-        auto const* links = from->links(plane_);
-        if (!links)
-            return;
-        auto const& linked = (options_ & kIORegistryIterateParents) != 0 ? links->parents : links->children;
+        auto const linked = from->linked(plane_, which);
         made.entries.reserve(linked.size());
         for (auto* entry : linked)
-            made.entries.push_back(std::static_pointer_cast<registry_entry>(entry->shared_from_this()));
+            made.entries.push_back(entry->shared());
     });
     return made;
 }

@@ -20,12 +20,6 @@ constexpr std::string_view standard_planes[] = {"IOService", "IOPower", "IODevic
 // the life of the process, as the kernel's do until reboot.
 constexpr entry_id first_free_id = root_entry_id + 0x10;
 
-bool has_parent_in(registry_entry const& entry, std::string_view plane)
-{
-    auto const* links = entry.links(plane);
-    return links && !links->parents.empty();
-}
-
 void erase_link(std::vector<registry_entry*>& links, registry_entry const* entry)
 {
     std::erase(links, entry);
@@ -146,7 +140,7 @@ void registry_model::attach(entry_id child, entry_id parent, std::string const& 
         auto& parent_entry = require(parent, "attach");
         if (plane.empty())
             throw std::invalid_argument("attach: a link needs a plane");
-        auto const was_service = has_parent_in(child_entry, service_plane);
+        auto const was_service = child_entry.attached_in(service_plane);
         auto const* links = child_entry.links(plane);
         bool const linked = links && std::ranges::find(links->parents, &parent_entry) != links->parents.end();
         if (!linked)
@@ -159,7 +153,7 @@ void registry_model::attach(entry_id child, entry_id parent, std::string const& 
         if (location_in_plane)
             child_entry.links_for(plane).location = location_in_plane;
         ++generation_;
-        if (!was_service && has_parent_in(child_entry, service_plane))
+        if (!was_service && child_entry.attached_in(service_plane))
             published = entries_.at(child);
     }
     if (published)
@@ -266,7 +260,7 @@ void registry_model::merge(dump const& d)
         std::unordered_set<entry_id> services_before;
         for (auto const& entry : d.entries)
             if (auto const found = entries_.find(entry.id);
-                found != entries_.end() && has_parent_in(*found->second, service_plane))
+                found != entries_.end() && found->second->attached_in(service_plane))
                 services_before.insert(entry.id);
 
         planes_.insert(d.plane);
@@ -323,7 +317,7 @@ void registry_model::merge(dump const& d)
         for (auto const top_id : d.tops)
         {
             auto& top = *entries_.at(top_id);
-            if (&top != root_.get() && !has_parent_in(top, d.plane))
+            if (&top != root_.get() && !top.attached_in(d.plane))
                 link(*root_, top, d.plane);
         }
         ++generation_;
@@ -331,7 +325,7 @@ void registry_model::merge(dump const& d)
         for (auto const& entry : d.entries)
             if (!services_before.contains(entry.id))
                 if (auto const found = entries_.find(entry.id);
-                    found != entries_.end() && found->second != root_ && has_parent_in(*found->second, service_plane))
+                    found != entries_.end() && found->second != root_ && found->second->attached_in(service_plane))
                     published.push_back(found->second);
     }
     notify(published, {});
@@ -391,8 +385,8 @@ bool registry_model::knows_plane(std::string_view plane) const
 
 registry_entry* registry_model::plane_top(std::string_view plane) const
 {
-    auto const* links = root_->links(plane);
-    return links && !links->children.empty() ? links->children.front() : nullptr;
+    auto const tops = root_->linked(plane, link_direction::children);
+    return tops.empty() ? nullptr : tops.front();
 }
 
 bool registry_model::conforms(registry_entry const& entry, std::string_view class_name) const
@@ -401,7 +395,7 @@ bool registry_model::conforms(registry_entry const& entry, std::string_view clas
         return true;
     // A class the table does not know still derives from IOService when the entry
     // is a service, and from IORegistryEntry otherwise.
-    auto const fallback = has_parent_in(entry, service_plane) ? "IOService" : "IORegistryEntry";
+    auto const fallback = entry.attached_in(service_plane) ? "IOService" : "IORegistryEntry";
     return classes_.conforms(entry.class_name(), class_name, fallback);
 }
 
@@ -421,7 +415,7 @@ std::vector<std::shared_ptr<registry_entry>> registry_model::services() const
         pending.pop_back();
         if (!seen.insert(entry).second)
             continue;
-        found.push_back(std::static_pointer_cast<registry_entry>(entry->shared_from_this()));
+        found.push_back(entry->shared());
         push_children(*entry);
     }
     return found;

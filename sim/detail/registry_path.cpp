@@ -61,10 +61,7 @@ bool field_matches(std::string_view wanted, std::string_view actual)
 registry_entry* matching_child(registry_entry const& parent, std::string_view plane, std::string_view name,
                                std::optional<std::string_view> location)
 {
-    auto const* links = parent.links(plane);
-    if (!links)
-        return nullptr;
-    for (auto* child : links->children)
+    for (auto* child : parent.linked(plane, link_direction::children))
     {
         if (!name.empty() && child->name_in_plane(plane) != name)
             continue;
@@ -102,11 +99,11 @@ std::optional<std::string> path_of(registry_model const& model, registry_entry c
     std::vector<registry_entry const*> below_top;
     for (auto const* current = &entry; current != top;)
     {
-        auto const* links = current->links(plane);
-        if (!links || links->parents.empty() || below_top.size() > max_depth)
+        auto const parents = current->linked(plane, link_direction::parents);
+        if (parents.empty() || below_top.size() > max_depth)
             return std::nullopt;
         below_top.push_back(current);
-        current = links->parents.front();
+        current = parents.front();
     }
     std::string path(plane);
     path += ':';
