@@ -1,18 +1,12 @@
 #include "sim/loaders/dump_builder.hpp"
 
+#include "sim/detail/hex_text.hpp"
+
 #include <algorithm>
-#include <charconv>
 
 namespace plinth::sim::detail {
 
 namespace {
-
-std::string hex(entry_id id)
-{
-    char digits[16];
-    auto const end = std::to_chars(digits, digits + sizeof digits, id, 16).ptr;
-    return "0x" + std::string(digits, end);
-}
 
 bool has_key(dictionary const& properties, std::string const& key)
 {
@@ -37,7 +31,7 @@ void dump_builder::add_entry(dump_entry entry)
     }
     dump_entry& kept = result_.entries[found->second];
     if (kept.class_name != entry.class_name)
-        throw conflict("entry " + hex(entry.id) + " is printed with class " + entry.class_name +
+        throw conflict("entry " + hex_text(entry.id) + " is printed with class " + entry.class_name +
                        " but was printed before with class " + kept.class_name);
     if (!kept.location)
         kept.location = std::move(entry.location);
@@ -62,8 +56,8 @@ void dump_builder::add_link(entry_id parent, entry_id child)
     if (is_ancestor_or_self(child, parent))
     {
         links_seen_.erase({parent, child});
-        throw conflict(parent == child ? "entry " + hex(child) + " is printed under itself"
-                                       : "entry " + hex(child) + " is printed under " + hex(parent) +
+        throw conflict(parent == child ? "entry " + hex_text(child) + " is printed under itself"
+                                       : "entry " + hex_text(child) + " is printed under " + hex_text(parent) +
                                              ", one of its own descendants");
     }
     parents_of_[child].push_back(parent);

@@ -45,7 +45,6 @@ public:
     // Notes an entry printed at the top of the dump, without a parent.
     void add_top(entry_id id);
 
-    bool has_entry(entry_id id) const { return index_of_.contains(id); }
     std::size_t entry_count() const noexcept { return result_.entries.size(); }
 
     // The dump; tops are the entries printed at the top that no printing put
