@@ -18,8 +18,6 @@ namespace plinth::sim::detail {
 
 namespace {
 
-constexpr std::string_view tree_marker = "+-o ";
-
 // A clipped value keeps its visible text as a string: a cut number or collection
 // would pass for a whole one of the wrong value, a string prefix cannot. A cut
 // string loses its opening quote so that the text is a prefix of the real one.

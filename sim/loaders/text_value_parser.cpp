@@ -25,6 +25,34 @@ int hex_digit(char c)
     return -1;
 }
 
+// Data that ioreg shows as text: each string ends with a NUL byte, which ioreg
+// does not print ("a","b" are the bytes a\0b\0).
+data printable_data(std::string_view inside_quotes)
+{
+    data bytes;
+    bytes.reserve(inside_quotes.size() + 1);
+    for (;;)
+    {
+        std::size_t const separator = inside_quotes.find("\",\"");
+        std::string_view const piece = inside_quotes.substr(0, separator);
+        bytes.insert(bytes.end(), piece.begin(), piece.end());
+        bytes.push_back(0);
+        if (separator == std::string_view::npos)
+            return bytes;
+        inside_quotes.remove_prefix(separator + 3);
+    }
+}
+
+// The number ioreg prints as unsigned decimal: up to 32 bits it is a 32-bit
+// number whose bits are kept (4294967295 comes back as SInt32 -1), above that a
+// 64-bit one.
+number printed_number(std::uint64_t printed)
+{
+    if (printed <= UINT32_MAX)
+        return number{static_cast<std::int64_t>(printed), 32};
+    return number{static_cast<std::int64_t>(printed), 64};
+}
+
 } // namespace
 
 value text_value_parser::parse_property_value(std::string_view text)
@@ -176,28 +204,24 @@ std::vector<value> text_value_parser::parse_items(char closer, int depth)
 
 number text_value_parser::parse_number()
 {
+    // ioreg never prints a sign, but a dump written by hand may.
+    if (text_[pos_] == '-')
+        return make_number(parse_integer<std::int64_t>());
+    return printed_number(parse_integer<std::uint64_t>());
+}
+
+template <typename Integer>
+Integer text_value_parser::parse_integer()
+{
     char const* const first = text_.data() + pos_;
-    char const* const last = text_.data() + text_.size();
-    if (*first == '-')
-    {
-        // ioreg never prints a sign, but a dump written by hand may.
-        std::int64_t signed_value = 0;
-        auto const [end, error] = std::from_chars(first, last, signed_value);
-        if (error == std::errc::result_out_of_range)
-            fail("the number does not fit in 64 bits");
-        if (error != std::errc{})
-            fail("expected a value");
-        pos_ += static_cast<std::size_t>(end - first);
-        return make_number(signed_value);
-    }
-    std::uint64_t printed = 0;
-    auto const [end, error] = std::from_chars(first, last, printed);
+    Integer parsed = 0;
+    auto const [end, error] = std::from_chars(first, text_.data() + text_.size(), parsed);
     if (error == std::errc::result_out_of_range)
         fail("the number does not fit in 64 bits");
     if (error != std::errc{})
         fail("expected a value");
     pos_ += static_cast<std::size_t>(end - first);
-    return printed_number(printed);
+    return parsed;
 }
 
 bool text_value_parser::parse_word()
@@ -249,29 +273,6 @@ void text_value_parser::fail(std::string const& what) const
 void text_value_parser::fail_at(std::size_t at, std::string const& what) const
 {
     throw syntax_error(what, at + 1);
-}
-
-data printable_data(std::string_view inside_quotes)
-{
-    data bytes;
-    bytes.reserve(inside_quotes.size() + 1);
-    for (;;)
-    {
-        std::size_t const separator = inside_quotes.find("\",\"");
-        std::string_view const piece = inside_quotes.substr(0, separator);
-        bytes.insert(bytes.end(), piece.begin(), piece.end());
-        bytes.push_back(0);
-        if (separator == std::string_view::npos)
-            return bytes;
-        inside_quotes.remove_prefix(separator + 3);
-    }
-}
-
-number printed_number(std::uint64_t printed)
-{
-    if (printed <= UINT32_MAX)
-        return number{static_cast<std::int64_t>(printed), 32};
-    return number{static_cast<std::int64_t>(printed), 64};
 }
 
 } // namespace plinth::sim::detail

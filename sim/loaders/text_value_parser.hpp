@@ -29,6 +29,8 @@ private:
     dictionary parse_dictionary(int depth);
     std::vector<value> parse_items(char closer, int depth);
     number parse_number();
+    template <typename Integer>
+    Integer parse_integer();
     bool parse_word();
 
     // Where a token that `follow` may end is allowed to end: the end of the text
@@ -42,14 +44,5 @@ private:
     std::string_view text_;
     std::size_t pos_ = 0;
 };
-
-// Data that ioreg shows as text: each string ends with a NUL byte, which ioreg
-// does not print ("a","b" are the bytes a\0b\0).
-data printable_data(std::string_view inside_quotes);
-
-// The number ioreg prints as unsigned decimal: up to 32 bits it is a 32-bit
-// number whose bits are kept (4294967295 comes back as SInt32 -1), above that a
-// 64-bit one.
-number printed_number(std::uint64_t printed);
 
 } // namespace plinth::sim::detail

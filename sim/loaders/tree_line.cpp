@@ -9,7 +9,6 @@ namespace plinth::sim::detail {
 
 namespace {
 
-constexpr std::string_view marker = "+-o ";
 constexpr std::string_view header_start = "  <class ";
 
 // The header's class: one name, or with `ioreg -i` the whole inheritance chain
@@ -49,28 +48,28 @@ entry_id read_id(std::string_view text, std::size_t column)
 tree_line parse_tree_line(std::string_view from_marker, bool clipped)
 {
     tree_line line;
-    std::string_view const rest = from_marker.substr(marker.size());
+    std::string_view const rest = from_marker.substr(tree_marker.size());
     std::size_t const header_at = rest.find(header_start);
     if (header_at == std::string_view::npos)
     {
         if (rest.find(" class: ") != std::string_view::npos)
             throw syntax_error("this is a listing of class chains (name class: A:B:C), which shows no entry IDs; "
                                "it is not a registry dump",
-                               marker.size() + 1);
+                               tree_marker.size() + 1);
         throw syntax_error(clipped ? "the line is clipped before the entry's <class …, id …> header"
                                    : "the tree line has no <class …, id 0x…> header",
-                           marker.size() + 1);
+                           tree_marker.size() + 1);
     }
 
     std::string_view const shown_name = rest.substr(0, header_at);
     std::size_t const at = shown_name.find('@');
     line.name = std::string(shown_name.substr(0, at));
     if (line.name.empty())
-        throw syntax_error("the entry has no name", marker.size() + 1);
+        throw syntax_error("the entry has no name", tree_marker.size() + 1);
     if (at != std::string_view::npos)
         line.location = std::string(shown_name.substr(at + 1));
 
-    std::size_t column = marker.size() + header_at + header_start.size() + 1;
+    std::size_t column = tree_marker.size() + header_at + header_start.size() + 1;
     std::string_view header = rest.substr(header_at + header_start.size());
     if (header.ends_with('>'))
         header.remove_suffix(1);

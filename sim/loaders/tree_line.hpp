@@ -20,6 +20,9 @@ struct tree_line
     entry_id id = 0;
 };
 
+// What starts a tree line's content, after the tree drawing.
+inline constexpr std::string_view tree_marker = "+-o ";
+
 // Reads the text of a tree line from its "+-o " marker on. A clipped line still
 // reads when its cut falls after the entry's ID. Throws syntax_error, with columns
 // counted from the marker.
