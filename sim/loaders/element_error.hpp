@@ -30,4 +30,20 @@ private:
     std::vector<std::string> steps_; // innermost first
 };
 
+// Runs `read`; an element_error thrown inside it leaves with `step()` added as its
+// enclosing step. The step's text is built only then.
+template <typename Step, typename Read>
+decltype(auto) within_step(Step&& step, Read&& read)
+{
+    try
+    {
+        return read();
+    }
+    catch (element_error& e)
+    {
+        e.add_outer_step(step());
+        throw;
+    }
+}
+
 } // namespace plinth::sim::detail

@@ -77,18 +77,7 @@ dump ioreg_xml_reader::read(std::string_view xml) &&
         case PLIST_DICT: read_entry(root, std::nullopt, 0); break;
         case PLIST_ARRAY:
             // `ioreg -a -r` writes one dictionary per match.
-            for (std::uint32_t i = 0, size = plist_array_get_size(root); i < size; ++i)
-            {
-                try
-                {
-                    read_entry(plist_array_get_item(root, i), std::nullopt, 0);
-                }
-                catch (element_error& e)
-                {
-                    e.add_outer_step("[" + std::to_string(i) + "]");
-                    throw;
-                }
-            }
+            read_entries(root, std::nullopt, 0, "");
             break;
         default:
             throw element_error("the property list holds " + element_name(root) +
@@ -139,17 +128,9 @@ void ioreg_xml_reader::read_entry(plist_t node, std::optional<entry_id> parent, 
                      key == "IOServiceBusyTime")
                 integer_of(item, key); // the state of the machine that was dumped, not of the simulated one
             else
-            {
-                try
-                {
-                    entry.properties.emplace_back(std::string(key), plist_value(item));
-                }
-                catch (element_error& e)
-                {
-                    e.add_outer_step("\"" + std::string(key) + "\"");
-                    throw;
-                }
-            }
+                entry.properties.emplace_back(std::string(key),
+                                              within_step([&] { return "\"" + std::string(key) + "\""; },
+                                                          [&] { return plist_value(item); }));
         });
         if (!has_id)
             throw element_error("the entry has no IORegistryEntryID");
@@ -174,7 +155,11 @@ void ioreg_xml_reader::read_entry(plist_t node, std::optional<entry_id> parent, 
             throw element_error(e.what());
         }
         if (children != nullptr)
-            read_children(children, id, depth);
+        {
+            if (plist_get_node_type(children) != PLIST_ARRAY)
+                throw element_error("IORegistryEntryChildren is " + element_name(children) + ", not an <array>");
+            read_entries(children, id, depth + 1, "IORegistryEntryChildren");
+        }
     }
     catch (element_error& e)
     {
@@ -183,22 +168,12 @@ void ioreg_xml_reader::read_entry(plist_t node, std::optional<entry_id> parent, 
     }
 }
 
-void ioreg_xml_reader::read_children(plist_t children, entry_id parent, int depth)
+void ioreg_xml_reader::read_entries(plist_t list, std::optional<entry_id> parent, int depth,
+                                    std::string_view list_name)
 {
-    if (plist_get_node_type(children) != PLIST_ARRAY)
-        throw element_error("IORegistryEntryChildren is " + element_name(children) + ", not an <array>");
-    for (std::uint32_t i = 0, size = plist_array_get_size(children); i < size; ++i)
-    {
-        try
-        {
-            read_entry(plist_array_get_item(children, i), parent, depth + 1);
-        }
-        catch (element_error& e)
-        {
-            e.add_outer_step("IORegistryEntryChildren[" + std::to_string(i) + "]");
-            throw;
-        }
-    }
+    for (std::uint32_t i = 0, size = plist_array_get_size(list); i < size; ++i)
+        within_step([&] { return std::string(list_name) + "[" + std::to_string(i) + "]"; },
+                    [&] { read_entry(plist_array_get_item(list, i), parent, depth); });
 }
 
 } // namespace plinth::sim::detail

@@ -25,7 +25,8 @@ public:
 
 private:
     void read_entry(plist_t node, std::optional<entry_id> parent, int depth);
-    void read_children(plist_t children, entry_id parent, int depth);
+    // The entry <dict>s of an <array>, each placed in errors as list_name[i].
+    void read_entries(plist_t list, std::optional<entry_id> parent, int depth, std::string_view list_name);
 
     dump_builder builder_;
 };

@@ -73,32 +73,16 @@ value convert(plist_t node, int depth)
         std::uint32_t const size = plist_array_get_size(node);
         items.reserve(size);
         for (std::uint32_t i = 0; i < size; ++i)
-        {
-            try
-            {
-                items.push_back(convert(plist_array_get_item(node, i), depth + 1));
-            }
-            catch (element_error& e)
-            {
-                e.add_outer_step("[" + std::to_string(i) + "]");
-                throw;
-            }
-        }
+            items.push_back(within_step([&] { return "[" + std::to_string(i) + "]"; },
+                                        [&] { return convert(plist_array_get_item(node, i), depth + 1); }));
         return items;
     }
     case PLIST_DICT:
     {
         dictionary items;
         for_each_dict_item(node, [&](std::string_view key, plist_t item) {
-            try
-            {
-                items.emplace_back(std::string(key), convert(item, depth + 1));
-            }
-            catch (element_error& e)
-            {
-                e.add_outer_step("\"" + std::string(key) + "\"");
-                throw;
-            }
+            items.emplace_back(std::string(key), within_step([&] { return "\"" + std::string(key) + "\""; },
+                                                             [&] { return convert(item, depth + 1); }));
         });
         return items;
     }
