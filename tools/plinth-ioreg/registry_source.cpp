@@ -3,11 +3,10 @@
 #include "tools/plinth-ioreg/tool_error.hpp"
 
 #if !defined(__APPLE__)
-#include "device/apple/plane.hpp"
 #include "sim/control/loaders.hpp"
 #include "sim/control/registry.hpp"
+#include "tools/plinth-ioreg/plane_name.hpp"
 
-#include <boost/system/system_error.hpp>
 #include <fmt/format.h>
 
 #include <cerrno>
@@ -44,16 +43,6 @@ dump_argument split(std::string const& argument)
     return {argument.substr(0, equals), argument.substr(equals + 1)};
 }
 
-void check_plane(std::string const& name)
-{
-    try {
-        (void)apple::make_plane(name.c_str());
-    }
-    catch (boost::system::system_error const&) {
-        throw tool_error(fmt::format("unknown plane \"{}\"", name));
-    }
-}
-
 // Said before loading, in the words of the system, so that the message names the file.
 void check_readable(std::string const& file)
 {
@@ -73,7 +62,7 @@ void prepare_registry(std::vector<std::string> const& dumps)
     sim::reset_registry();
     for (auto const& argument : dumps) {
         auto const [plane, file] = split(argument);
-        check_plane(plane);
+        (void)parse_plane(plane); // the name is checked here; the loader takes it as text
         check_readable(file);
         try {
             sim::load_dump_file(file, plane);

@@ -1,31 +1,17 @@
 #include "tools/plinth-ioreg/run_command.hpp"
 
-#include "device/apple/plane.hpp"
 #include "device/apple/tree.hpp"
 #include "io_kit/mach_port.hpp"
 #include "tools/plinth-ioreg/entry_lookup.hpp"
 #include "tools/plinth-ioreg/entry_report.hpp"
 #include "tools/plinth-ioreg/json_printer.hpp"
+#include "tools/plinth-ioreg/plane_name.hpp"
 #include "tools/plinth-ioreg/registry_source.hpp"
 #include "tools/plinth-ioreg/registry_walker.hpp"
 #include "tools/plinth-ioreg/text_printer.hpp"
-#include "tools/plinth-ioreg/tool_error.hpp"
-
-#include <boost/system/system_error.hpp>
-#include <fmt/format.h>
 
 namespace plinth::ioreg_tool {
 namespace {
-
-plane parse_plane(std::string const& name)
-{
-    try {
-        return apple::make_plane(name.c_str());
-    }
-    catch (boost::system::system_error const&) {
-        throw tool_error(fmt::format("unknown plane \"{}\"", name));
-    }
-}
 
 std::string run_tree(apple::tree const& registry, options const& chosen, plane p)
 {
