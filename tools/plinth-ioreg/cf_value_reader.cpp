@@ -46,14 +46,14 @@ std::vector<property_value> read_items(std::vector<CF::AutoPointer> const& items
     return values;
 }
 
-std::vector<CF::AutoPointer> array_items(CF::Array const& array)
+std::vector<property_value> read_items(CF::Array const& array)
 {
-    std::vector<CF::AutoPointer> items;
+    std::vector<property_value> values;
     auto const count = array.GetCount();
-    items.reserve(static_cast<std::size_t>(count));
+    values.reserve(static_cast<std::size_t>(count));
     for (CFIndex i = 0; i < count; ++i)
-        items.push_back(array.GetValueAtIndex(i));
-    return items;
+        values.push_back(read_cf_value(array.GetValueAtIndex(i)));
+    return values;
 }
 
 // What a value of a CF type that the registry never hands out shows as.
@@ -65,6 +65,15 @@ std::string key_text(CF::AutoPointer const& key)
     if (CF::String const string(key); string.IsValid())
         return string.GetValue();
     return unsupported_type;
+}
+
+// The keys and values of `dictionary`, in the order CoreFoundation gives them.
+property_dictionary read_cf_dictionary(CF::Dictionary const& dictionary)
+{
+    property_dictionary result;
+    for (auto const& [key, value] : CF::GetEntries(dictionary))
+        result.emplace_back(key_text(key), read_cf_value(value));
+    return result;
 }
 
 } // namespace
@@ -84,18 +93,10 @@ property_value read_cf_value(CF::AutoPointer const& value)
     if (CF::Dictionary const dictionary(value); dictionary.IsValid())
         return read_cf_dictionary(dictionary);
     if (CF::Array const array(value); array.IsValid())
-        return property_array{read_items(array_items(array))};
+        return property_array{read_items(array)};
     if (CF::Set const set(value); set.IsValid())
         return property_set{read_items(set.GetValues())};
     return std::string(unsupported_type);
-}
-
-property_dictionary read_cf_dictionary(CF::Dictionary const& dictionary)
-{
-    property_dictionary result;
-    for (auto const& [key, value] : CF::GetEntries(dictionary))
-        result.emplace_back(key_text(key), read_cf_value(value));
-    return result;
 }
 
 } // namespace plinth::ioreg_tool

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"
-#include "io_kit/cf/dictionary.hpp"
 #include "tools/plinth-ioreg/property_value.hpp"
 
 namespace plinth::ioreg_tool {
@@ -11,8 +10,5 @@ namespace plinth::ioreg_tool {
 // wrappers. A type the registry never uses shows as a string saying so, as ioreg
 // shows objects it cannot serialise as text.
 property_value read_cf_value(CF::AutoPointer const& value);
-
-// The keys and values of `dictionary`, in the order CoreFoundation gives them.
-property_dictionary read_cf_dictionary(CF::Dictionary const& dictionary);
 
 } // namespace plinth::ioreg_tool

@@ -118,11 +118,4 @@ std::string format_value(property_value const& value)
     return text;
 }
 
-std::string format_data(std::vector<std::byte> const& bytes)
-{
-    std::string text;
-    append_data(std::back_inserter(text), bytes);
-    return text;
-}
-
 } // namespace plinth::ioreg_tool

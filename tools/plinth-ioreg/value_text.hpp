@@ -12,7 +12,4 @@ namespace plinth::ioreg_tool {
 // arrays (v,...) and sets [v,...].
 std::string format_value(property_value const& value);
 
-// The bytes as ioreg shows data.
-std::string format_data(std::vector<std::byte> const& bytes);
-
 } // namespace plinth::ioreg_tool
