@@ -1,6 +1,7 @@
 #include "io_kit/cf/array.hpp"
 
 #include "io_kit/detail/keep_if_type.hpp"
+#include "io_kit/detail/share.hpp"
 
 namespace CF {
 
@@ -25,8 +26,7 @@ AutoPointer Array::GetValueAtIndex(CFIndex index) const noexcept
     if (index < 0 || index >= GetCount())
         return {};
     // CFArrayGetValueAtIndex follows the Get rule; the result gets its own reference.
-    CFTypeRef const value = CFArrayGetValueAtIndex(static_cast<CFArrayRef>(GetTypeRef()), index);
-    return AutoPointer(value != nullptr ? CFRetain(value) : nullptr);
+    return plinth::apple::io_kit::detail::share(CFArrayGetValueAtIndex(static_cast<CFArrayRef>(GetTypeRef()), index));
 }
 
 } // namespace CF

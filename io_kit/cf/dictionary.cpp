@@ -1,11 +1,12 @@
 #include "io_kit/cf/dictionary.hpp"
 
 #include "io_kit/detail/keep_if_type.hpp"
+#include "io_kit/detail/share.hpp"
 
 namespace CF {
 
 Dictionary::Dictionary(CFDictionaryRef dictionary) noexcept
-    : dictionary_(dictionary != nullptr ? CFRetain(dictionary) : nullptr)
+    : dictionary_(plinth::apple::io_kit::detail::share(dictionary))
 {
 }
 
@@ -32,8 +33,7 @@ AutoPointer Dictionary::GetValue(String const& key) const noexcept
     if (dictionary == nullptr || key_object == nullptr)
         return {};
     // CFDictionaryGetValue follows the Get rule; the result gets its own reference.
-    CFTypeRef const value = CFDictionaryGetValue(dictionary, key_object);
-    return AutoPointer(value != nullptr ? CFRetain(value) : nullptr);
+    return plinth::apple::io_kit::detail::share(CFDictionaryGetValue(dictionary, key_object));
 }
 
 } // namespace CF

@@ -1,14 +1,8 @@
 #include "io_kit/cf/dictionary_entries.hpp"
 
+#include "io_kit/detail/share.hpp"
+
 namespace CF {
-namespace {
-
-AutoPointer share(void const* object) noexcept
-{
-    return AutoPointer(object != nullptr ? CFRetain(object) : nullptr);
-}
-
-} // namespace
 
 std::vector<DictionaryEntry> GetEntries(Dictionary const& dictionary)
 {
@@ -21,6 +15,7 @@ std::vector<DictionaryEntry> GetEntries(Dictionary const& dictionary)
     CFDictionaryGetKeysAndValues(static_cast<CFDictionaryRef>(dictionary.GetTypeRef()), keys.data(),
                                  values.data());
     // Keys and values follow the Get rule; each result gets its own reference.
+    using plinth::apple::io_kit::detail::share;
     std::vector<DictionaryEntry> entries;
     entries.reserve(size);
     for (std::size_t i = 0; i < size; ++i)

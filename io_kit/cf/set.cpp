@@ -1,6 +1,7 @@
 #include "io_kit/cf/set.hpp"
 
 #include "io_kit/detail/keep_if_type.hpp"
+#include "io_kit/detail/share.hpp"
 
 namespace CF {
 
@@ -31,7 +32,7 @@ std::vector<AutoPointer> Set::GetValues() const
     std::vector<AutoPointer> values;
     values.reserve(raw.size());
     for (auto const* value : raw)
-        values.emplace_back(value != nullptr ? CFRetain(value) : nullptr);
+        values.push_back(plinth::apple::io_kit::detail::share(value));
     return values;
 }
 

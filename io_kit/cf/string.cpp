@@ -1,6 +1,7 @@
 #include "io_kit/cf/string.hpp"
 
 #include "io_kit/detail/keep_if_type.hpp"
+#include "io_kit/detail/share.hpp"
 
 #include <vector>
 
@@ -12,7 +13,7 @@ String::String(char const* text, CFStringEncoding encoding) noexcept
 }
 
 String::String(CFStringRef string) noexcept
-    : string_(string != nullptr ? CFRetain(string) : nullptr)
+    : string_(plinth::apple::io_kit::detail::share(string))
 {
 }
 

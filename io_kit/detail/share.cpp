@@ -1,0 +1,10 @@
+#include "io_kit/detail/share.hpp"
+
+namespace plinth::apple::io_kit::detail {
+
+CF::AutoPointer share(CFTypeRef object) noexcept
+{
+    return CF::AutoPointer(object != nullptr ? CFRetain(object) : nullptr);
+}
+
+} // namespace plinth::apple::io_kit::detail
