@@ -3,13 +3,12 @@
 #include "sim/detail/io_name_text.hpp"
 #include "sim/detail/iokit_call_counter.hpp"
 #include "sim/detail/object_lookup.hpp"
+#include "sim/detail/plane_walk.hpp"
 #include "sim/detail/property_from_cf.hpp"
 #include "sim/detail/property_to_cf.hpp"
 #include "sim/detail/registry_model.hpp"
 
 #include <optional>
-#include <unordered_set>
-#include <vector>
 
 using namespace plinth::sim::detail;
 using plinth::sim::value;
@@ -25,27 +24,13 @@ std::optional<value> search_property(registry_entry const& start, std::string_vi
         return *own;
     if ((options & kIORegistryIterateRecursively) == 0)
         return std::nullopt;
-    bool const upwards = (options & kIORegistryIterateParents) != 0;
-    std::unordered_set<registry_entry const*> seen{&start};
-    std::vector<registry_entry const*> pending{&start};
-    while (!pending.empty())
-    {
-        auto const* current = pending.back();
-        pending.pop_back();
-        if (current != &start)
-        {
-            if (!seen.insert(current).second)
-                continue;
-            if (auto const* found = current->find_property(key))
-                return *found;
-        }
-        if (auto const* links = current->links(plane))
-        {
-            auto const& next = upwards ? links->parents : links->children;
-            pending.insert(pending.end(), next.rbegin(), next.rend());
-        }
-    }
-    return std::nullopt;
+    auto const which = (options & kIORegistryIterateParents) != 0 ? link_direction::parents : link_direction::children;
+    value const* found = nullptr;
+    find_linked(start, plane, which, [&](registry_entry const& entry) {
+        found = entry.find_property(key);
+        return found != nullptr;
+    });
+    return found ? std::optional<value>(*found) : std::nullopt;
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "sim/detail/registry_model.hpp"
 
 #include "sim/detail/hex_text.hpp"
+#include "sim/detail/plane_walk.hpp"
 
 #include <algorithm>
 #include <stdexcept>
@@ -86,20 +87,9 @@ void registry_model::link(registry_entry& parent, registry_entry& child, std::st
 bool registry_model::is_ancestor_or_self(registry_entry const& candidate, registry_entry const& entry,
                                          std::string_view plane) const
 {
-    std::vector<registry_entry const*> pending{&entry};
-    std::unordered_set<registry_entry const*> seen;
-    while (!pending.empty())
-    {
-        auto const* current = pending.back();
-        pending.pop_back();
-        if (current == &candidate)
-            return true;
-        if (!seen.insert(current).second)
-            continue;
-        if (auto const* links = current->links(plane))
-            pending.insert(pending.end(), links->parents.begin(), links->parents.end());
-    }
-    return false;
+    return &candidate == &entry ||
+           find_linked(entry, plane, link_direction::parents,
+                       [&](registry_entry const& ancestor) { return &ancestor == &candidate; });
 }
 
 entry_id registry_model::add_entry(entry_spec const& new_entry, entry_id parent, std::string const& plane)
@@ -402,22 +392,10 @@ bool registry_model::conforms(registry_entry const& entry, std::string_view clas
 std::vector<std::shared_ptr<registry_entry>> registry_model::services() const
 {
     std::vector<std::shared_ptr<registry_entry>> found;
-    std::unordered_set<registry_entry const*> seen{root_.get()};
-    std::vector<registry_entry*> pending;
-    auto const push_children = [&](registry_entry const& entry) {
-        if (auto const* links = entry.links(service_plane))
-            pending.insert(pending.end(), links->children.rbegin(), links->children.rend());
-    };
-    push_children(*root_);
-    while (!pending.empty())
-    {
-        auto* entry = pending.back();
-        pending.pop_back();
-        if (!seen.insert(entry).second)
-            continue;
-        found.push_back(entry->shared());
-        push_children(*entry);
-    }
+    find_linked(*root_, service_plane, link_direction::children, [&](registry_entry& service) {
+        found.push_back(service.shared());
+        return false;
+    });
     return found;
 }
 

@@ -1,13 +1,13 @@
 #include "sim/detail/service_matcher.hpp"
 
 #include "sim/detail/kernel_equality.hpp"
+#include "sim/detail/plane_walk.hpp"
 #include "sim/detail/registry_model.hpp"
 #include "sim/detail/registry_path.hpp"
 
 #include <algorithm>
 #include <array>
 #include <string_view>
-#include <unordered_set>
 
 namespace plinth::sim::detail {
 
@@ -161,25 +161,9 @@ bool service_matcher::usage_matches(registry_entry const& entry) const
 
 bool service_matcher::parent_matches(registry_model const& model, registry_entry const& entry) const
 {
-    std::vector<registry_entry const*> pending{&entry};
-    std::unordered_set<registry_entry const*> seen{&entry};
-    while (!pending.empty())
-    {
-        auto const* current = pending.back();
-        pending.pop_back();
-        auto const* links = current->links(service_plane);
-        if (!links)
-            continue;
-        for (auto const* parent : links->parents)
-        {
-            if (!seen.insert(parent).second)
-                continue;
-            if (parent != model.root().get() && parent_->matches(model, *parent))
-                return true;
-            pending.push_back(parent);
-        }
-    }
-    return false;
+    return find_linked(entry, service_plane, link_direction::parents, [&](registry_entry const& ancestor) {
+               return &ancestor != model.root().get() && parent_->matches(model, ancestor);
+           }) != nullptr;
 }
 
 bool service_matcher::matches(registry_model const& model, registry_entry const& entry) const
