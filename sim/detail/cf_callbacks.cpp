@@ -50,21 +50,6 @@ cf_callbacks cf_callbacks::of(CFSetCallBacks const* callbacks) noexcept
     return from_struct(callbacks);
 }
 
-CFArrayCallBacks cf_callbacks::as_array_callbacks() const noexcept
-{
-    return {0, retain, release, copy_description, equal};
-}
-
-CFDictionaryKeyCallBacks cf_callbacks::as_key_callbacks() const noexcept
-{
-    return {0, retain, release, copy_description, equal, hash};
-}
-
-CFDictionaryValueCallBacks cf_callbacks::as_value_callbacks() const noexcept
-{
-    return {0, retain, release, copy_description, equal};
-}
-
 void const* cf_callbacks::retain_value(void const* value) const
 {
     return retain != nullptr ? retain(kCFAllocatorDefault, value) : value;

@@ -25,10 +25,6 @@ struct cf_callbacks
     static cf_callbacks of(CFDictionaryValueCallBacks const* callbacks) noexcept;
     static cf_callbacks of(CFSetCallBacks const* callbacks) noexcept;
 
-    CFArrayCallBacks as_array_callbacks() const noexcept;
-    CFDictionaryKeyCallBacks as_key_callbacks() const noexcept;
-    CFDictionaryValueCallBacks as_value_callbacks() const noexcept;
-
     // What the collection stores for `value`: the retain callback's result.
     void const* retain_value(void const* value) const;
     void release_value(void const* value) const;

@@ -23,8 +23,6 @@ public:
 
     // Constants (CFSTR strings, the booleans) live as long as the process: retain
     // and release leave them alone.
-    bool is_constant() const noexcept { return constant_; }
-
     CFIndex retain_count() const noexcept;
     void retain() const noexcept;
     // Drops one reference; true when that was the last one and the object must go.

@@ -17,7 +17,6 @@ public:
     explicit cf_string(std::string utf8, bool constant = false);
 
     static constexpr CFTypeID class_type_id() noexcept { return cf_string_type_id; }
-    static constexpr bool is_mutable() noexcept { return false; }
 
     std::string const& utf8() const noexcept { return utf8_; }
     bool is_ascii() const noexcept { return ascii_; }

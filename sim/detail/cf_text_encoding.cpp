@@ -178,8 +178,6 @@ bool valid_utf8(std::string_view text)
     return true;
 }
 
-} // namespace
-
 bool is_supported_encoding(CFStringEncoding encoding) noexcept
 {
     switch (encoding)
@@ -192,6 +190,8 @@ bool is_supported_encoding(CFStringEncoding encoding) noexcept
     default: return wide_form_of(encoding).has_value();
     }
 }
+
+} // namespace
 
 std::optional<std::string> decode_to_utf8(std::span<UInt8 const> bytes, CFStringEncoding encoding)
 {

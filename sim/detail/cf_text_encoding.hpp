@@ -13,8 +13,6 @@
 // Mac Roman, Windows Latin-1, and UTF-16 and UTF-32 in either byte order.
 namespace plinth::sim::detail {
 
-bool is_supported_encoding(CFStringEncoding encoding) noexcept;
-
 // The text that `bytes` encode, or nothing when they are not valid in `encoding`
 // or the encoding is not supported. A byte-order mark opens UTF-16 and UTF-32
 // (those without a stated order) and is consumed; without one they are read in the
