@@ -26,7 +26,7 @@ cf_dictionary* copy_of(cf_dictionary const& source, bool is_mutable)
 {
     auto const& table = source.table();
     auto* copy = detail::make_cf_object<cf_dictionary>(table.key_callbacks(), table.value_callbacks(), is_mutable);
-    for (auto const& e : table.entries())
+    for (auto const& e : table)
         copy->table().add(e.key, e.value);
     return copy;
 }
@@ -142,7 +142,7 @@ Boolean CFDictionaryContainsValue(CFDictionaryRef theDict, const void* value)
     if (dictionary == nullptr)
         return false;
     auto const& table = dictionary->table();
-    for (auto const& e : table.entries())
+    for (auto const& e : table)
         if (table.value_callbacks().equal_values(e.value, value))
             return true;
     return false;
@@ -154,7 +154,7 @@ void CFDictionaryGetKeysAndValues(CFDictionaryRef theDict, const void** keys, co
     if (dictionary == nullptr)
         return;
     std::size_t i = 0;
-    for (auto const& e : dictionary->table().entries())
+    for (auto const& e : dictionary->table())
     {
         if (keys != nullptr)
             keys[i] = e.key;
@@ -175,7 +175,7 @@ void CFDictionaryApplyFunction(CFDictionaryRef theDict, CFDictionaryApplierFunct
         plinth::sim::report_misuse("CFDictionaryApplyFunction: NULL applier");
         return;
     }
-    for (auto const& e : dictionary->table().entries())
+    for (auto const& e : dictionary->table().snapshot())
         applier(e.key, e.value, context);
 }
 

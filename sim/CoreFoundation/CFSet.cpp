@@ -71,7 +71,7 @@ void CFSetGetValues(CFSetRef theSet, const void** values)
         return;
     }
     std::size_t i = 0;
-    for (auto const& e : set->table().entries())
+    for (auto const& e : set->table())
         values[i++] = e.key;
 }
 
@@ -86,7 +86,7 @@ void CFSetApplyFunction(CFSetRef theSet, CFSetApplierFunction applier, void* con
         plinth::sim::report_misuse("CFSetApplyFunction: NULL applier");
         return;
     }
-    for (auto const& e : set->table().entries())
+    for (auto const& e : set->table().snapshot())
         applier(e.key, context);
 }
 

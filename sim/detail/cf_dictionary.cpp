@@ -16,7 +16,7 @@ bool cf_dictionary::equals(cf_object const& other) const
     auto const& that = static_cast<cf_dictionary const&>(other).table_;
     if (that.size() != table_.size())
         return false;
-    for (auto const& mine : table_.entries())
+    for (auto const& mine : table_)
     {
         auto const* theirs = that.find(mine.key);
         if (theirs == nullptr || !table_.value_callbacks().equal_values(mine.value, theirs->value))
@@ -36,7 +36,7 @@ std::string cf_dictionary::description() const
     out << description_head() << "{type = " << (mutable_ ? "mutable" : "immutable")
         << ", count = " << table_.size() << ", entries =>\n";
     std::size_t index = 0;
-    for (auto const& e : table_.entries())
+    for (auto const& e : table_)
         out << '\t' << index++ << " : " << table_.key_callbacks().describe(e.key) << " = "
             << table_.value_callbacks().describe(e.value) << '\n';
     out << "}";

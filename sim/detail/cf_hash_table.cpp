@@ -27,7 +27,7 @@ cf_hash_table::entry const* cf_hash_table::find(void const* key) const
     return found == by_key.end() ? nullptr : &*found;
 }
 
-std::vector<cf_hash_table::entry> cf_hash_table::entries() const
+std::vector<cf_hash_table::entry> cf_hash_table::snapshot() const
 {
     std::vector<entry> result;
     result.reserve(entries_.size());
@@ -40,26 +40,36 @@ bool cf_hash_table::add(void const* key, void const* value)
 {
     if (find(key) != nullptr)
         return false;
-    void const* const stored_key = key_callbacks_.retain_value(key);
-    void const* const stored_value = value_callbacks_.retain_value(value);
-    entries_.push_back({stored_key, stored_value});
+    insert_new(key, value);
     return true;
 }
 
+// One lookup decides between replacing and inserting: property dictionaries are
+// filled through CFDictionarySetValue, one key at a time.
 void cf_hash_table::set(void const* key, void const* value)
 {
-    if (!replace(key, value))
-        add(key, value);
+    if (auto const* stored = find(key))
+        replace_value(*stored, value);
+    else
+        insert_new(key, value);
 }
 
 bool cf_hash_table::replace(void const* key, void const* value)
 {
-    auto const& by_key = entries_.get<1>();
-    auto const found = by_key.find(key);
-    if (found == by_key.end())
+    auto const* stored = find(key);
+    if (stored == nullptr)
         return false;
-    replace_value(*found, value);
+    replace_value(*stored, value);
     return true;
+}
+
+// For a key known to be absent. The key callbacks may store another object than
+// `key` (kCFCopyStringDictionaryKeyCallBacks stores a copy), equal to it.
+void cf_hash_table::insert_new(void const* key, void const* value)
+{
+    void const* const stored_key = key_callbacks_.retain_value(key);
+    void const* const stored_value = value_callbacks_.retain_value(value);
+    entries_.push_back({stored_key, stored_value});
 }
 
 // The new value is retained before the old one is released, so that replacing a
@@ -87,7 +97,7 @@ bool cf_hash_table::remove(void const* key)
 
 void cf_hash_table::clear()
 {
-    auto const removed = entries();
+    auto const removed = snapshot();
     entries_.clear();
     for (auto const& e : removed)
     {

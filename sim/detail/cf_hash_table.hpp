@@ -38,8 +38,15 @@ public:
     std::size_t size() const noexcept { return entries_.size(); }
     entry const* find(void const* key) const;
 
-    // A copy of the entries, in order: callbacks run on it may change the table.
-    std::vector<entry> entries() const;
+    // The entries in place, in order, for walks that run no code able to change the
+    // table: the collection's own equal, hash, retain and description callbacks only
+    // read. Property reads enumerate every dictionary this way, so it must not copy.
+    auto begin() const noexcept { return entries_.begin(); }
+    auto end() const noexcept { return entries_.end(); }
+
+    // A copy of the entries, in order, for walks that call code which may change the
+    // table (appliers, release callbacks).
+    std::vector<entry> snapshot() const;
 
     // Adds the pair when the key is absent; false (and no change) when present.
     bool add(void const* key, void const* value);
@@ -68,6 +75,7 @@ private:
         entry, boost::multi_index::indexed_by<boost::multi_index::sequenced<>,
                                               boost::multi_index::hashed_unique<key_of_entry, key_hash, key_equal>>>;
 
+    void insert_new(void const* key, void const* value);
     void replace_value(entry const& stored, void const* value);
 
     cf_callbacks key_callbacks_;

@@ -16,7 +16,7 @@ bool cf_set::equals(cf_object const& other) const
     auto const& that = static_cast<cf_set const&>(other).table_;
     if (that.size() != table_.size())
         return false;
-    for (auto const& mine : table_.entries())
+    for (auto const& mine : table_)
         if (that.find(mine.key) == nullptr)
             return false;
     return true;
@@ -33,7 +33,7 @@ std::string cf_set::description() const
     out << description_head() << "{type = " << (mutable_ ? "mutable" : "immutable")
         << ", count = " << table_.size() << ", values = (\n";
     std::size_t index = 0;
-    for (auto const& e : table_.entries())
+    for (auto const& e : table_)
         out << '\t' << index++ << " : " << table_.key_callbacks().describe(e.key) << '\n';
     out << ")}";
     return out.str();
