@@ -15,8 +15,11 @@ using output = std::back_insert_iterator<std::string>;
 void append_property_block(output out, std::string const& prefix, property_dictionary const& properties)
 {
     fmt::format_to(out, "{}{{\n", prefix);
-    for (auto const& [key, value] : properties)
-        fmt::format_to(out, "{}  \"{}\" = {}\n", prefix, key, format_value(value));
+    for (auto const& [key, value] : properties) {
+        fmt::format_to(out, "{}  \"{}\" = ", prefix, key);
+        append_value(out, value);
+        *out++ = '\n';
+    }
     fmt::format_to(out, "{}}}\n", prefix);
 }
 

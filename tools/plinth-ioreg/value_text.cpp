@@ -9,8 +9,6 @@ namespace {
 
 using output = std::back_insert_iterator<std::string>;
 
-void append(output out, property_value const& value);
-
 // Data that ioreg shows as text: one or more non-empty runs of characters, each
 // ended by a NUL byte (which is not shown). Bytes above 0x7f count as text, so
 // that UTF-8 names show as text; control characters do not.
@@ -71,7 +69,7 @@ void append_items(output out, char open, Items const& items, char close)
         if (!first)
             *out++ = ',';
         first = false;
-        append(out, item);
+        append_value(out, item);
     }
     *out++ = close;
 }
@@ -85,7 +83,7 @@ void append_dictionary(output out, property_dictionary const& dictionary)
             *out++ = ',';
         first = false;
         out = fmt::format_to(out, "\"{}\"=", key);
-        append(out, item);
+        append_value(out, item);
     }
     *out++ = '}';
 }
@@ -104,18 +102,11 @@ struct appender
     void operator()(property_set const& s) const { append_items(out, '[', s.items, ']'); }
 };
 
-void append(output out, property_value const& value)
-{
-    std::visit(appender{out}, value.content);
-}
-
 } // namespace
 
-std::string format_value(property_value const& value)
+void append_value(output out, property_value const& value)
 {
-    std::string text;
-    append(std::back_inserter(text), value);
-    return text;
+    std::visit(appender{out}, value.content);
 }
 
 } // namespace plinth::ioreg_tool
