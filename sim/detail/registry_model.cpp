@@ -21,9 +21,10 @@ constexpr std::string_view standard_planes[] = {"IOService", "IOPower", "IODevic
 // the life of the process, as the kernel's do until reboot.
 constexpr entry_id first_free_id = root_entry_id + 0x10;
 
-void erase_link(std::vector<registry_entry*>& links, registry_entry const* entry)
+bool already_linked(registry_entry const& parent, registry_entry const& child, std::string_view plane)
 {
-    std::erase(links, entry);
+    auto const parents = child.linked(plane, link_direction::parents);
+    return std::ranges::find(parents, &parent) != parents.end();
 }
 
 } // namespace
@@ -53,10 +54,7 @@ void registry_model::reset_locked()
         entry->set_registered(false);
     }
     entries_.clear();
-    root_ = std::make_shared<registry_entry>(root_entry_id, "IORegistryEntry", "Root", std::nullopt);
-    root_->set_registered(true);
-    root_->mark_named_by_service_plane();
-    entries_.emplace(root_entry_id, root_);
+    root_ = create_entry(root_entry_id, "IORegistryEntry", "Root", std::nullopt, service_plane);
     planes_ = {std::begin(standard_planes), std::end(standard_planes)};
     classes_ = class_table{};
     ++generation_;
@@ -75,6 +73,18 @@ entry_id registry_model::next_free_id()
     while (entries_.contains(next_id_))
         ++next_id_;
     return next_id_++;
+}
+
+std::shared_ptr<registry_entry> const& registry_model::create_entry(entry_id id, std::string class_name, std::string name,
+                                                                  std::optional<std::string> location,
+                                                                  std::string_view first_plane)
+{
+    auto created = std::make_shared<registry_entry>(id, std::move(class_name), std::move(name), std::move(location));
+    created->set_registered(true);
+    // An entry first seen in the service plane has its global name from there.
+    if (first_plane == service_plane)
+        created->mark_named_by_service_plane();
+    return entries_.emplace(id, std::move(created)).first->second;
 }
 
 void registry_model::link(registry_entry& parent, registry_entry& child, std::string const& plane)
@@ -105,13 +115,9 @@ entry_id registry_model::add_entry(entry_spec const& new_entry, entry_id parent,
         auto const id = new_entry.id ? *new_entry.id : next_free_id();
         if (entries_.contains(id))
             throw std::invalid_argument("add_entry: registry entry ID " + hex_text(id) + " is taken");
-        added = std::make_shared<registry_entry>(id, new_entry.class_name, new_entry.name, new_entry.location);
+        added = create_entry(id, new_entry.class_name, new_entry.name, new_entry.location, plane);
         for (auto const& [key, property] : new_entry.properties)
             added->set_property(key, property);
-        added->set_registered(true);
-        if (plane == service_plane)
-            added->mark_named_by_service_plane();
-        entries_.emplace(id, added);
         link(parent_entry, *added, plane);
         ++generation_;
     }
@@ -131,9 +137,7 @@ void registry_model::attach(entry_id child, entry_id parent, std::string const& 
         if (plane.empty())
             throw std::invalid_argument("attach: a link needs a plane");
         auto const was_service = child_entry.attached_in(service_plane);
-        auto const* links = child_entry.links(plane);
-        bool const linked = links && std::ranges::find(links->parents, &parent_entry) != links->parents.end();
-        if (!linked)
+        if (!already_linked(parent_entry, child_entry, plane))
         {
             if (is_ancestor_or_self(child_entry, parent_entry, plane))
                 throw std::invalid_argument(
@@ -200,10 +204,10 @@ void registry_model::remove_entry(entry_id id)
             {
                 for (auto* parent : links.parents)
                     if (!doomed_set.contains(parent))
-                        erase_link(parent->links_for(plane).children, gone);
+                        std::erase(parent->links_for(plane).children, gone);
                 for (auto* child : links.children)
                     if (!doomed_set.contains(child))
-                        erase_link(child->links_for(plane).parents, gone);
+                        std::erase(child->links_for(plane).parents, gone);
             }
         }
         for (auto* gone : doomed)
@@ -256,31 +260,23 @@ void registry_model::merge(dump const& d)
         planes_.insert(d.plane);
         for (auto const& dumped_entry : d.entries)
         {
-            auto found = entries_.find(dumped_entry.id);
-            if (found == entries_.end())
-            {
-                auto const& class_name = dumped_entry.class_name.empty() ? std::string("IORegistryEntry")
-                                                                          : dumped_entry.class_name;
-                auto created = std::make_shared<registry_entry>(dumped_entry.id, class_name, dumped_entry.name,
-                                                                dumped_entry.location);
-                created->set_registered(true);
-                if (d.plane == service_plane)
-                    created->mark_named_by_service_plane();
-                found = entries_.emplace(dumped_entry.id, std::move(created)).first;
-            }
-            else if (d.plane == service_plane && !found->second->named_by_service_plane())
-                found->second->take_service_plane_name(dumped_entry.name, dumped_entry.location);
-            else
+            auto const found = entries_.find(dumped_entry.id);
+            bool const is_new = found == entries_.end();
+            auto& entry = is_new ? *create_entry(dumped_entry.id,
+                                                 dumped_entry.class_name.empty() ? "IORegistryEntry" : dumped_entry.class_name,
+                                                 dumped_entry.name, dumped_entry.location, d.plane)
+                                 : *found->second;
+            if (!is_new && d.plane == service_plane && !entry.named_by_service_plane())
+                entry.take_service_plane_name(dumped_entry.name, dumped_entry.location);
+            else if (!is_new)
             {
                 // The same entry seen in another plane: a name or location that
                 // differs from its global one belongs to this plane.
-                auto& existing = *found->second;
-                if (!dumped_entry.name.empty() && dumped_entry.name != existing.name())
-                    existing.links_for(d.plane).name = dumped_entry.name;
-                if (dumped_entry.location && dumped_entry.location != existing.location())
-                    existing.links_for(d.plane).location = dumped_entry.location;
+                if (!dumped_entry.name.empty() && dumped_entry.name != entry.name())
+                    entry.links_for(d.plane).name = dumped_entry.name;
+                if (dumped_entry.location && dumped_entry.location != entry.location())
+                    entry.links_for(d.plane).location = dumped_entry.location;
             }
-            auto& entry = *found->second;
             for (auto const& [key, property] : dumped_entry.properties)
                 entry.set_property(key, property);
 
@@ -295,8 +291,7 @@ void registry_model::merge(dump const& d)
         {
             auto& parent = *entries_.at(parent_id);
             auto& child = *entries_.at(child_id);
-            auto const* links = child.links(d.plane);
-            if (links && std::ranges::find(links->parents, &parent) != links->parents.end())
+            if (already_linked(parent, child, d.plane))
                 continue;
             // A link that would close a loop cannot come from a real registry; it
             // is left out rather than making the plane unwalkable.
@@ -360,12 +355,6 @@ void registry_model::notify(std::vector<std::shared_ptr<registry_entry>> const& 
         for (auto const& entry : terminated)
             observer->entry_terminated(entry);
     }
-}
-
-std::shared_ptr<registry_entry> registry_model::find(entry_id id) const
-{
-    auto const found = entries_.find(id);
-    return found == entries_.end() ? nullptr : found->second;
 }
 
 bool registry_model::knows_plane(std::string_view plane) const

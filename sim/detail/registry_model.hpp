@@ -54,7 +54,6 @@ public:
 
     // Queries: call only inside read().
     std::shared_ptr<registry_entry> root() const noexcept { return root_; }
-    std::shared_ptr<registry_entry> find(entry_id id) const;
     bool knows_plane(std::string_view plane) const;
     // The plane's top entry: the root's first child in it (paths start there).
     registry_entry* plane_top(std::string_view plane) const;
@@ -74,6 +73,9 @@ private:
 
     registry_entry& require(entry_id id, char const* operation) const;
     entry_id next_free_id();
+    // A new registered entry, held by the registry but not linked yet.
+    std::shared_ptr<registry_entry> const& create_entry(entry_id id, std::string class_name, std::string name,
+                                                        std::optional<std::string> location, std::string_view first_plane);
     void reset_locked();
     void link(registry_entry& parent, registry_entry& child, std::string const& plane);
     bool is_ancestor_or_self(registry_entry const& candidate, registry_entry const& entry,
