@@ -6,7 +6,6 @@
 #include "sim/detail/cf_lifetime.hpp"
 #include "sim/detail/cf_range_check.hpp"
 
-#include <string>
 
 namespace detail = plinth::sim::detail;
 using detail::cf_array;
@@ -20,15 +19,6 @@ cf_array* make_array(cf_callbacks callbacks, bool is_mutable, void const* const*
     for (CFIndex i = 0; i < count; ++i)
         array->insert(array->size(), values[i]);
     return array;
-}
-
-bool valid_values(void const* const* values, CFIndex count, char const* function)
-{
-    if (count >= 0 && (values != nullptr || count == 0))
-        return true;
-    plinth::sim::report_misuse(std::string(function) + ": no values or a negative count (" + std::to_string(count) +
-                               ")");
-    return false;
 }
 
 } // namespace
@@ -46,7 +36,7 @@ CFTypeID CFArrayGetTypeID(void)
 
 CFArrayRef CFArrayCreate(CFAllocatorRef, const void** values, CFIndex numValues, const CFArrayCallBacks* callBacks)
 {
-    if (!valid_values(values, numValues, "CFArrayCreate"))
+    if (!detail::cf_input_valid(values != nullptr, numValues, "CFArrayCreate", "no values or a negative count"))
         return nullptr;
     return detail::cf_ref<CFArrayRef>(make_array(cf_callbacks::of(callBacks), false, values, numValues));
 }
@@ -64,24 +54,16 @@ CFArrayRef CFArrayCreateCopy(CFAllocatorRef, CFArrayRef theArray)
 // The capacity is a hint: CF's arrays grow as needed whatever it says.
 CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef, CFIndex capacity, const CFArrayCallBacks* callBacks)
 {
-    if (capacity < 0)
-    {
-        plinth::sim::report_misuse("CFArrayCreateMutable: negative capacity " + std::to_string(capacity));
+    if (!detail::cf_capacity_valid(capacity, "CFArrayCreateMutable"))
         return nullptr;
-    }
     return detail::cf_ref<CFMutableArrayRef>(make_array(cf_callbacks::of(callBacks), true, nullptr, 0));
 }
 
 CFMutableArrayRef CFArrayCreateMutableCopy(CFAllocatorRef, CFIndex capacity, CFArrayRef theArray)
 {
     auto const* array = detail::cf_checked<cf_array>(theArray, "CFArrayCreateMutableCopy");
-    if (array == nullptr)
+    if (array == nullptr || !detail::cf_capacity_valid(capacity, "CFArrayCreateMutableCopy"))
         return nullptr;
-    if (capacity < 0)
-    {
-        plinth::sim::report_misuse("CFArrayCreateMutableCopy: negative capacity " + std::to_string(capacity));
-        return nullptr;
-    }
     auto const& values = array->values();
     auto* copy = make_array(array->callbacks(), true, values.data(), static_cast<CFIndex>(values.size()));
     return detail::cf_ref<CFMutableArrayRef>(copy);

@@ -16,11 +16,7 @@ namespace {
 
 bool valid_bytes(UInt8 const* bytes, CFIndex length, char const* function)
 {
-    if (length >= 0 && (bytes != nullptr || length == 0))
-        return true;
-    plinth::sim::report_misuse(std::string(function) + ": no bytes or a negative length (" +
-                               std::to_string(length) + ")");
-    return false;
+    return detail::cf_input_valid(bytes != nullptr, length, function, "no bytes or a negative length");
 }
 
 // A mutable data made with a capacity cannot grow beyond it (CF asserts).
@@ -60,11 +56,8 @@ CFDataRef CFDataCreateCopy(CFAllocatorRef, CFDataRef theData)
 
 CFMutableDataRef CFDataCreateMutable(CFAllocatorRef, CFIndex capacity)
 {
-    if (capacity < 0)
-    {
-        plinth::sim::report_misuse("CFDataCreateMutable: negative capacity " + std::to_string(capacity));
+    if (!detail::cf_capacity_valid(capacity, "CFDataCreateMutable"))
         return nullptr;
-    }
     auto* data = detail::make_cf_object<cf_data>(std::vector<UInt8>(), true, static_cast<std::size_t>(capacity));
     return detail::cf_ref<CFMutableDataRef>(data);
 }

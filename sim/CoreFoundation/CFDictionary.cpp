@@ -4,23 +4,14 @@
 #include "sim/detail/cf_checked.hpp"
 #include "sim/detail/cf_dictionary.hpp"
 #include "sim/detail/cf_lifetime.hpp"
+#include "sim/detail/cf_range_check.hpp"
 
-#include <string>
 
 namespace detail = plinth::sim::detail;
 using detail::cf_callbacks;
 using detail::cf_dictionary;
 
 namespace {
-
-bool valid_pairs(void const* const* keys, void const* const* values, CFIndex count, char const* function)
-{
-    if (count >= 0 && ((keys != nullptr && values != nullptr) || count == 0))
-        return true;
-    plinth::sim::report_misuse(std::string(function) + ": no keys or values, or a negative count (" +
-                               std::to_string(count) + ")");
-    return false;
-}
 
 cf_dictionary* copy_of(cf_dictionary const& source, bool is_mutable)
 {
@@ -59,7 +50,8 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void
                                    const CFDictionaryKeyCallBacks* keyCallBacks,
                                    const CFDictionaryValueCallBacks* valueCallBacks)
 {
-    if (!valid_pairs(keys, values, numValues, "CFDictionaryCreate"))
+    if (!detail::cf_input_valid(keys != nullptr && values != nullptr, numValues, "CFDictionaryCreate",
+                                "no keys or values, or a negative count"))
         return nullptr;
     auto* dictionary = detail::make_cf_object<cf_dictionary>(cf_callbacks::of(keyCallBacks),
                                                              cf_callbacks::of(valueCallBacks), false);
@@ -79,11 +71,8 @@ CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex capacit
                                                  const CFDictionaryKeyCallBacks* keyCallBacks,
                                                  const CFDictionaryValueCallBacks* valueCallBacks)
 {
-    if (capacity < 0)
-    {
-        plinth::sim::report_misuse("CFDictionaryCreateMutable: negative capacity " + std::to_string(capacity));
+    if (!detail::cf_capacity_valid(capacity, "CFDictionaryCreateMutable"))
         return nullptr;
-    }
     auto* dictionary = detail::make_cf_object<cf_dictionary>(cf_callbacks::of(keyCallBacks),
                                                              cf_callbacks::of(valueCallBacks), true);
     return detail::cf_ref<CFMutableDictionaryRef>(dictionary);
@@ -92,13 +81,8 @@ CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex capacit
 CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef, CFIndex capacity, CFDictionaryRef theDict)
 {
     auto const* dictionary = detail::cf_checked<cf_dictionary>(theDict, "CFDictionaryCreateMutableCopy");
-    if (dictionary == nullptr)
+    if (dictionary == nullptr || !detail::cf_capacity_valid(capacity, "CFDictionaryCreateMutableCopy"))
         return nullptr;
-    if (capacity < 0)
-    {
-        plinth::sim::report_misuse("CFDictionaryCreateMutableCopy: negative capacity " + std::to_string(capacity));
-        return nullptr;
-    }
     return detail::cf_ref<CFMutableDictionaryRef>(copy_of(*dictionary, true));
 }
 

@@ -3,9 +3,9 @@
 #include "sim/control/diagnostics.hpp"
 #include "sim/detail/cf_checked.hpp"
 #include "sim/detail/cf_lifetime.hpp"
+#include "sim/detail/cf_range_check.hpp"
 #include "sim/detail/cf_set.hpp"
 
-#include <string>
 
 namespace detail = plinth::sim::detail;
 using detail::cf_callbacks;
@@ -26,11 +26,8 @@ CFTypeID CFSetGetTypeID(void)
 // A value given twice is stored once (the first).
 CFSetRef CFSetCreate(CFAllocatorRef, const void** values, CFIndex numValues, const CFSetCallBacks* callBacks)
 {
-    if (numValues < 0 || (values == nullptr && numValues > 0))
-    {
-        plinth::sim::report_misuse("CFSetCreate: no values or a negative count (" + std::to_string(numValues) + ")");
+    if (!detail::cf_input_valid(values != nullptr, numValues, "CFSetCreate", "no values or a negative count"))
         return nullptr;
-    }
     auto* set = detail::make_cf_object<cf_set>(cf_callbacks::of(callBacks), false);
     for (CFIndex i = 0; i < numValues; ++i)
         set->table().add(values[i], values[i]);
@@ -40,11 +37,8 @@ CFSetRef CFSetCreate(CFAllocatorRef, const void** values, CFIndex numValues, con
 // The capacity is a hint: CF's sets grow as needed whatever it says.
 CFMutableSetRef CFSetCreateMutable(CFAllocatorRef, CFIndex capacity, const CFSetCallBacks* callBacks)
 {
-    if (capacity < 0)
-    {
-        plinth::sim::report_misuse("CFSetCreateMutable: negative capacity " + std::to_string(capacity));
+    if (!detail::cf_capacity_valid(capacity, "CFSetCreateMutable"))
         return nullptr;
-    }
     return detail::cf_ref<CFMutableSetRef>(detail::make_cf_object<cf_set>(cf_callbacks::of(callBacks), true));
 }
 

@@ -2,6 +2,7 @@
 
 #include "sim/control/diagnostics.hpp"
 #include "sim/detail/cf_checked.hpp"
+#include "sim/detail/cf_range_check.hpp"
 #include "sim/detail/cf_string.hpp"
 #include "sim/detail/cf_text_encoding.hpp"
 
@@ -76,12 +77,9 @@ CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char* cStr, CFString
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex numBytes, CFStringEncoding encoding,
                                     Boolean)
 {
-    if (numBytes < 0 || (bytes == nullptr && numBytes > 0))
-    {
-        plinth::sim::report_misuse("CFStringCreateWithBytes: no bytes or a negative length (" +
-                                   std::to_string(numBytes) + ")");
+    if (!detail::cf_input_valid(bytes != nullptr, numBytes, "CFStringCreateWithBytes",
+                                "no bytes or a negative length"))
         return nullptr;
-    }
     return create_from_bytes(bytes, static_cast<std::size_t>(numBytes), encoding);
 }
 

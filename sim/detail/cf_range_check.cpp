@@ -26,4 +26,20 @@ bool cf_index_within(CFIndex index, std::size_t count, char const* function, boo
     return false;
 }
 
+bool cf_input_valid(bool present, CFIndex count, char const* function, char const* problem)
+{
+    if (count >= 0 && (present || count == 0))
+        return true;
+    report_misuse(std::string(function) + ": " + problem + " (" + std::to_string(count) + ")");
+    return false;
+}
+
+bool cf_capacity_valid(CFIndex capacity, char const* function)
+{
+    if (capacity >= 0)
+        return true;
+    report_misuse(std::string(function) + ": negative capacity " + std::to_string(capacity));
+    return false;
+}
+
 } // namespace plinth::sim::detail
