@@ -30,6 +30,13 @@ registry_iterator::level registry_iterator::make_level(registry_entry const* fro
     return made;
 }
 
+void registry_iterator::descend()
+{
+    enter_current_ = false;
+    auto const current = levels_.back().current;
+    levels_.push_back(make_level(current.get()));
+}
+
 void registry_iterator::restart()
 {
     levels_.clear();
@@ -45,11 +52,7 @@ std::shared_ptr<registry_entry> registry_iterator::next()
     for (;;)
     {
         if (enter_current_)
-        {
-            enter_current_ = false;
-            auto const current = levels_.back().current;
-            levels_.push_back(make_level(current.get()));
-        }
+            descend();
         auto& top = levels_.back();
         while (top.position < top.entries.size())
         {
@@ -82,9 +85,7 @@ bool registry_iterator::is_valid() const
 IOReturn registry_iterator::enter_entry()
 {
     std::lock_guard lock(mutex_);
-    enter_current_ = false;
-    auto const current = levels_.back().current;
-    levels_.push_back(make_level(current.get()));
+    descend();
     return kIOReturnSuccess;
 }
 

@@ -42,6 +42,8 @@ private:
     bool recursive() const noexcept;
     level make_level(registry_entry const* from) const;
     void restart();
+    // Makes the entry last returned the level the walk goes on in.
+    void descend();
 
     mutable std::mutex mutex_;
     std::shared_ptr<registry_entry> const root_;
