@@ -108,13 +108,8 @@ service_matcher::service_matcher(dictionary const& matching)
             else
                 impossible_ = true;
         }
-        else if (key == "BSD Name")
-        {
-            if (text)
-                bsd_name_ = *text;
-            else
-                impossible_ = true;
-        }
+        else if (key == "BSD Name" && !text)
+            impossible_ = true; // a text BSD name is compared as a family property below
         else if (key == "IOPathMatch")
         {
             if (text)
@@ -181,8 +176,6 @@ bool service_matcher::matches(registry_model const& model, registry_entry const&
         return false;
     if (!existing_keys_.empty() &&
         std::ranges::none_of(existing_keys_, [&](auto const& key) { return entry.find_property(key) != nullptr; }))
-        return false;
-    if (bsd_name_ && !properties_include(entry.properties(), dictionary{{"BSD Name", value{*bsd_name_}}}))
         return false;
     if (path_ && entry_at_path(model, *path_) != &entry)
         return false;

@@ -19,10 +19,10 @@ class registry_model;
 // - IOPropertyMatch (a dictionary or an array of them): any one is a subset of the
 //   service's properties; IOPropertyExistsMatch (a key or a collection of keys):
 //   any of the keys is present;
-// - IORegistryEntryID, "BSD Name", IOPathMatch, IOParentMatch (any ancestor in
-//   the service plane matches the nested dictionary);
+// - IORegistryEntryID, IOPathMatch, IOParentMatch (any ancestor in the service
+//   plane matches the nested dictionary);
 // - any other key is left to the service's family, which compares it with the
-//   property of that name (idVendor, VendorID…); a HID DeviceUsagePage /
+//   property of that name (idVendor, VendorID, "BSD Name"…); a HID DeviceUsagePage /
 //   DeviceUsage also matches a pair of DeviceUsagePairs. Keys that only steer
 //   driver matching (IOMatchCategory, IOProbeScore, IOClass…) are ignored.
 class service_matcher
@@ -44,7 +44,6 @@ private:
     std::vector<dictionary> property_subsets_;
     std::vector<std::string> existing_keys_;
     std::optional<number> entry_id_;
-    std::optional<std::string> bsd_name_;
     std::optional<std::string> path_;
     std::shared_ptr<service_matcher const> parent_;
     dictionary usage_;
