@@ -2,17 +2,27 @@
 #include "sim/detail/cf_string.hpp"
 #include "sim/detail/cf_text_encoding.hpp"
 
+#include <functional>
 #include <mutex>
 #include <span>
+#include <string_view>
 #include <unordered_map>
 
 namespace plinth::sim::detail {
 namespace {
 
+// Lets a CFSTR text be looked up as it is given, without building a key string:
+// CFSTR stands for a compile-time constant, so its lookup should cost no allocation.
+struct text_hash
+{
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>{}(text); }
+};
+
 struct constant_table
 {
     std::mutex mutex;
-    std::unordered_map<std::string, cf_string const*> strings;
+    std::unordered_map<std::string, cf_string const*, text_hash, std::equal_to<>> strings;
 };
 
 // Never destroyed, like the constants themselves: code running at exit may still
@@ -31,8 +41,7 @@ cf_string const& constant_string(std::string_view text)
 {
     auto& t = table();
     std::lock_guard lock(t.mutex);
-    std::string key(text);
-    auto const found = t.strings.find(key);
+    auto const found = t.strings.find(text);
     if (found != t.strings.end())
         return *found->second;
 
@@ -42,7 +51,7 @@ cf_string const& constant_string(std::string_view text)
         utf8 = decode_to_utf8(bytes, kCFStringEncodingMacRoman);
     auto const* string = new cf_string(std::move(*utf8), true);
     cf_live_objects::instance().add_constant(string);
-    t.strings.emplace(std::move(key), string);
+    t.strings.emplace(text, string);
     return *string;
 }
 
