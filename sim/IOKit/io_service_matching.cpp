@@ -9,7 +9,9 @@
 #include "sim/detail/service_matcher.hpp"
 #include "sim/detail/snapshot_iterator.hpp"
 
+#include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 using namespace plinth::sim::detail;
@@ -18,16 +20,7 @@ namespace {
 
 CFMutableDictionaryRef one_string_dictionary(char const* key, char const* text)
 {
-    if (!text)
-        return nullptr;
-    auto const made = CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                &kCFTypeDictionaryValueCallBacks);
-    auto const cf_key = make_cf_string(key);
-    auto const cf_text = make_cf_string(text);
-    CFDictionarySetValue(made, cf_key, cf_text);
-    CFRelease(cf_key);
-    CFRelease(cf_text);
-    return made;
+    return text ? make_cf_dictionary(plinth::sim::dictionary{{key, std::string(text)}}) : nullptr;
 }
 
 // The services a matching dictionary selects, in registry order; empty for a
@@ -76,15 +69,9 @@ CFMutableDictionaryRef IOBSDNameMatching(mach_port_t mainPort, uint32_t options,
 CFMutableDictionaryRef IORegistryEntryIDMatching(uint64_t entryID)
 {
     count_iokit_call();
-    auto const made = CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                &kCFTypeDictionaryValueCallBacks);
-    auto const cf_key = make_cf_string(kIORegistryEntryIDKey);
-    auto const id = static_cast<SInt64>(entryID);
-    auto const cf_id = CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &id);
-    CFDictionarySetValue(made, cf_key, cf_id);
-    CFRelease(cf_key);
-    CFRelease(cf_id);
-    return made;
+    // A 64-bit number, so that the ID comes back as the SInt64 CFNumber IOKit makes.
+    return make_cf_dictionary(
+        plinth::sim::dictionary{{kIORegistryEntryIDKey, plinth::sim::number{static_cast<std::int64_t>(entryID), 64}}});
 }
 
 kern_return_t IOServiceGetMatchingServices(mach_port_t mainPort, CFDictionaryRef matching, io_iterator_t* existing)
