@@ -19,11 +19,15 @@ namespace {
 // Iterators that a task holds are IOUserIterator objects wrapping the kernel's own.
 constexpr std::string_view iterator_class = "IOUserIterator";
 
-std::string class_of(kernel_object const& object)
+// Hands the class that IOObjectGetClass reports to `use`; an entry's is read
+// under the registry's lock, as an override property may name it.
+template <typename Use>
+auto with_class_of(kernel_object const& object, Use&& use)
 {
     if (auto const* entry = dynamic_cast<registry_entry const*>(&object))
-        return registry_model::instance().read([&](registry_model const&) { return entry->visible_class_name(); });
-    return std::string(iterator_class);
+        return registry_model::instance().read(
+            [&](registry_model const&) { return use(std::string_view(entry->visible_class_name())); });
+    return use(iterator_class);
 }
 
 kern_return_t change_references(io_object_t object, char const* call, kern_return_t (handle_table::*change)(io_object_t))
@@ -60,7 +64,7 @@ kern_return_t IOObjectGetClass(io_object_t object, io_name_t className)
         return found.error;
     if (!className)
         return kIOReturnBadArgument;
-    copy_io_name(class_of(*found.object), className);
+    with_class_of(*found.object, [&](std::string_view name) { copy_io_name(name, className); });
     return KERN_SUCCESS;
 }
 
@@ -68,7 +72,8 @@ CFStringRef IOObjectCopyClass(io_object_t object)
 {
     count_iokit_call();
     auto const found = lookup_object(object, "IOObjectCopyClass");
-    return found ? make_cf_string(class_of(*found.object)) : nullptr;
+    return found ? make_cf_string(with_class_of(*found.object, [](std::string_view name) { return std::string(name); }))
+                 : nullptr;
 }
 
 CFStringRef IOObjectCopySuperclassForClass(CFStringRef classname)
