@@ -21,13 +21,9 @@ void cf_array::insert(std::size_t index, void const* value)
     values_.insert(values_.begin() + static_cast<std::ptrdiff_t>(index), callbacks_.retain_value(value));
 }
 
-// The new value is retained before the old one is released, so that replacing a
-// value with itself never frees it.
 void cf_array::replace(std::size_t index, void const* value)
 {
-    void const* const old_value = values_[index];
-    values_[index] = callbacks_.retain_value(value);
-    callbacks_.release_value(old_value);
+    callbacks_.replace_value(values_[index], value);
 }
 
 void cf_array::remove(std::size_t index)

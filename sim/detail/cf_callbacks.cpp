@@ -61,6 +61,15 @@ void cf_callbacks::release_value(void const* value) const
         release(kCFAllocatorDefault, value);
 }
 
+// The new value is retained before the old one is released, so that replacing a
+// value with itself never frees it.
+void cf_callbacks::replace_value(void const*& slot, void const* value) const
+{
+    void const* const old_value = slot;
+    slot = retain_value(value);
+    release_value(old_value);
+}
+
 bool cf_callbacks::equal_values(void const* a, void const* b) const
 {
     return a == b || (equal != nullptr && equal(a, b));

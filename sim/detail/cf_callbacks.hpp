@@ -28,6 +28,8 @@ struct cf_callbacks
     // What the collection stores for `value`: the retain callback's result.
     void const* retain_value(void const* value) const;
     void release_value(void const* value) const;
+    // Stores `value` in `slot` in place of what it held, releasing that.
+    void replace_value(void const*& slot, void const* value) const;
     bool equal_values(void const* a, void const* b) const;
     CFHashCode hash_value(void const* value) const;
     std::string describe(void const* value) const;

@@ -49,7 +49,7 @@ bool cf_hash_table::add(void const* key, void const* value)
 void cf_hash_table::set(void const* key, void const* value)
 {
     if (auto const* stored = find(key))
-        replace_value(*stored, value);
+        value_callbacks_.replace_value(stored->value, value);
     else
         insert_new(key, value);
 }
@@ -59,7 +59,7 @@ bool cf_hash_table::replace(void const* key, void const* value)
     auto const* stored = find(key);
     if (stored == nullptr)
         return false;
-    replace_value(*stored, value);
+    value_callbacks_.replace_value(stored->value, value);
     return true;
 }
 
@@ -70,15 +70,6 @@ void cf_hash_table::insert_new(void const* key, void const* value)
     void const* const stored_key = key_callbacks_.retain_value(key);
     void const* const stored_value = value_callbacks_.retain_value(value);
     entries_.push_back({stored_key, stored_value});
-}
-
-// The new value is retained before the old one is released, so that replacing a
-// value with itself never frees it.
-void cf_hash_table::replace_value(entry const& stored, void const* value)
-{
-    void const* const old_value = stored.value;
-    stored.value = value_callbacks_.retain_value(value);
-    value_callbacks_.release_value(old_value);
 }
 
 bool cf_hash_table::remove(void const* key)

@@ -76,7 +76,6 @@ private:
                                               boost::multi_index::hashed_unique<key_of_entry, key_hash, key_equal>>>;
 
     void insert_new(void const* key, void const* value);
-    void replace_value(entry const& stored, void const* value);
 
     cf_callbacks key_callbacks_;
     cf_callbacks value_callbacks_;
