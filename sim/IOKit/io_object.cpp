@@ -72,8 +72,7 @@ CFStringRef IOObjectCopyClass(io_object_t object)
 {
     count_iokit_call();
     auto const found = lookup_object(object, "IOObjectCopyClass");
-    return found ? make_cf_string(with_class_of(*found.object, [](std::string_view name) { return std::string(name); }))
-                 : nullptr;
+    return found ? with_class_of(*found.object, [](std::string_view name) { return make_cf_string(name); }) : nullptr;
 }
 
 CFStringRef IOObjectCopySuperclassForClass(CFStringRef classname)
@@ -82,11 +81,10 @@ CFStringRef IOObjectCopySuperclassForClass(CFStringRef classname)
     auto const name = string_from_cf(classname);
     if (!name)
         return nullptr;
-    auto const superclass = registry_model::instance().read([&](registry_model const& model) {
-        auto const found = model.classes().superclass_of(*name);
-        return found ? std::optional<std::string>(*found) : std::nullopt;
+    return registry_model::instance().read([&](registry_model const& model) -> CFStringRef {
+        auto const superclass = model.classes().superclass_of(*name);
+        return superclass ? make_cf_string(*superclass) : nullptr;
     });
-    return superclass ? make_cf_string(*superclass) : nullptr;
 }
 
 CFStringRef IOObjectCopyBundleIdentifierForClass(CFStringRef classname)

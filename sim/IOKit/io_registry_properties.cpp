@@ -8,8 +8,6 @@
 #include "sim/detail/property_to_cf.hpp"
 #include "sim/detail/registry_model.hpp"
 
-#include <optional>
-
 using namespace plinth::sim::detail;
 using plinth::sim::value;
 
@@ -17,20 +15,28 @@ namespace {
 
 // A property of the entry, or of the first entry below (or above) it in the plane
 // that has it, depth first in attach order.
-std::optional<value> search_property(registry_entry const& start, std::string_view plane, std::string const& key,
-                                     IOOptionBits options)
+value const* search_property(registry_entry const& start, std::string_view plane, std::string const& key,
+                             IOOptionBits options)
 {
     if (auto const* own = start.find_property(key))
-        return *own;
+        return own;
     if ((options & kIORegistryIterateRecursively) == 0)
-        return std::nullopt;
+        return nullptr;
     auto const which = (options & kIORegistryIterateParents) != 0 ? link_direction::parents : link_direction::children;
     value const* found = nullptr;
     find_linked(start, plane, which, [&](registry_entry const& entry) {
         found = entry.find_property(key);
         return found != nullptr;
     });
-    return found ? std::optional<value>(*found) : std::nullopt;
+    return found;
+}
+
+// The CF value of a property, made under the registry's lock: making it runs no
+// caller code (only the CF types' own callbacks), so nothing can re-enter the
+// registry, and it spares a deep copy of the property on every read.
+CFTypeRef cf_property_or_null(value const* property)
+{
+    return property ? make_cf_property(*property) : nullptr;
 }
 
 } // namespace
@@ -47,12 +53,8 @@ CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef
     auto const name = string_from_cf(key);
     if (!found || !name)
         return nullptr;
-    auto const property = registry_model::instance().read([&](registry_model const&) -> std::optional<value> {
-        if (auto const* present = found.object->find_property(*name))
-            return *present;
-        return std::nullopt;
-    });
-    return property ? make_cf_property(*property) : nullptr;
+    return registry_model::instance().read(
+        [&](registry_model const&) { return cf_property_or_null(found.object->find_property(*name)); });
 }
 
 kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t entry, CFMutableDictionaryRef* properties,
@@ -67,8 +69,8 @@ kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t entry, CFMut
     auto const found = lookup_entry(entry, "IORegistryEntryCreateCFProperties");
     if (!found)
         return found.error;
-    auto const all = registry_model::instance().read([&](registry_model const&) { return found.object->properties(); });
-    *properties = make_cf_dictionary(all);
+    *properties = registry_model::instance().read(
+        [&](registry_model const&) { return make_cf_dictionary(found.object->properties()); });
     return KERN_SUCCESS;
 }
 
@@ -82,9 +84,9 @@ CFTypeRef IORegistryEntrySearchCFProperty(io_registry_entry_t entry, const io_na
     if (!found || !name)
         return nullptr;
     auto const plane_name = plane_text(plane);
-    auto const property = registry_model::instance().read(
-        [&](registry_model const&) { return search_property(*found.object, plane_name, *name, options); });
-    return property ? make_cf_property(*property) : nullptr;
+    return registry_model::instance().read([&](registry_model const&) {
+        return cf_property_or_null(search_property(*found.object, plane_name, *name, options));
+    });
 }
 
 } // extern "C"

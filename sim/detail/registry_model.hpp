@@ -23,7 +23,10 @@ namespace plinth::sim::detail {
 //
 // Readers call read(), which holds the lock shared while the const queries below
 // run; the control operations take it exclusively. The registry owns no CF
-// objects: callers turn property values into CF values outside the lock.
+// objects: readers make the CF values of properties inside read(), which is safe
+// because making them runs no caller code. CF values that come from the caller
+// (matching dictionaries) are read before the lock is taken, as their callbacks
+// may be the caller's own.
 class registry_model
 {
 public:
