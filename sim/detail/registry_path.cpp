@@ -58,6 +58,20 @@ bool field_matches(std::string_view wanted, std::string_view actual)
     return wanted == actual;
 }
 
+// The location rule of entry_at_path: "1f,3" matches "1F,03".
+bool location_matches(std::string_view wanted, std::string_view location)
+{
+    auto const wanted_fields = split_location(wanted);
+    auto const fields = split_location(location);
+    if (wanted_fields.size() != fields.size())
+        return false;
+    for (std::size_t index = 0; index < fields.size(); ++index)
+        if (wanted_fields[index].separator != fields[index].separator ||
+            !field_matches(wanted_fields[index].text, fields[index].text))
+            return false;
+    return true;
+}
+
 registry_entry* matching_child(registry_entry const& parent, std::string_view plane, std::string_view name,
                                std::optional<std::string_view> location)
 {
@@ -77,19 +91,6 @@ registry_entry* matching_child(registry_entry const& parent, std::string_view pl
 }
 
 } // namespace
-
-bool location_matches(std::string_view wanted, std::string_view location)
-{
-    auto const wanted_fields = split_location(wanted);
-    auto const fields = split_location(location);
-    if (wanted_fields.size() != fields.size())
-        return false;
-    for (std::size_t index = 0; index < fields.size(); ++index)
-        if (wanted_fields[index].separator != fields[index].separator ||
-            !field_matches(wanted_fields[index].text, fields[index].text))
-            return false;
-    return true;
-}
 
 std::optional<std::string> path_of(registry_model const& model, registry_entry const& entry, std::string_view plane)
 {

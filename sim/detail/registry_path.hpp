@@ -25,7 +25,4 @@ std::optional<std::string> path_of(registry_model const& model, registry_entry c
 // values; "@location" alone matches by location only.
 registry_entry* entry_at_path(registry_model const& model, std::string_view path);
 
-// The location rule of entry_at_path: "1f,3" matches "1F,03".
-bool location_matches(std::string_view wanted, std::string_view location);
-
 } // namespace plinth::sim::detail
