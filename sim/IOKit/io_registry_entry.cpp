@@ -147,12 +147,13 @@ kern_return_t IORegistryEntryGetLocationInPlane(io_registry_entry_t entry, const
     if (!location)
         return kIOReturnBadArgument;
     auto const plane_name = plane_text(plane);
-    auto const text = registry_model::instance().read(
-        [&](registry_model const&) { return found.object->location_in_plane(plane_name); });
-    if (!text)
-        return kIOReturnNotFound;
-    copy_io_name(*text, location);
-    return KERN_SUCCESS;
+    return registry_model::instance().read([&](registry_model const&) {
+        auto const& text = found.object->location_in_plane(plane_name);
+        if (!text)
+            return kIOReturnNotFound;
+        copy_io_name(*text, location);
+        return kIOReturnSuccess;
+    });
 }
 
 kern_return_t IORegistryEntryGetPath(io_registry_entry_t entry, const io_name_t plane, io_string_t path)

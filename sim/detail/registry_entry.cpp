@@ -32,7 +32,7 @@ std::string const& registry_entry::name_in_plane(std::string_view plane) const n
     return name_;
 }
 
-std::optional<std::string> registry_entry::location_in_plane(std::string_view plane) const
+std::optional<std::string> const& registry_entry::location_in_plane(std::string_view plane) const noexcept
 {
     if (auto const* in_plane = links(plane); in_plane && in_plane->location)
         return in_plane->location;

@@ -48,7 +48,7 @@ public:
 
     // The name in a plane falls back to the global name, the location likewise.
     std::string const& name_in_plane(std::string_view plane) const noexcept;
-    std::optional<std::string> location_in_plane(std::string_view plane) const;
+    std::optional<std::string> const& location_in_plane(std::string_view plane) const noexcept;
 
     dictionary const& properties() const noexcept { return properties_; }
     value const* find_property(std::string_view key) const noexcept;

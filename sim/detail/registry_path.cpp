@@ -81,7 +81,7 @@ registry_entry* matching_child(registry_entry const& parent, std::string_view pl
             continue;
         if (location)
         {
-            auto const child_location = child->location_in_plane(plane);
+            auto const& child_location = child->location_in_plane(plane);
             if (!child_location || !location_matches(*location, *child_location))
                 continue;
         }
@@ -114,8 +114,11 @@ std::optional<std::string> path_of(registry_model const& model, registry_entry c
     {
         path += '/';
         path += (*step)->name_in_plane(plane);
-        if (auto const location = (*step)->location_in_plane(plane))
-            path += '@' + *location;
+        if (auto const& location = (*step)->location_in_plane(plane))
+        {
+            path += '@';
+            path += *location;
+        }
     }
     return path;
 }
