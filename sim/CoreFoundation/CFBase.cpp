@@ -2,10 +2,10 @@
 #include <CoreFoundation/CFString.h>
 
 #include "sim/control/diagnostics.hpp"
-#include "sim/detail/cf_checked.hpp"
-#include "sim/detail/cf_lifetime.hpp"
-#include "sim/detail/cf_string.hpp"
-#include "sim/detail/cf_type_registry.hpp"
+#include "sim/detail/cf/cf_checked.hpp"
+#include "sim/detail/cf/cf_lifetime.hpp"
+#include "sim/detail/cf/cf_string.hpp"
+#include "sim/detail/cf/cf_type_registry.hpp"
 
 namespace detail = plinth::sim::detail;
 

@@ -1,7 +1,7 @@
 #include <CoreFoundation/CFNumber.h>
 
-#include "sim/detail/cf_boolean.hpp"
-#include "sim/detail/cf_checked.hpp"
+#include "sim/detail/cf/cf_boolean.hpp"
+#include "sim/detail/cf/cf_checked.hpp"
 
 using plinth::sim::detail::cf_boolean;
 

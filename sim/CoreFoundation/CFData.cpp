@@ -1,10 +1,10 @@
 #include <CoreFoundation/CFData.h>
 
 #include "sim/control/diagnostics.hpp"
-#include "sim/detail/cf_checked.hpp"
-#include "sim/detail/cf_data.hpp"
-#include "sim/detail/cf_lifetime.hpp"
-#include "sim/detail/cf_range_check.hpp"
+#include "sim/detail/cf/cf_checked.hpp"
+#include "sim/detail/cf/cf_data.hpp"
+#include "sim/detail/cf/cf_lifetime.hpp"
+#include "sim/detail/cf/cf_range_check.hpp"
 
 #include <algorithm>
 #include <string>

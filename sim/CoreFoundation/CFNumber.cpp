@@ -1,9 +1,9 @@
 #include <CoreFoundation/CFNumber.h>
 
 #include "sim/control/diagnostics.hpp"
-#include "sim/detail/cf_checked.hpp"
-#include "sim/detail/cf_lifetime.hpp"
-#include "sim/detail/cf_number.hpp"
+#include "sim/detail/cf/cf_checked.hpp"
+#include "sim/detail/cf/cf_lifetime.hpp"
+#include "sim/detail/cf/cf_number.hpp"
 
 #include <string>
 

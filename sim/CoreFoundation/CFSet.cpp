@@ -1,10 +1,10 @@
 #include <CoreFoundation/CFSet.h>
 
 #include "sim/control/diagnostics.hpp"
-#include "sim/detail/cf_checked.hpp"
-#include "sim/detail/cf_lifetime.hpp"
-#include "sim/detail/cf_range_check.hpp"
-#include "sim/detail/cf_set.hpp"
+#include "sim/detail/cf/cf_checked.hpp"
+#include "sim/detail/cf/cf_lifetime.hpp"
+#include "sim/detail/cf/cf_range_check.hpp"
+#include "sim/detail/cf/cf_set.hpp"
 
 
 namespace detail = plinth::sim::detail;

@@ -1,10 +1,10 @@
 #include <CoreFoundation/CFString.h>
 
 #include "sim/control/diagnostics.hpp"
-#include "sim/detail/cf_checked.hpp"
-#include "sim/detail/cf_range_check.hpp"
-#include "sim/detail/cf_string.hpp"
-#include "sim/detail/cf_text_encoding.hpp"
+#include "sim/detail/cf/cf_checked.hpp"
+#include "sim/detail/cf/cf_range_check.hpp"
+#include "sim/detail/cf/cf_string.hpp"
+#include "sim/detail/cf/cf_text_encoding.hpp"
 
 #include <algorithm>
 #include <cstdio>

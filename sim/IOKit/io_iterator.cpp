@@ -1,10 +1,10 @@
 #include <IOKit/IOKitLib.h>
 
-#include "sim/detail/io_name_text.hpp"
-#include "sim/detail/iokit_call_counter.hpp"
-#include "sim/detail/object_lookup.hpp"
-#include "sim/detail/registry_iterator.hpp"
-#include "sim/detail/registry_model.hpp"
+#include "sim/detail/kernel/io_name_text.hpp"
+#include "sim/detail/kernel/iokit_call_counter.hpp"
+#include "sim/detail/kernel/object_lookup.hpp"
+#include "sim/detail/registry/registry_iterator.hpp"
+#include "sim/detail/registry/registry_model.hpp"
 
 #include <string>
 

@@ -1,7 +1,7 @@
 #include <IOKit/IOKitLib.h>
 
-#include "sim/detail/iokit_call_counter.hpp"
-#include "sim/detail/object_lookup.hpp"
+#include "sim/detail/kernel/iokit_call_counter.hpp"
+#include "sim/detail/kernel/object_lookup.hpp"
 
 // Every registry call takes port 0 as the default main port; IOMainPort hands out
 // a name of its own that the calls accept as well.

@@ -1,14 +1,14 @@
 #include <IOKit/IOKitLib.h>
 
 #include "sim/control/diagnostics.hpp"
-#include "sim/detail/handle_table.hpp"
-#include "sim/detail/hex_text.hpp"
-#include "sim/detail/io_name_text.hpp"
-#include "sim/detail/iokit_call_counter.hpp"
-#include "sim/detail/object_lookup.hpp"
-#include "sim/detail/property_from_cf.hpp"
-#include "sim/detail/property_to_cf.hpp"
-#include "sim/detail/registry_model.hpp"
+#include "sim/detail/kernel/handle_table.hpp"
+#include "sim/detail/kernel/hex_text.hpp"
+#include "sim/detail/kernel/io_name_text.hpp"
+#include "sim/detail/kernel/iokit_call_counter.hpp"
+#include "sim/detail/kernel/object_lookup.hpp"
+#include "sim/detail/registry/property_from_cf.hpp"
+#include "sim/detail/registry/property_to_cf.hpp"
+#include "sim/detail/registry/registry_model.hpp"
 
 #include <string>
 

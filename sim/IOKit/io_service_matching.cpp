@@ -1,13 +1,13 @@
 #include <IOKit/IOBSD.h>
 #include <IOKit/IOKitLib.h>
 
-#include "sim/detail/iokit_call_counter.hpp"
-#include "sim/detail/object_lookup.hpp"
-#include "sim/detail/property_from_cf.hpp"
-#include "sim/detail/property_to_cf.hpp"
-#include "sim/detail/registry_model.hpp"
-#include "sim/detail/service_matcher.hpp"
-#include "sim/detail/snapshot_iterator.hpp"
+#include "sim/detail/kernel/iokit_call_counter.hpp"
+#include "sim/detail/kernel/object_lookup.hpp"
+#include "sim/detail/registry/property_from_cf.hpp"
+#include "sim/detail/registry/property_to_cf.hpp"
+#include "sim/detail/registry/registry_model.hpp"
+#include "sim/detail/registry/service_matcher.hpp"
+#include "sim/detail/registry/snapshot_iterator.hpp"
 
 #include <cstdint>
 #include <optional>

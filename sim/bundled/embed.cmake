@@ -11,7 +11,7 @@ foreach(input IN LISTS INPUTS)
   math(EXPR index "${index} + 1")
 endforeach()
 file(WRITE ${OUTPUT}.tmp "// Generated from sim/bundled/*.xml; do not edit.
-#include \"sim/detail/bundled_registry.hpp\"
+#include \"sim/detail/registry/bundled_registry.hpp\"
 
 // A dump is one long literal on purpose: compilers take literals far beyond the
 // 65536 characters that the standard asks them to, and -Wpedantic would say so.

@@ -1,6 +1,6 @@
 #include "sim/control/diagnostics.hpp"
 
-#include "sim/detail/cf_live_objects.hpp"
+#include "sim/detail/cf/cf_live_objects.hpp"
 
 namespace plinth::sim {
 

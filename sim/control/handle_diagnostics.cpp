@@ -1,7 +1,7 @@
 #include "sim/control/diagnostics.hpp"
 
-#include "sim/detail/handle_table.hpp"
-#include "sim/detail/iokit_call_counter.hpp"
+#include "sim/detail/kernel/handle_table.hpp"
+#include "sim/detail/kernel/iokit_call_counter.hpp"
 
 namespace plinth::sim {
 

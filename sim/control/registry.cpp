@@ -1,8 +1,8 @@
 #include "sim/control/registry.hpp"
 
 #include "sim/control/loaders.hpp"
-#include "sim/detail/bundled_registry.hpp"
-#include "sim/detail/registry_model.hpp"
+#include "sim/detail/registry/bundled_registry.hpp"
+#include "sim/detail/registry/registry_model.hpp"
 
 #include <vector>
 

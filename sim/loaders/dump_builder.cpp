@@ -1,6 +1,6 @@
 #include "sim/loaders/dump_builder.hpp"
 
-#include "sim/detail/hex_text.hpp"
+#include "sim/detail/kernel/hex_text.hpp"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "sim/detail/builtin_classes.hpp"
+#include "sim/detail/registry/builtin_classes.hpp"
 
 #include <boost/algorithm/string/classification.hpp>
 #include <boost/algorithm/string/split.hpp>
