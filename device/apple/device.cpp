@@ -147,6 +147,11 @@ bool device::is_in_plane(plane p) const noexcept
     return entry_.in_plane(to_string(p));
 }
 
+io_kit::io_registry_entry const& device::get_entry() const noexcept
+{
+    return entry_;
+}
+
 bool operator!=(device const& a, device const& b)
 {
     return !(a == b);

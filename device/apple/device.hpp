@@ -71,6 +71,10 @@ public:
     // Whether the entry is attached in `p`; false for the empty device.
     bool is_in_plane(plane p) const noexcept;
 
+    // The entry wrapper itself, for the views that must ask the registry in a way
+    // get_property does not (a property read without its conversion errors).
+    io_kit::io_registry_entry const& get_entry() const noexcept;
+
 private:
     io_kit::io_registry_entry entry_;
 };
