@@ -222,7 +222,11 @@ boolean_t IORegistryEntryInPlane(io_registry_entry_t entry, const io_name_t plan
     if (!found)
         return false;
     auto const plane_name = plane_text(plane);
-    return registry_model::instance().read([&](registry_model const&) { return found.object->attached_in(plane_name); });
+    return registry_model::instance().read([&](registry_model const& model) {
+        // The kernel finds no plane by an unregistered name and then asks whether the
+        // entry is attached in any plane at all.
+        return model.knows_plane(plane_name) ? found.object->attached_in(plane_name) : found.object->attached_anywhere();
+    });
 }
 
 } // extern "C"

@@ -60,8 +60,34 @@ TEST_F(io_navigation, no_parent_child_or_plane_is_a_null_handle)
     auto const keyboard = find_entry(m.keyboard);
     EXPECT_TRUE(IORegistryEntryInPlane(keyboard.get(), kIOServicePlane));
     EXPECT_TRUE(IORegistryEntryInPlane(keyboard.get(), kIOPowerPlane));
-    EXPECT_FALSE(IORegistryEntryInPlane(keyboard.get(), kIODeviceTreePlane));
+    EXPECT_FALSE(IORegistryEntryInPlane(find_entry(m.lpc).get(), kIOUSBPlane));
     EXPECT_FALSE(IORegistryEntryInPlane(root.get(), kIOServicePlane));
+}
+
+TEST_F(io_navigation, a_plane_exists_once_a_link_names_it_and_an_unregistered_one_asks_for_any_plane)
+{
+    auto const lpc = find_entry(m.lpc);
+    handle root(IORegistryGetRootEntry(kIOMainPortDefault));
+    // No entry of this machine is in IODeviceTree or IOFireWire: the kernel finds no
+    // such plane and answers whether the entry is attached anywhere.
+    for (auto const* unregistered : {kIODeviceTreePlane, kIOFireWirePlane, "IONoSuchPlane"})
+    {
+        EXPECT_TRUE(IORegistryEntryInPlane(lpc.get(), unregistered)) << unregistered;
+        EXPECT_FALSE(IORegistryEntryInPlane(root.get(), unregistered)) << "the root hangs nowhere";
+        io_iterator_t iterator = 0xdead;
+        EXPECT_EQ(IORegistryEntryGetChildIterator(root.get(), unregistered, &iterator), KERN_SUCCESS);
+        EXPECT_EQ(iterator, IO_OBJECT_NULL) << unregistered;
+    }
+
+    sim::attach(m.lpc, sim::root_entry_id, kIODeviceTreePlane);
+    EXPECT_FALSE(IORegistryEntryInPlane(find_entry(m.pci).get(), kIODeviceTreePlane)) << "registered now";
+    EXPECT_TRUE(IORegistryEntryInPlane(lpc.get(), kIODeviceTreePlane));
+
+    sim::reset_registry();
+    EXPECT_FALSE(IORegistryEntryInPlane(root.get(), kIOServicePlane));
+    io_iterator_t iterator = 0xdead;
+    EXPECT_EQ(IORegistryEntryGetChildIterator(root.get(), kIOUSBPlane, &iterator), KERN_SUCCESS);
+    EXPECT_EQ(iterator, IO_OBJECT_NULL) << "a fresh machine has the IOService plane alone";
 }
 
 TEST_F(io_navigation, names_and_locations_fall_back_from_plane_to_global)

@@ -95,4 +95,9 @@ plane_links& registry_entry::links_for(std::string const& plane)
     return planes_[plane];
 }
 
+bool registry_entry::attached_anywhere() const noexcept
+{
+    return std::ranges::any_of(planes_, [](auto const& plane) { return !plane.second.parents.empty(); });
+}
+
 } // namespace plinth::sim::detail

@@ -60,6 +60,8 @@ public:
     std::span<registry_entry* const> linked(std::string_view plane, link_direction which) const noexcept;
     // Whether the entry hangs below a parent in the plane (the root hangs nowhere).
     bool attached_in(std::string_view plane) const noexcept { return !linked(plane, link_direction::parents).empty(); }
+    // Whether the entry hangs below a parent in any plane.
+    bool attached_anywhere() const noexcept;
     plane_links& links_for(std::string const& plane);
     std::map<std::string, plane_links, std::less<>> const& all_links() const noexcept { return planes_; }
     void clear_links() noexcept { planes_.clear(); }

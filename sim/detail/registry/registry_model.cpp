@@ -13,9 +13,6 @@ namespace {
 
 constexpr std::string_view service_plane = "IOService";
 
-// The planes every Mac's registry has, whether or not an entry is attached in them.
-constexpr std::string_view standard_planes[] = {"IOService", "IOPower", "IODeviceTree",
-                                                "IOAudio",   "IOFireWire", "IOUSB"};
 
 // Registry entry IDs handed out by add_entry start above the root's and grow for
 // the life of the process, as the kernel's do until reboot.
@@ -55,7 +52,9 @@ void registry_model::reset_locked()
     }
     entries_.clear();
     root_ = create_entry(root_entry_id, "IORegistryEntry", "Root", std::nullopt, service_plane);
-    planes_ = {std::begin(standard_planes), std::end(standard_planes)};
+    // A plane exists once some family registers it, as on a Mac without FireWire
+    // there is no IOFireWire plane: here, once a link or a dump names it.
+    planes_ = {std::string(service_plane)};
     classes_ = class_table{};
     ++generation_;
 }
