@@ -77,6 +77,14 @@ parsed_command_line parse_command_line(int argc, char const* const* argv)
             chosen.id = parse_entry_id(id_text);
     });
 
+    auto* usb = app.add_subcommand("usb", "Every USB device, nested by hub where the registry has the IOUSB plane");
+    usb->add_flag("--verbose,-v", chosen.verbose, "Add each device's descriptor fields");
+    usb->callback([&chosen] { chosen.what = command::usb; });
+    app.add_subcommand("pci", "Every PCI function: identity, class, revision, subsystem and registry path")
+        ->callback([&chosen] { chosen.what = command::pci; });
+    app.add_subcommand("serial", "Every serial port: device files, terminal name, type and the USB device it is on")
+        ->callback([&chosen] { chosen.what = command::serial; });
+
     try {
         app.parse(argc, argv);
     }

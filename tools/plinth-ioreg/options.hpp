@@ -11,6 +11,9 @@ enum class command
 {
     tree,
     show,
+    usb,
+    pci,
+    serial,
 };
 
 // What the command line asks for.
@@ -20,6 +23,7 @@ struct options
     std::string plane = "IOService";
     bool json = false;
     bool properties = false;              // tree: the property block under each entry
+    bool verbose = false;                 // usb: each device's descriptor too
     std::vector<std::string> registries;  // "[PLANE=]FILE" dumps to load instead of the default registry
     std::optional<std::string> path;      // show: the entry by registry path
     std::optional<std::uint64_t> id;      // show: the entry by registry entry ID
