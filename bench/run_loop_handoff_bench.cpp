@@ -68,7 +68,8 @@ void run_loop_source_handoff(benchmark::State& state)
     std::atomic<bool> quit{false};
     std::thread loop_thread([&] {
         CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
-        published.set_value(CFRunLoopGetCurrent());
+        // Held past the thread's end, which frees the thread's own reference.
+        published.set_value(static_cast<CFRunLoopRef>(const_cast<void*>(CFRetain(CFRunLoopGetCurrent()))));
         while (!quit)
             CFRunLoopRunInMode(kCFRunLoopDefaultMode, 60, false);
     });
@@ -88,6 +89,7 @@ void run_loop_source_handoff(benchmark::State& state)
     auto finished = std::async(std::launch::async, [&] { loop_thread.join(); });
     while (finished.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
         CFRunLoopStop(loop);
+    CFRelease(loop);
     CFRelease(source);
     report(state, latencies);
 }

@@ -103,7 +103,8 @@ public:
         std::promise<void> ready;
         auto started = ready.get_future();
         thread_ = std::thread([this, port, &ready] {
-            loop_ = CFRunLoopGetCurrent();
+            // Held past the thread's end, which frees the thread's own reference.
+            loop_ = static_cast<CFRunLoopRef>(const_cast<void*>(CFRetain(CFRunLoopGetCurrent())));
             id_ = std::this_thread::get_id();
             CFRunLoopAddSource(loop_, IONotificationPortGetRunLoopSource(port), kCFRunLoopDefaultMode);
             ready.set_value();
@@ -125,6 +126,7 @@ public:
         auto finished = std::async(std::launch::async, [this] { thread_.join(); });
         while (finished.wait_for(1ms) != std::future_status::ready)
             CFRunLoopStop(loop_);
+        CFRelease(loop_);
     }
 
     std::thread::id thread_id() const { return id_; }

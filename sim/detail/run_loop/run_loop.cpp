@@ -388,27 +388,25 @@ CFRunLoopRunResult run_loop::run_in_mode(CFStringRef mode, CFTimeInterval second
     return result;
 }
 
+// Both notify with the mutex held: the loop's thread may end, and free the loop,
+// as soon as it sees the flag, and the loop's destructor takes the mutex first.
 void run_loop::stop()
 {
-    {
-        std::lock_guard guard(mutex());
-        // A loop that is not running forgets the stop: the next run starts afresh.
-        if (activations_.empty())
-            return;
-        activations_.back()->stopped = true;
-        wake_pending_ = true;
-    }
+    std::lock_guard guard(mutex());
+    // A loop that is not running forgets the stop: the next run starts afresh.
+    if (activations_.empty())
+        return;
+    activations_.back()->stopped = true;
+    wake_pending_ = true;
     wake_.notify_one();
 }
 
 void run_loop::wake_up()
 {
-    {
-        std::lock_guard guard(mutex());
-        if (activations_.empty())
-            return;
-        wake_pending_ = true;
-    }
+    std::lock_guard guard(mutex());
+    if (activations_.empty())
+        return;
+    wake_pending_ = true;
     wake_.notify_one();
 }
 
