@@ -5,6 +5,7 @@
 #include <IOKit/IOKitLib.h>
 #include <IOKit/IOMessage.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -344,6 +345,72 @@ TEST_F(io_notification_test, refuses_unknown_types_and_consumes_the_dictionary)
     EXPECT_EQ(IOServiceAddMatchingNotification(port, kIOFirstMatchNotification, nullptr, recorder::matched, nullptr,
                                                &iterator),
               kIOReturnBadArgument);
+    IONotificationPortDestroy(port);
+}
+
+} // namespace
+
+namespace {
+
+TEST_F(io_notification_test, holds_at_most_1024_arrivals)
+{
+    IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
+    handle iterator;
+    ASSERT_EQ(IOServiceAddMatchingNotification(port, kIOMatchedNotification, IOServiceMatching("IOUSBHostDevice"),
+                                               recorder::matched, nullptr, iterator.out()),
+              KERN_SUCCESS);
+    for (int i = 0; i < 1030; ++i)
+        add_device("Many");
+    EXPECT_EQ(drain(iterator.get()).size(), 1024u);
+    iterator = handle();
+    IONotificationPortDestroy(port);
+}
+
+// Services published from several threads at once while the loop's callback
+// drains: each arrives exactly once, whatever the interleaving of arming,
+// firing and draining.
+TEST_F(io_notification_test, services_added_from_several_threads_each_arrive_once)
+{
+    constexpr int threads = 4;
+    constexpr int per_thread = 100;
+    IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
+    recorder seen;
+    handle iterator;
+    ASSERT_EQ(IOServiceAddMatchingNotification(port, kIOFirstMatchNotification, IOServiceMatching("IOUSBHostDevice"),
+                                               recorder::matched, &seen, iterator.out()),
+              KERN_SUCCESS);
+    drain(iterator.get());
+    serving_loop loop(port);
+    std::vector<std::thread> adders;
+    for (int t = 0; t < threads; ++t)
+        adders.emplace_back([] {
+            for (int i = 0; i < per_thread; ++i)
+                add_device("Concurrent");
+        });
+    for (auto& adder : adders)
+        adder.join();
+    auto const total = [&] {
+        std::lock_guard guard(seen.mutex);
+        std::size_t count = 0;
+        for (auto const& e : seen.events)
+            count += e.drained.size();
+        return count;
+    };
+    auto const until = std::chrono::steady_clock::now() + 10s;
+    while (total() < threads * per_thread && std::chrono::steady_clock::now() < until)
+        std::this_thread::sleep_for(1ms);
+    loop.stop();
+    EXPECT_EQ(total(), static_cast<std::size_t>(threads * per_thread));
+    std::lock_guard guard(seen.mutex);
+    std::vector<std::uint64_t> all;
+    for (auto const& e : seen.events)
+    {
+        EXPECT_EQ(e.thread, loop.thread_id());
+        all.insert(all.end(), e.drained.begin(), e.drained.end());
+    }
+    std::sort(all.begin(), all.end());
+    EXPECT_EQ(std::adjacent_find(all.begin(), all.end()), all.end()) << "no service twice";
+    iterator = handle();
     IONotificationPortDestroy(port);
 }
 

@@ -21,8 +21,15 @@ matching_notification::matching_notification(kind k, service_matcher matcher, st
     std::reverse(pending_.begin(), pending_.end());
 }
 
+void matching_notification::set_name(io_iterator_t name)
+{
+    std::lock_guard guard(mutex_);
+    name_ = name;
+}
+
 void matching_notification::arrive(std::shared_ptr<registry_entry> entry)
 {
+    io_iterator_t name = 0;
     {
         std::lock_guard guard(mutex_);
         if (pending_.size() < max_pending)
@@ -30,10 +37,11 @@ void matching_notification::arrive(std::shared_ptr<registry_entry> entry)
         if (!armed_)
             return;
         armed_ = false;
+        name = name_;
     }
     // The callback reaches the caller only while the caller holds the iterator.
     std::weak_ptr<kernel_object> const self = weak_from_this();
-    port_->post([self, callback = callback_, refcon = refcon_, name = name_] {
+    port_->post([self, callback = callback_, refcon = refcon_, name] {
         if (auto const alive = self.lock(); alive && callback != nullptr)
             callback(refcon, name);
     });

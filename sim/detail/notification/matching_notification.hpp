@@ -39,7 +39,7 @@ public:
     service_matcher const& matcher() const noexcept { return matcher_; }
 
     // The caller's name for this iterator, which the callback is given.
-    void set_name(io_iterator_t name) noexcept { name_ = name; }
+    void set_name(io_iterator_t name);
 
     // A matching service arrived: held for the caller, and the callback posted to
     // the port if armed.
