@@ -1,11 +1,13 @@
-#include "sim/cf_support.hpp"
 #include "sim/run_loop_support.hpp"
 #include "support/sim_test.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <future>
+#include <mutex>
 #include <thread>
 #include <vector>
 
