@@ -29,6 +29,10 @@ typedef void (*IOServiceMatchingCallback)(void* refcon, io_iterator_t iterator);
 typedef void (*IOServiceInterestCallback)(void* refcon, io_service_t service, uint32_t messageType,
                                           void* messageArgument);
 
+IONotificationPortRef IONotificationPortCreate(mach_port_t mainPort);
+void IONotificationPortDestroy(IONotificationPortRef notify);
+CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef notify);
+
 // Objects.
 kern_return_t IOObjectRelease(io_object_t object);
 kern_return_t IOObjectRetain(io_object_t object);
@@ -51,6 +55,15 @@ boolean_t IOIteratorIsValid(io_iterator_t iterator);
 io_service_t IOServiceGetMatchingService(mach_port_t mainPort, CFDictionaryRef matching);
 kern_return_t IOServiceGetMatchingServices(mach_port_t mainPort, CFDictionaryRef matching,
                                            io_iterator_t* existing);
+
+// Notifications of services that arrive or leave (consumes one reference of
+// `matching`), and of one service's messages.
+kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef notifyPort, const io_name_t notificationType,
+                                               CFDictionaryRef matching, IOServiceMatchingCallback callback,
+                                               void* refCon, io_iterator_t* notification);
+kern_return_t IOServiceAddInterestNotification(IONotificationPortRef notifyPort, io_service_t service,
+                                               const io_name_t interestType, IOServiceInterestCallback callback,
+                                               void* refCon, io_object_t* notification);
 
 CFMutableDictionaryRef IOServiceMatching(const char* name);
 CFMutableDictionaryRef IOServiceNameMatching(const char* name);

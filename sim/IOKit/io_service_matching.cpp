@@ -3,10 +3,8 @@
 
 #include "sim/detail/kernel/iokit_call_counter.hpp"
 #include "sim/detail/kernel/object_lookup.hpp"
-#include "sim/detail/registry/property_from_cf.hpp"
+#include "sim/detail/registry/matching_services.hpp"
 #include "sim/detail/registry/property_to_cf.hpp"
-#include "sim/detail/registry/registry_model.hpp"
-#include "sim/detail/registry/service_matcher.hpp"
 #include "sim/detail/registry/snapshot_iterator.hpp"
 
 #include <cstdint>
@@ -23,22 +21,14 @@ CFMutableDictionaryRef one_string_dictionary(char const* key, char const* text)
     return text ? make_cf_dictionary(plinth::sim::dictionary{{key, std::string(text)}}) : nullptr;
 }
 
-// The services a matching dictionary selects, in registry order; empty for a
-// value that is not a dictionary. The dictionary is read before the registry is
-// locked, so that no CF call runs under the registry's lock.
+// The services a matching dictionary selects, in registry order; nothing for a
+// value that is not a dictionary.
 std::optional<std::vector<std::shared_ptr<registry_entry>>> matching_services(CFDictionaryRef matching)
 {
-    if (CFGetTypeID(matching) != CFDictionaryGetTypeID())
+    auto const matcher = matcher_from_cf(matching);
+    if (!matcher)
         return std::nullopt;
-    auto const table = value_from_cf(matching);
-    if (!table)
-        return std::nullopt;
-    service_matcher const matcher(std::get<plinth::sim::dictionary>(table->content));
-    return registry_model::instance().read([&](registry_model const& model) {
-        auto services = model.services();
-        std::erase_if(services, [&](auto const& service) { return !matcher.matches(model, *service); });
-        return services;
-    });
+    return services_matching(*matcher);
 }
 
 } // namespace

@@ -1,0 +1,94 @@
+#pragma once
+
+#include "sim/detail/cf/cf_object.hpp"
+
+#include <CoreFoundation/CFRunLoop.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace plinth::sim::detail {
+
+class run_loop_source;
+
+// A thread's run loop. All loops and sources share one mutex: their state is a few
+// flags and lists, and the shared mutex lets a source leave every loop it is in
+// without lock ordering. Callouts (perform, schedule, cancel, and the release of
+// anything whose last reference goes) run with it released, so they may call back
+// into any run-loop function.
+class run_loop final : public cf_object
+{
+public:
+    run_loop();
+    ~run_loop() override;
+
+    static CFTypeID class_type_id();
+    static std::mutex& mutex();
+
+    // The calling thread's loop, made on first use and released when the thread ends.
+    static run_loop* current();
+    static run_loop* main();
+
+    CFRunLoopRunResult run_in_mode(CFStringRef mode, CFTimeInterval seconds, bool return_after_source_handled);
+    void stop();
+    void wake_up();
+    bool is_waiting() const;
+    // The mode of the innermost run (retained), or nullptr when not running.
+    CFStringRef copy_current_mode() const;
+
+    void add_source(run_loop_source* source, CFStringRef mode);
+    void remove_source(run_loop_source* source, CFStringRef mode);
+    bool contains_source(run_loop_source* source, CFStringRef mode) const;
+    void add_common_mode(CFStringRef mode);
+
+    // Takes a source out of every loop and mode it is in, with its cancel callouts.
+    static void invalidate(run_loop_source* source);
+
+    // Takes every source out of every mode, with cancel callouts: the thread that
+    // owns the loop is ending.
+    void thread_ended();
+
+    std::string description() const override;
+
+private:
+    struct mode_state
+    {
+        CFStringRef name = nullptr; // retained
+        std::vector<run_loop_source*> sources; // retained
+    };
+    struct activation
+    {
+        std::string mode;
+        bool stopped = false;
+    };
+    // A schedule or cancel callout to make, and the reference to drop after it.
+    struct callout
+    {
+        run_loop_source* source;
+        run_loop* loop;
+        CFStringRef mode;
+    };
+    using lock = std::unique_lock<std::mutex>;
+
+    mode_state& mode_named(CFStringRef name, std::string const& key);
+    void add_locked(run_loop_source* source, CFStringRef name, std::vector<callout>& callouts);
+    void remove_locked(run_loop_source* source, std::string const& mode, std::vector<callout>& callouts);
+    bool mode_is_empty(std::string const& mode) const;
+    bool perform_ready_sources(lock& held, std::string const& mode, bool only_one);
+    static void run_callouts(std::vector<callout> const& callouts, bool schedule);
+
+    std::map<std::string, mode_state> modes_;
+    std::set<std::string> common_modes_;
+    std::vector<run_loop_source*> common_items_; // not retained: each is in the common modes
+    std::vector<activation*> activations_;
+    std::condition_variable wake_;
+    bool wake_pending_ = false;
+    bool waiting_ = false;
+};
+
+} // namespace plinth::sim::detail
