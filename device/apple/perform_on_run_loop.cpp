@@ -42,7 +42,7 @@ void perform_on_run_loop(CFRunLoopRef loop, CFStringRef mode, rig::oneshot_funct
     context.release = release;
     context.perform = perform;
     CF::AutoPointer const source(CFRunLoopSourceCreate(nullptr, 0, &context));
-    if (!source)
+    if (source.GetTypeRef() == nullptr)
         throw std::bad_alloc();
     auto const ref = static_cast<CFRunLoopSourceRef>(const_cast<void*>(source.GetTypeRef()));
     // From here on the source owns the record and frees it when it goes.
