@@ -38,4 +38,20 @@ TEST_F(perform_on_run_loop_test, runs_the_call_once_on_the_loop_thread_in_its_mo
     EXPECT_EQ(ran_on, loop_id);
 }
 
+// A call queued in a mode the loop never runs is destroyed unrun with the loop,
+// and the sim_test fixture checks that no source is left behind.
+TEST_F(perform_on_run_loop_test, destroys_an_unserved_call_when_its_loop_goes)
+{
+    auto const owned = std::make_shared<int>(0);
+    std::weak_ptr<int> const watch = owned;
+    bool ran = false;
+    std::thread loop_thread([&, held = owned]() mutable {
+        perform_on_run_loop(CFRunLoopGetCurrent(), CFSTR("read"), [&ran, kept = std::move(held)] { ran = true; });
+        CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.01, true);
+    });
+    loop_thread.join();
+    EXPECT_FALSE(ran);
+    EXPECT_EQ(watch.use_count(), 1);
+}
+
 } // namespace
