@@ -1,5 +1,7 @@
 #include "device/apple/usb_device.hpp"
 
+#include "device/apple/detail/property_as.hpp"
+
 #include "error/errc.hpp"
 #include "io_kit/cf/auto_pointer.hpp"
 #include "io_kit/cf/number.hpp"
@@ -24,12 +26,12 @@ constexpr char const* usb_host_device_class = "IOUSBHostDevice";
 
 int get_int(device const& d, char const* key)
 {
-    return mpark::get<int>(d.get_property(key));
+    return detail::property_as<int>(d, key);
 }
 
 std::string get_string(device const& d, char const* key)
 {
-    return mpark::get<std::string>(d.get_property(key));
+    return detail::property_as<std::string>(d, key);
 }
 
 // The bytes in host byte order, as the kernel stored the number: at most four of

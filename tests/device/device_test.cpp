@@ -1,6 +1,6 @@
 #include "device/apple/device.hpp"
 #include "error/errc.hpp"
-#include "io_kit/io_kit_support.hpp"
+#include "device/device_support.hpp"
 #include "support/sim_test.hpp"
 #include "support/system_error.hpp"
 
@@ -47,7 +47,7 @@ protected:
         sim::attach(usb_, controller_, "IOUSB");
     }
 
-    static device find(sim::entry_id id) { return device(plinth::testing::entry_by_id(id)); }
+    static device find(sim::entry_id id) { return plinth::testing::find_device(id); }
 
     sim::entry_id platform_ = 0;
     sim::entry_id controller_ = 0;

@@ -1,7 +1,7 @@
 #include "device/apple/serial_bsd_client.hpp"
 #include "device/apple/usb_device.hpp"
 #include "error/errc.hpp"
-#include "io_kit/io_kit_support.hpp"
+#include "device/device_support.hpp"
 #include "support/sim_test.hpp"
 #include "support/system_error.hpp"
 
@@ -13,10 +13,7 @@ using plinth::apple::serial_bsd_client;
 using plinth::apple::usb_device;
 namespace sim = plinth::sim;
 
-device find(sim::entry_id id)
-{
-    return device(plinth::testing::entry_by_id(id));
-}
+using plinth::testing::find_device;
 
 // A USB serial adapter: the port's BSD client sits two levels below the USB device.
 class serial_bsd_client_test : public plinth::testing::sim_test
@@ -47,7 +44,7 @@ protected:
 
 TEST_F(serial_bsd_client_test, reads_the_port_names_and_finds_its_usb_adapter_above)
 {
-    serial_bsd_client const port(find(port_));
+    serial_bsd_client const port(find_device(port_));
     ASSERT_TRUE(port);
     EXPECT_EQ(port.get_tty_base_name(), "usbserial-");
     EXPECT_EQ(port.get_tty_suffix(), "A50285BI");
@@ -64,15 +61,15 @@ TEST_F(serial_bsd_client_test, reads_the_port_names_and_finds_its_usb_adapter_ab
 
 TEST_F(serial_bsd_client_test, other_kinds_are_null_and_values_are_never_converted)
 {
-    serial_bsd_client const not_serial(find(adapter_));
+    serial_bsd_client const not_serial(find_device(adapter_));
     EXPECT_FALSE(not_serial);
     auto const error = plinth::testing::system_error_of([&] { (void)not_serial.get_callout_device(); });
     EXPECT_EQ(error.code(), plinth::make_error_code(plinth::errc::property_not_found));
 
     sim::set_property(port_, "IOCalloutDevice", sim::data{'/', 'd'});
-    EXPECT_THROW((void)serial_bsd_client(find(port_)).get_callout_device(), mpark::bad_variant_access);
+    EXPECT_THROW((void)serial_bsd_client(find_device(port_)).get_callout_device(), mpark::bad_variant_access);
     sim::remove_property(port_, "IODialinDevice");
-    EXPECT_THROW((void)serial_bsd_client(find(port_)).get_dialin_device(), boost::system::system_error);
+    EXPECT_THROW((void)serial_bsd_client(find_device(port_)).get_dialin_device(), boost::system::system_error);
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "device/apple/usb_device.hpp"
 #include "error/errc.hpp"
-#include "io_kit/io_kit_support.hpp"
+#include "device/device_support.hpp"
 #include "support/sim_test.hpp"
 #include "support/system_error.hpp"
 
@@ -17,10 +17,7 @@ using plinth::apple::filter_usb_device;
 using plinth::apple::usb_device;
 namespace sim = plinth::sim;
 
-device find(sim::entry_id id)
-{
-    return device(plinth::testing::entry_by_id(id));
-}
+using plinth::testing::find_device;
 
 sim::dictionary usb_properties(std::int64_t location, sim::dictionary extra = {})
 {
@@ -83,9 +80,9 @@ protected:
         for (std::size_t i = 1; i < parents.size(); ++i)
             sim::attach(id, parents[i], "IOService");
         if (!parents.empty())
-            return usb_device(find(id));
+            return usb_device(find_device(id));
         // Matching finds services only: reach the orphan through the device tree.
-        auto children = find(platform_).get_children(plane::device_tree);
+        auto children = find_device(platform_).get_children(plane::device_tree);
         return usb_device(device(plinth::apple::io_kit::io_registry_entry(children.next())));
     }
 
@@ -97,16 +94,16 @@ protected:
 
 TEST_F(usb_device_test, accepts_only_host_devices_and_navigates_the_usb_plane)
 {
-    usb_device const keyboard(find(keyboard_));
+    usb_device const keyboard(find_device(keyboard_));
     ASSERT_TRUE(keyboard);
-    EXPECT_FALSE(usb_device(find(controller_))) << "a host controller is no USB device";
+    EXPECT_FALSE(usb_device(find_device(controller_))) << "a host controller is no USB device";
     sim::add_class("LegacyUSBDevice", "IOUSBDevice");
     auto const legacy = sim::add_entry({"LegacyUSBDevice", "Old"}, hub_);
-    EXPECT_FALSE(usb_device(find(legacy))) << "an IOUSBDevice that is no IOUSBHostDevice";
+    EXPECT_FALSE(usb_device(find_device(legacy))) << "an IOUSBDevice that is no IOUSBHostDevice";
 
-    EXPECT_EQ(keyboard.get_usb_parent(), find(hub_));
-    EXPECT_FALSE(usb_device(find(hub_)).get_usb_parent()) << "the controller above the hub is no USB device";
-    auto children = usb_device(find(hub_)).get_usb_children();
+    EXPECT_EQ(keyboard.get_usb_parent(), find_device(hub_));
+    EXPECT_FALSE(usb_device(find_device(hub_)).get_usb_parent()) << "the controller above the hub is no USB device";
+    auto children = usb_device(find_device(hub_)).get_usb_children();
     EXPECT_EQ(device(plinth::apple::io_kit::io_registry_entry(children.next())), keyboard);
     EXPECT_FALSE(children.next()) << "Old is in the IOService plane only";
     EXPECT_EQ(keyboard.get_usb_name(), "Keyboard");
@@ -115,7 +112,7 @@ TEST_F(usb_device_test, accepts_only_host_devices_and_navigates_the_usb_plane)
 
 TEST_F(usb_device_test, getters_return_the_registry_values_and_fail_without_substitutes)
 {
-    usb_device const keyboard(find(keyboard_));
+    usb_device const keyboard(find_device(keyboard_));
     EXPECT_EQ(keyboard.get_address(), 3);
     EXPECT_EQ(keyboard.get_location_id(), 0x14110000);
     EXPECT_EQ(keyboard.get_manufacturer(), "Apple Inc.");
@@ -134,7 +131,7 @@ TEST_F(usb_device_test, getters_return_the_registry_values_and_fail_without_subs
     EXPECT_THROW((void)keyboard.get_address(), mpark::bad_variant_access) << "no conversion between kinds";
     sim::remove_property(keyboard_, "idProduct");
     EXPECT_THROW((void)keyboard.get_device_descriptor(), boost::system::system_error) << "no partial record";
-    EXPECT_THROW((void)usb_device(find(controller_)).get_address(), boost::system::system_error);
+    EXPECT_THROW((void)usb_device(find_device(controller_)).get_address(), boost::system::system_error);
 }
 
 TEST_F(usb_device_test, port_number_prefers_portnum_then_the_first_four_byte_port_of_a_parent)
@@ -169,7 +166,7 @@ TEST_F(usb_device_test, port_number_failures_are_std_system_errors)
     EXPECT_EQ(error_of(with_ports({})).code().value(), 4) << "no IOService parent";
 
     auto const without_port = sim::add_entry({"IOUSBHostDevice", "Bare"}, platform_);
-    EXPECT_THROW((void)usb_device(find(without_port)).get_port_number(), boost::system::system_error)
+    EXPECT_THROW((void)usb_device(find_device(without_port)).get_port_number(), boost::system::system_error)
         << "a parent without \"port\" ends the search with its property error";
 }
 
@@ -179,14 +176,14 @@ TEST_F(usb_device_test, filter_maps_a_service_side_device_by_location_and_stops_
     auto const b = sim::add_entry({"IOUSBHostDevice", "B", {}, usb_properties(0x200)}, platform_);
     auto const twin = sim::add_entry({"IOUSBHostDevice", "Twin", {}, usb_properties(0x200)}, platform_);
     auto const pci = sim::add_entry({"IOPCIDevice", "pci"}, platform_);
-    auto const candidate = find(twin);
+    auto const candidate = find_device(twin);
     ASSERT_FALSE(candidate.is_in_plane(plane::usb));
 
-    std::vector<device> const known{find(a), find(b), find(pci)};
-    EXPECT_EQ(filter_usb_device(candidate, known), find(b)) << "the PCI element after the match is never read";
-    std::vector<device> const pci_first{find(a), find(pci), find(b)};
+    std::vector<device> const known{find_device(a), find_device(b), find_device(pci)};
+    EXPECT_EQ(filter_usb_device(candidate, known), find_device(b)) << "the PCI element after the match is never read";
+    std::vector<device> const pci_first{find_device(a), find_device(pci), find_device(b)};
     EXPECT_EQ(filter_usb_device(candidate, pci_first), candidate) << "a failed read gives the candidate itself";
-    EXPECT_FALSE(filter_usb_device(candidate, std::vector<device>{find(a)}));
+    EXPECT_FALSE(filter_usb_device(candidate, std::vector<device>{find_device(a)}));
     EXPECT_FALSE(filter_usb_device(candidate, {}));
     sim::remove_property(twin, "locationID");
     EXPECT_EQ(filter_usb_device(candidate, known), candidate);
@@ -194,18 +191,18 @@ TEST_F(usb_device_test, filter_maps_a_service_side_device_by_location_and_stops_
 
 TEST_F(usb_device_test, filter_matches_usb_plane_devices_by_identity_and_passes_relevant_kinds)
 {
-    auto const keyboard = find(keyboard_);
-    std::vector<device> const known{find(hub_), keyboard};
+    auto const keyboard = find_device(keyboard_);
+    std::vector<device> const known{find_device(hub_), keyboard};
     EXPECT_EQ(filter_usb_device(keyboard, known), keyboard);
     // Same location, other entry: inside the IOUSB plane only identity counts.
     auto const twin = add_usb({"IOUSBHostDevice", "Twin", "14120000", usb_properties(0x14110000)}, hub_);
-    EXPECT_FALSE(filter_usb_device(find(twin), known));
+    EXPECT_FALSE(filter_usb_device(find_device(twin), known));
 
     for (auto const* kind : {"IOSerialBSDClient", "IOPCIDevice", "IOPCI2PCIBridge", "IOHIDDevice"}) {
-        auto const entry = find(sim::add_entry({kind, kind}, platform_));
+        auto const entry = find_device(sim::add_entry({kind, kind}, platform_));
         EXPECT_EQ(filter_usb_device(entry, known), entry) << kind;
     }
-    EXPECT_FALSE(filter_usb_device(find(sim::add_entry({"IOAudioEngine", "audio"}, platform_)), known));
+    EXPECT_FALSE(filter_usb_device(find_device(sim::add_entry({"IOAudioEngine", "audio"}, platform_)), known));
 }
 
 } // namespace

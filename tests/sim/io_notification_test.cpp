@@ -95,6 +95,13 @@ struct recorder
     }
 };
 
+// Asks for notifications of USB host devices of `type`, recorded by `seen`.
+kern_return_t watch_usb_devices(IONotificationPortRef port, io_name_t const type, recorder* seen, io_iterator_t* iterator)
+{
+    return IOServiceAddMatchingNotification(port, type, IOServiceMatching("IOUSBHostDevice"), recorder::matched, seen,
+                                            iterator);
+}
+
 // A thread whose run loop serves a notification port until it is told to end.
 class serving_loop
 {
@@ -163,9 +170,7 @@ TEST_F(io_notification_test, a_publish_notification_fires_only_once_drained_and_
     IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     recorder seen;
     handle iterator;
-    ASSERT_EQ(IOServiceAddMatchingNotification(port, kIOFirstMatchNotification, IOServiceMatching("IOUSBHostDevice"),
-                                               recorder::matched, &seen, iterator.out()),
-              KERN_SUCCESS);
+    ASSERT_EQ(watch_usb_devices(port, kIOFirstMatchNotification, &seen, iterator.out()), KERN_SUCCESS);
     ASSERT_NE(iterator.get(), IO_OBJECT_NULL);
     {
         serving_loop loop(port);
@@ -196,9 +201,7 @@ TEST_F(io_notification_test, arrivals_between_drains_accumulate_behind_one_callb
     recorder seen;
     seen.drain_in_callback = false;
     handle iterator;
-    ASSERT_EQ(IOServiceAddMatchingNotification(port, kIOPublishNotification, IOServiceMatching("IOUSBHostDevice"),
-                                               recorder::matched, &seen, iterator.out()),
-              KERN_SUCCESS);
+    ASSERT_EQ(watch_usb_devices(port, kIOPublishNotification, &seen, iterator.out()), KERN_SUCCESS);
     EXPECT_TRUE(drain(iterator.get()).empty());
     serving_loop loop(port);
     auto const a = add_device("A");
@@ -221,9 +224,7 @@ TEST_F(io_notification_test, a_terminated_notification_starts_empty_and_reports_
     IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     recorder seen;
     handle iterator;
-    ASSERT_EQ(IOServiceAddMatchingNotification(port, kIOTerminatedNotification, IOServiceMatching("IOUSBHostDevice"),
-                                               recorder::matched, &seen, iterator.out()),
-              KERN_SUCCESS);
+    ASSERT_EQ(watch_usb_devices(port, kIOTerminatedNotification, &seen, iterator.out()), KERN_SUCCESS);
     EXPECT_TRUE(drain(iterator.get()).empty()) << "nothing has terminated yet";
     serving_loop loop(port);
     sim::remove_entry(doomed);
@@ -274,9 +275,7 @@ TEST_F(io_notification_test, releasing_the_notification_cancels_it)
     IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     recorder seen;
     io_iterator_t iterator = IO_OBJECT_NULL;
-    ASSERT_EQ(IOServiceAddMatchingNotification(port, kIOMatchedNotification, IOServiceMatching("IOUSBHostDevice"),
-                                               recorder::matched, &seen, &iterator),
-              KERN_SUCCESS);
+    ASSERT_EQ(watch_usb_devices(port, kIOMatchedNotification, &seen, &iterator), KERN_SUCCESS);
     drain(iterator);
     serving_loop loop(port);
     IOObjectRelease(iterator);
@@ -292,9 +291,7 @@ TEST_F(io_notification_test, destroying_the_port_cancels_its_notifications)
     IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     recorder seen;
     handle iterator;
-    ASSERT_EQ(IOServiceAddMatchingNotification(port, kIOFirstPublishNotification, IOServiceMatching("IOUSBHostDevice"),
-                                               recorder::matched, &seen, iterator.out()),
-              KERN_SUCCESS);
+    ASSERT_EQ(watch_usb_devices(port, kIOFirstPublishNotification, &seen, iterator.out()), KERN_SUCCESS);
     drain(iterator.get());
     {
         serving_loop loop(port);
@@ -311,9 +308,7 @@ TEST_F(io_notification_test, a_port_destroyed_while_served_leaves_its_loop)
     IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     recorder seen;
     handle iterator;
-    ASSERT_EQ(IOServiceAddMatchingNotification(port, kIOFirstMatchNotification, IOServiceMatching("IOUSBHostDevice"),
-                                               recorder::matched, &seen, iterator.out()),
-              KERN_SUCCESS);
+    ASSERT_EQ(watch_usb_devices(port, kIOFirstMatchNotification, &seen, iterator.out()), KERN_SUCCESS);
     drain(iterator.get());
     std::promise<CFRunLoopRunResult> result;
     std::promise<CFRunLoopRef> published;
@@ -356,9 +351,7 @@ TEST_F(io_notification_test, holds_at_most_1024_arrivals)
 {
     IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     handle iterator;
-    ASSERT_EQ(IOServiceAddMatchingNotification(port, kIOMatchedNotification, IOServiceMatching("IOUSBHostDevice"),
-                                               recorder::matched, nullptr, iterator.out()),
-              KERN_SUCCESS);
+    ASSERT_EQ(watch_usb_devices(port, kIOMatchedNotification, nullptr, iterator.out()), KERN_SUCCESS);
     for (int i = 0; i < 1030; ++i)
         add_device("Many");
     EXPECT_EQ(drain(iterator.get()).size(), 1024u);
@@ -376,9 +369,7 @@ TEST_F(io_notification_test, services_added_from_several_threads_each_arrive_onc
     IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     recorder seen;
     handle iterator;
-    ASSERT_EQ(IOServiceAddMatchingNotification(port, kIOFirstMatchNotification, IOServiceMatching("IOUSBHostDevice"),
-                                               recorder::matched, &seen, iterator.out()),
-              KERN_SUCCESS);
+    ASSERT_EQ(watch_usb_devices(port, kIOFirstMatchNotification, &seen, iterator.out()), KERN_SUCCESS);
     drain(iterator.get());
     serving_loop loop(port);
     std::vector<std::thread> adders;
