@@ -60,9 +60,9 @@ protected:
                             hub_);
     }
 
-    sim::entry_id add_usb(sim::entry_spec const& spec, sim::entry_id parent)
+    sim::entry_id add_usb(sim::entry_spec const& entry, sim::entry_id parent)
     {
-        auto const id = sim::add_entry(spec, parent);
+        auto const id = sim::add_entry(entry, parent);
         sim::attach(id, parent, "IOUSB");
         return id;
     }
