@@ -319,6 +319,15 @@ TEST_F(ioreg_program_test, json_tree_has_every_entry_with_its_fields_and_show_by
     EXPECT_GE(compared, 4);
 }
 
+TEST_F(ioreg_program_test, show_by_id_finds_the_root_that_tree_prints_first)
+{
+    auto const listed = tree_lines(run_tool({"tree"}).out);
+    ASSERT_FALSE(listed.empty());
+    auto const result = run_tool({"show", "--id", listed.front().id});
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out.rfind("Root  <class IORegistryEntry, id " + listed.front().id + ">\n", 0), 0u) << result.out;
+}
+
 TEST_F(ioreg_program_test, failures_say_one_line_and_exit_one)
 {
     scratch_folder const scratch("ioreg-input");

@@ -31,10 +31,14 @@ registry_entry find_by_path(apple::tree const& registry, std::string const& path
 registry_entry find_by_id(apple::tree const& registry, std::uint64_t id)
 {
     auto matches = registry.get_by_id(id);
-    auto object = matches.next();
-    if (!object)
-        throw tool_error(fmt::format("no entry with id {:#x}", id));
-    return registry_entry(apple::io_kit::io_registry_entry(std::move(object)));
+    if (auto object = matches.next())
+        return registry_entry(apple::io_kit::io_registry_entry(std::move(object)));
+    // Matching finds services only, and the root, which every listing starts with,
+    // is none: it is compared by hand.
+    auto root = find_root(registry);
+    if (root.device().get_id() == id)
+        return root;
+    throw tool_error(fmt::format("no entry with id {:#x}", id));
 }
 
 } // namespace plinth::ioreg_tool
