@@ -68,10 +68,11 @@ std::vector<usb_listing_item> list_usb_devices(apple::tree const& registry)
         apple::usb_device const usb(entry);
         if (!usb)
             return 0;
-        auto item = read_item(usb, depth);
-        if (item.location_id && !locations.insert(*item.location_id).second)
+        // The mirror is skipped before anything else of it is read.
+        auto const location = read_optional([&] { return usb.get_location_id(); });
+        if (location && !locations.insert(*location).second)
             return 0;
-        items.push_back(std::move(item));
+        items.push_back(read_item(usb, depth));
         return 1;
     });
     return items;
