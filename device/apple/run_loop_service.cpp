@@ -1,6 +1,7 @@
 #include "device/apple/run_loop_service.hpp"
 
 #include "device/apple/perform_on_run_loop.hpp"
+#include "io_kit/detail/share.hpp"
 
 #include <cfloat>
 #include <new>
@@ -66,6 +67,9 @@ void run_loop_service::shutdown() noexcept
 {
     if (stop_requested.exchange(true))
         return;
+    // Once signalled, the loop may stop and its thread free it before the wake-up
+    // below: a reference of our own keeps it valid until then.
+    CF::AutoPointer const keep_alive = io_kit::detail::share(run_loop);
     CFRunLoopSourceSignal(source_of(stop_source));
     CFRunLoopWakeUp(run_loop);
 }

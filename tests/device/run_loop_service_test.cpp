@@ -97,13 +97,14 @@ TEST_F(run_loop_service_test, shutdown_right_after_construction_ends_the_thread_
 
 TEST_F(run_loop_service_test, shutdown_while_the_loop_is_busy_in_a_callback_is_not_lost)
 {
-    boost::asio::execution_context owner;
-    run_loop_service service(owner);
     std::promise<void> entered;
     std::promise<void> release;
+    auto released = release.get_future();
+    boost::asio::execution_context owner;
+    run_loop_service service(owner);
     perform_on_run_loop(service.get_run_loop(), read_mode(), [&] {
         entered.set_value();
-        release.get_future().wait();
+        released.wait();
     });
     entered.get_future().wait();
     service.shutdown();
