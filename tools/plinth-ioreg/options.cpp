@@ -14,6 +14,20 @@ void add_plane_option(CLI::App& command, options& chosen, char const* what)
     command.add_option("--plane", chosen.plane, what)->type_name("NAME")->capture_default_str();
 }
 
+void add_watch_command(CLI::App& app, options& chosen)
+{
+    auto* watch = app.add_subcommand(
+        "watch", "Print each matching entry that arrives or leaves (time, +/-, class, name, ID, path) until Ctrl-C");
+    watch->add_option("--class", chosen.classes, "Watch entries of this class or a subclass; repeat for several "
+                                                 "(default: every service)")
+        ->type_name("NAME")
+        ->allow_extra_args(false);
+    watch->add_flag("--simulate-hotplug", chosen.simulate_hotplug,
+                    "Where the I/O Kit is simulated, unplug and plug back a USB device of the bundled registry "
+                    "every second");
+    watch->callback([&chosen] { chosen.what = command::watch; });
+}
+
 } // namespace
 
 std::optional<std::uint64_t> parse_entry_id(std::string const& text)
@@ -84,6 +98,7 @@ parsed_command_line parse_command_line(int argc, char const* const* argv)
         ->callback([&chosen] { chosen.what = command::pci; });
     app.add_subcommand("serial", "Every serial port: device files, terminal name, type and the USB device it is on")
         ->callback([&chosen] { chosen.what = command::serial; });
+    add_watch_command(app, chosen);
 
     try {
         app.parse(argc, argv);
