@@ -5,6 +5,7 @@
 
 #include <IOKit/IOKitLib.h>
 
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -21,9 +22,11 @@ struct class_watch
     std::mutex mutex;
     std::map<std::uint64_t, std::string> paths;
 
-    // Takes every entry the notification holds; reports each unless arming. IOKit
-    // hands out what accumulated newest first: reported the other way round, the
-    // events come in the order things happened.
+    // Takes every entry the notification holds; reports each unless arming. What
+    // accumulated between two callbacks comes out in no useful order (IOKit hands
+    // it out newest first, but entries arriving during the drain join it), so a
+    // batch is put in registry-ID order, which is the order the kernel made the
+    // entries in: parents arrive before their children, and leave after them.
     void take(io_iterator_t notification, bool arrived, bool report)
     {
         // The notification owns the iterator: the wrapper takes a reference of its own.
@@ -44,9 +47,13 @@ struct class_watch
             }
             events.push_back(std::move(event));
         }
-        if (report)
-            for (auto event = events.rbegin(); event != events.rend(); ++event)
-                on_event(*event);
+        if (!report)
+            return;
+        std::sort(events.begin(), events.end(), [arrived](watch_event const& a, watch_event const& b) {
+            return arrived ? a.id < b.id : a.id > b.id;
+        });
+        for (auto const& event : events)
+            on_event(event);
     }
 
     static void arrived(void* refcon, io_iterator_t notification)
