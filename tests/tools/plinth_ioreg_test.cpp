@@ -67,8 +67,37 @@ std::string quoted(std::string const& arg)
     return result + "'";
 }
 
+// Where the tool's standard streams lead, when not to the captured files.
+struct redirection
+{
+    std::string input = "/dev/null";
+    std::string output; // standard output's file; captured when empty
+    std::string directory; // the tool's working directory; the test's when empty
+};
+
+redirection input_from(fs::path const& file)
+{
+    redirection r;
+    r.input = file.string();
+    return r;
+}
+
+redirection output_to(std::string const& file)
+{
+    redirection r;
+    r.output = file;
+    return r;
+}
+
+redirection working_in(fs::path const& directory)
+{
+    redirection r;
+    r.directory = directory.string();
+    return r;
+}
+
 // Runs the built tool with `args`, capturing both streams and the exit status.
-run_result run_tool(std::vector<std::string> const& args)
+run_result run_tool(std::vector<std::string> const& args, redirection const& streams = {})
 {
     static scratch_folder const scratch("ioreg-output");
     std::string command = quoted(PLINTH_IOREG_TOOL);
@@ -76,9 +105,14 @@ run_result run_tool(std::vector<std::string> const& args)
         command += ' ' + quoted(arg);
     auto const out = scratch.path() / "stdout";
     auto const err = scratch.path() / "stderr";
-    command += " >" + quoted(out.string()) + " 2>" + quoted(err.string());
+    fs::remove(out);
+    command += " <" + quoted(streams.input) + " >" + quoted(streams.output.empty() ? out.string() : streams.output) +
+               " 2>" + quoted(err.string());
+    if (!streams.directory.empty())
+        command = "cd " + quoted(streams.directory) + " && " + command;
     auto const raw = std::system(command.c_str());
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, read_file(out), read_file(err)};
+    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, fs::exists(out) ? read_file(out) : std::string(),
+            read_file(err)};
 }
 
 // Entries printed by a walk from the root, each once per parent it has, as the
@@ -355,17 +389,99 @@ TEST_F(ioreg_program_test, failures_say_one_line_and_exit_one)
     }
 }
 
-TEST_F(ioreg_program_test, usage_errors_exit_two)
+TEST_F(ioreg_program_test, a_mistyped_command_line_is_named_in_one_line_and_exits_two)
 {
-    for (auto const& args : std::vector<std::vector<std::string>>{
-             {}, {"frobnicate"}, {"show"}, {"show", "--id", "0x"}, {"show", "--id", "12z"},
-             {"show", "IOService:/", "--id", "1"}, {"tree", "--no-such-option"}}) {
-        auto const result = run_tool(args);
-        EXPECT_EQ(result.status, 2) << testing::PrintToString(args);
-        EXPECT_EQ(result.out, "");
-        EXPECT_NE(result.err, "");
+    struct mistake
+    {
+        std::vector<std::string> args;
+        std::string message;
+    };
+    std::vector<mistake> const mistakes = {
+        {{}, "plinth-ioreg: a command (tree, show, usb, pci or serial) is required"},
+        {{"frobnicate"}, R"(plinth-ioreg: unknown command "frobnicate")"},
+        {{"--json", "frobnicate", "--plane", "IOUSB"}, R"(plinth-ioreg: unknown command "frobnicate")"},
+        {{"tree", "--no-such-option"}, R"(plinth-ioreg: unknown option "--no-such-option")"},
+        {{"tree", "IOService:/"}, R"(plinth-ioreg: unexpected argument "IOService:/")"},
+        {{"show"}, "plinth-ioreg: show: the entry's path or --id is required"},
+        {{"show", "--id", "0x"}, "plinth-ioreg: --id: not a registry entry ID: 0x"},
+        {{"show", "--id", "12z"}, "plinth-ioreg: --id: not a registry entry ID: 12z"},
+        {{"show", "IOService:/", "--id", "1"}, "plinth-ioreg: show: takes a path or --id, not both"},
+        {{"tree", "-d", "0"}, "plinth-ioreg: --depth: not a depth of 1 or more: 0"},
+        {{"tree", "-r"}, "plinth-ioreg: -r: needs something to look for: -c, -n or -k"},
+    };
+    for (auto const& m : mistakes) {
+        auto const result = run_tool(m.args);
+        EXPECT_EQ(result.status, 2) << m.message;
+        EXPECT_EQ(result.out, "") << m.message;
+        EXPECT_EQ(result.err, m.message + "\n");
     }
-    EXPECT_EQ(run_tool({"--help"}).status, 0);
+}
+
+TEST_F(ioreg_program_test, asking_for_help_or_the_version_prints_it_and_exits_zero)
+{
+    auto const version = run_tool({"--version"});
+    EXPECT_EQ(version.status, 0) << version.err;
+    EXPECT_EQ(version.out, "plinth-ioreg " PLINTH_PROJECT_VERSION "\n");
+    EXPECT_EQ(version.err, "");
+
+    auto const help = run_tool({"tree", "--help"});
+    EXPECT_EQ(help.status, 0);
+    for (auto const* option : {"--plane", "-c,--class", "-n,--name", "-k,--key", "-r,--subtrees", "-d,--depth"})
+        EXPECT_NE(help.out.find(option), std::string::npos) << option;
+    EXPECT_NE(run_tool({"--help"}).out.find("An existing FILE is always read as it is named"), std::string::npos);
+}
+
+TEST_F(ioreg_program_test, writing_to_a_full_disk_fails_in_one_line)
+{
+    for (auto const& args : std::vector<std::vector<std::string>>{{"tree"}, {"tree", "--json", "-l"}, {"--help"}}) {
+        auto const result = run_tool(args, output_to("/dev/full"));
+        EXPECT_EQ(result.status, 1) << testing::PrintToString(args);
+        EXPECT_EQ(result.err.rfind("plinth-ioreg: cannot write the output", 0), 0u) << result.err;
+        EXPECT_EQ(lines_of(result.err).size(), 1u) << result.err;
+    }
+}
+
+constexpr char two_entry_listing[] = R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+  +-o Mac  <class IOPlatformExpertDevice, id 0x100000110>
+)";
+
+TEST_F(ioreg_program_test, a_dump_piped_to_standard_input_is_read_once)
+{
+    scratch_folder const scratch("ioreg-input");
+    auto const listing = scratch.write("listing.txt", two_entry_listing);
+    auto const piped = run_tool({"--registry", "-", "tree"}, input_from(listing));
+    ASSERT_EQ(piped.status, 0) << piped.err;
+    EXPECT_EQ(piped.out, two_entry_listing);
+
+    auto const usb = run_tool({"--registry", "IOUSB=-", "tree", "--plane", "IOUSB"}, input_from(listing));
+    ASSERT_EQ(usb.status, 0) << usb.err;
+    EXPECT_EQ(usb.out, two_entry_listing);
+
+    auto const bad = scratch.write("bad.txt", "this is no registry\n");
+    auto const refused = run_tool({"--registry", "-", "tree"}, input_from(bad));
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.err.rfind("plinth-ioreg: standard input: line 1", 0), 0u) << refused.err;
+
+    auto const twice = run_tool({"--registry", "-", "--registry", "IOUSB=-", "tree"}, input_from(listing));
+    EXPECT_EQ(twice.status, 1);
+    EXPECT_EQ(twice.err, "plinth-ioreg: standard input (-) can be given only once\n");
+}
+
+TEST_F(ioreg_program_test, a_dump_with_an_equals_sign_in_its_file_name_is_read)
+{
+    scratch_folder const scratch("ioreg-input");
+    auto const odd = scratch.write("IOUSB=odd.txt", two_entry_listing);
+    // The file exists, so the whole argument is its name, not IOUSB and "odd.txt".
+    auto const as_named = run_tool({"--registry", "IOUSB=odd.txt", "tree"}, working_in(scratch.path()));
+    ASSERT_EQ(as_named.status, 0) << as_named.err;
+    EXPECT_EQ(as_named.out, two_entry_listing);
+
+    // A name that is no file is split at its first '=': a plane, then the file.
+    auto const split = run_tool({"--registry", "IOUSB=" + odd.string(), "tree", "--plane", "IOUSB"});
+    ASSERT_EQ(split.status, 0) << split.err;
+    EXPECT_EQ(split.out, two_entry_listing);
+    auto const in_service = run_tool({"--registry", "IOUSB=" + odd.string(), "tree"});
+    EXPECT_EQ(lines_of(in_service.out).size(), 1u) << "the dump went to IOUSB, not IOService";
 }
 
 // ---- The options, in-process -----------------------------------------------

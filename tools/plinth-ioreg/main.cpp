@@ -2,7 +2,9 @@
 #include "tools/plinth-ioreg/options.hpp"
 #include "tools/plinth-ioreg/run_command.hpp"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <string>
 
@@ -14,6 +16,18 @@ int fail(char const* message)
     return 1;
 }
 
+// A full disk or a closed pipe shows in the stream's error flag: a write into the
+// buffer succeeds, and the flush that fails may be an earlier, implicit one.
+int write_output(std::string const& output)
+{
+    errno = 0;
+    std::fwrite(output.data(), 1, output.size(), stdout);
+    if (std::fflush(stdout) == 0 && !std::ferror(stdout))
+        return 0;
+    auto const reason = errno != 0 ? std::string(": ") + std::strerror(errno) : std::string();
+    return fail(("cannot write the output" + reason).c_str());
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -22,9 +36,7 @@ int main(int argc, char** argv)
     if (parsed.exit_status)
         return *parsed.exit_status;
     try {
-        auto const output = plinth::ioreg_tool::run_command(parsed.value);
-        std::fwrite(output.data(), 1, output.size(), stdout);
-        return std::fflush(stdout) == 0 ? 0 : fail("cannot write the output");
+        return write_output(plinth::ioreg_tool::run_command(parsed.value));
     }
     catch (std::exception const& e) {
         return fail(e.what());
