@@ -157,6 +157,14 @@ std::vector<tree_line> below_root(std::vector<tree_line> lines)
     return lines;
 }
 
+// Every entry object of `tree --json`, depth first.
+void collect_objects(nlohmann::json const& node, std::vector<nlohmann::json const*>& out)
+{
+    out.push_back(&node);
+    for (auto const& child : node.at("children"))
+        collect_objects(child, out);
+}
+
 // ---- The program itself ----------------------------------------------------
 
 using ioreg_program_test = plinth::testing::sim_test;
@@ -270,10 +278,65 @@ TEST_F(ioreg_program_test, properties_of_an_ioreg_listing_come_back_as_ioreg_pri
     auto const shown = run_tool({"--json", "--registry", file.string(), "show", "--id", "0x100000110"});
     auto const properties = nlohmann::json::parse(shown.out).at("properties");
     EXPECT_EQ(properties["sessionID"].get<std::uint64_t>(), UINT64_MAX);
-    EXPECT_EQ(properties["clock-frequency"], "0084d717");
+    EXPECT_EQ(properties["clock-frequency"], nlohmann::json({{"data", "0084d717"}}));
+    EXPECT_EQ(properties["empty"], nlohmann::json({{"data", ""}}));
     EXPECT_EQ(properties["IOPowerManagement"]["Set"], nlohmann::json::array({1}));
     auto const tree = nlohmann::json::parse(run_tool({"--json", "--registry", file.string(), "tree"}).out);
     EXPECT_FALSE(tree.contains("properties")) << "properties only when asked for";
+}
+
+TEST_F(ioreg_program_test, a_script_reading_json_tells_data_strings_and_numbers_apart_and_ids_match_the_text)
+{
+    scratch_folder const scratch("ioreg-input");
+    // The same digits as a string, as data and as a number, and an entry ID above
+    // 2^53, which a JSON reader with double numbers would round.
+    auto const file = scratch.write("typed.txt", R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+  +-o Mac  <class IOPlatformExpertDevice, id 0xfedcba9876543211>
+      {
+        "as-string" = "0084d717"
+        "as-data" = <0084d717>
+        "as-number" = 84
+        "as-text-data" = <"Mac">
+        "nested" = {"data"=<01>,"list"=(<02>,"03",4)}
+        "flag" = No
+      }
+)");
+    auto const result = run_tool({"--json", "--registry", file.string(), "tree", "-l"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    auto const mac = nlohmann::json::parse(result.out).at("children").at(0);
+    EXPECT_EQ(mac["id"], "0xfedcba9876543211");
+    auto const& p = mac["properties"];
+    EXPECT_EQ(p["as-string"], "0084d717");
+    EXPECT_EQ(p["as-data"], nlohmann::json({{"data", "0084d717"}}));
+    EXPECT_EQ(p["as-number"], 84);
+    EXPECT_TRUE(p["as-number"].is_number_unsigned());
+    EXPECT_EQ(p["as-text-data"], nlohmann::json({{"data", "4d616300"}}));
+    EXPECT_EQ(p["nested"]["data"], nlohmann::json({{"data", "01"}}));
+    EXPECT_EQ(p["nested"]["list"], nlohmann::json::parse(R"([{"data": "02"}, "03", 4])"));
+    EXPECT_EQ(p["flag"], false);
+
+    // The ID that JSON gives is the one the text shows, and show --id takes it back.
+    auto const text = run_tool({"--registry", file.string(), "tree"});
+    EXPECT_NE(text.out.find("<class IOPlatformExpertDevice, id 0xfedcba9876543211>"), std::string::npos) << text.out;
+    auto const shown = run_tool({"--json", "--registry", file.string(), "show", "--id", mac["id"]});
+    ASSERT_EQ(shown.status, 0) << shown.err;
+    EXPECT_EQ(nlohmann::json::parse(shown.out)["id"], mac["id"]);
+}
+
+TEST_F(ioreg_program_test, json_listings_give_ids_as_tree_and_show_do)
+{
+    std::set<std::string> tree_ids;
+    std::vector<nlohmann::json const*> objects;
+    auto const document = nlohmann::json::parse(run_tool({"--json", "tree"}).out);
+    collect_objects(document, objects);
+    for (auto const* object : objects)
+        tree_ids.insert(object->at("id").get<std::string>());
+    for (auto const* command : {"usb", "pci", "serial"}) {
+        auto const listing = nlohmann::json::parse(run_tool({"--json", command}).out);
+        ASSERT_FALSE(listing.empty()) << command;
+        for (auto const& item : listing)
+            EXPECT_TRUE(tree_ids.contains(item.at("id").get<std::string>())) << command << ": " << item["id"];
+    }
 }
 
 TEST_F(ioreg_program_test, registry_files_merge_by_id_across_planes)
@@ -295,15 +358,7 @@ TEST_F(ioreg_program_test, registry_files_merge_by_id_across_planes)
     EXPECT_EQ(shown["planes"]["IODeviceTree"]["path"], "IODeviceTree:/GFX0@2,1");
     EXPECT_EQ(shown["planes"]["IODeviceTree"]["location"], "2,1");
     ASSERT_EQ(shown["parents"].size(), 1u);
-    EXPECT_EQ(shown["parents"][0]["id"], 0x100000110u);
-}
-
-// Every entry object of `tree --json`, depth first.
-void collect_objects(nlohmann::json const& node, std::vector<nlohmann::json const*>& out)
-{
-    out.push_back(&node);
-    for (auto const& child : node.at("children"))
-        collect_objects(child, out);
+    EXPECT_EQ(shown["parents"][0]["id"], "0x100000110");
 }
 
 TEST_F(ioreg_program_test, json_tree_has_every_entry_with_its_fields_and_show_by_path_or_id_agrees)
@@ -319,14 +374,14 @@ TEST_F(ioreg_program_test, json_tree_has_every_entry_with_its_fields_and_show_by
     // path, which IOKit resolves to the first of them.
     std::map<std::string, std::set<std::uint64_t>> ids_by_path;
     for (auto const* object : objects) {
-        EXPECT_TRUE(object->at("id").is_number_unsigned());
+        EXPECT_TRUE(std::regex_match(object->at("id").get<std::string>(), std::regex("0x[0-9a-f]+")));
         EXPECT_TRUE(object->at("class").is_string());
         EXPECT_TRUE(object->at("name").is_string());
         EXPECT_TRUE(object->at("location").is_string() || object->at("location").is_null());
         EXPECT_TRUE(object->at("path").is_string() || object->at("path").is_null());
         EXPECT_TRUE(object->at("properties").is_object());
         if (object->at("path").is_string())
-            ids_by_path[object->at("path")].insert(object->at("id").get<std::uint64_t>());
+            ids_by_path[object->at("path")].insert(*tool::parse_entry_id(object->at("id")));
     }
     EXPECT_EQ(document["name"], "Root");
     EXPECT_TRUE(document["path"].is_null());
@@ -339,14 +394,14 @@ TEST_F(ioreg_program_test, json_tree_has_every_entry_with_its_fields_and_show_by
         if (!object.at("path").is_string() || ids_by_path[object.at("path")].size() != 1)
             continue;
         auto const path = object.at("path").get<std::string>();
-        auto const id = object.at("id").get<std::uint64_t>();
+        auto const id = *tool::parse_entry_id(object.at("id"));
         auto const by_path = run_tool({"show", path});
         ASSERT_EQ(by_path.status, 0) << path << ": " << by_path.err;
         EXPECT_EQ(by_path.out, run_tool({"show", "--id", std::to_string(id)}).out) << path;
         EXPECT_NE(by_path.out.find(fmt::format("id {:#x}>", id)), std::string::npos) << by_path.out;
         auto const shown = nlohmann::json::parse(run_tool({"show", "--json", "--id", fmt::format("{:#x}", id)}).out);
         EXPECT_EQ(shown["path"], path);
-        EXPECT_EQ(shown["id"], id);
+        EXPECT_EQ(shown["id"], object.at("id"));
         EXPECT_EQ(shown["children"].size(), object.at("children").size()) << path;
         ++compared;
     }
