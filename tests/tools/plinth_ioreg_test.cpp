@@ -5,7 +5,9 @@
 #include "support/sim_test.hpp"
 
 #if defined(PLINTH_IOREG_TOOL)
+#include "tools/plinth-ioreg/entry_lookup.hpp"
 #include "tools/plinth-ioreg/options.hpp"
+#include "tools/plinth-ioreg/registry_search.hpp"
 #endif
 
 #include <fmt/format.h>
@@ -537,6 +539,235 @@ TEST_F(ioreg_program_test, a_dump_with_an_equals_sign_in_its_file_name_is_read)
     EXPECT_EQ(split.out, two_entry_listing);
     auto const in_service = run_tool({"--registry", "IOUSB=" + odd.string(), "tree"});
     EXPECT_EQ(lines_of(in_service.out).size(), 1u) << "the dump went to IOUSB, not IOService";
+}
+
+// ---- Searching ------------------------------------------------------------
+
+// A small registry for searches: "leaf@2" has two parents, "port@1" and "other",
+// so that it shows under each; "wanted" is on two entries.
+constexpr char search_listing[] = R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+  | {
+  | }
+  | 
+  +-o Mac  <class IOPlatformExpertDevice, id 0x100000110>
+    | {
+    | }
+    | 
+    +-o port@1  <class IOService, id 0x100000111>
+    | | {
+    | |   "wanted" = Yes
+    | | }
+    | | 
+    | +-o leaf@2  <class IOService, id 0x100000112>
+    |     {
+    |       "wanted" = No
+    |     }
+    |     
+    +-o leaf@3  <class IOService, id 0x100000113>
+    |   {
+    |   }
+    |   
+    +-o other  <class IOService, id 0x100000114>
+      | {
+      | }
+      | 
+      +-o leaf@2  <class IOService, id 0x100000112>
+          {
+            "wanted" = No
+          }
+          
+)";
+
+class ioreg_search_test : public plinth::testing::sim_test
+{
+protected:
+    run_result search(std::vector<std::string> const& tree_args)
+    {
+        std::vector<std::string> args = {"--registry", listing_.string(), "tree"};
+        args.insert(args.end(), tree_args.begin(), tree_args.end());
+        auto result = run_tool(args);
+        EXPECT_EQ(result.err, "") << testing::PrintToString(tree_args);
+        EXPECT_EQ(result.status, 0) << testing::PrintToString(tree_args);
+        return result;
+    }
+
+private:
+    scratch_folder scratch_{"ioreg-search"};
+    fs::path listing_ = scratch_.write("search.txt", search_listing);
+};
+
+TEST_F(ioreg_search_test, looking_for_a_name_shows_each_match_with_its_properties_under_its_ancestors)
+{
+    EXPECT_EQ(search({"-n", "leaf"}).out, R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+  +-o Mac  <class IOPlatformExpertDevice, id 0x100000110>
+    +-o port@1  <class IOService, id 0x100000111>
+    | +-o leaf@2  <class IOService, id 0x100000112>
+    |     {
+    |       "wanted" = No
+    |     }
+    |     
+    +-o leaf@3  <class IOService, id 0x100000113>
+    |   {
+    |   }
+    |   
+    +-o other  <class IOService, id 0x100000114>
+      +-o leaf@2  <class IOService, id 0x100000112>
+          {
+            "wanted" = No
+          }
+          
+)");
+    // The name as the tree prints it, with its location, picks one of them.
+    EXPECT_EQ(search({"-n", "leaf@3"}).out, R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+  +-o Mac  <class IOPlatformExpertDevice, id 0x100000110>
+    +-o leaf@3  <class IOService, id 0x100000113>
+        {
+        }
+        
+)");
+    // -l adds the properties of the entries on the way.
+    auto const with_all = lines_of(search({"-n", "leaf@3", "-l"}).out);
+    EXPECT_EQ(with_all.size(), 12u) << "three entries, each with its block";
+    EXPECT_EQ(search({"-n", "nothing"}).out, "") << "no match, nothing shown";
+    EXPECT_EQ(search({"-n", "nothing", "-r"}).out, "");
+}
+
+TEST_F(ioreg_search_test, looking_for_a_key_and_a_name_shows_only_entries_that_have_both)
+{
+    auto const key_only = tree_lines(search({"-k", "wanted"}).out);
+    std::vector<std::string> names;
+    for (auto const& line : key_only)
+        names.push_back(line.name);
+    EXPECT_EQ(names, (std::vector<std::string>{"Root", "Mac", "port@1", "leaf@2", "other", "leaf@2"}));
+
+    auto const both = tree_lines(search({"-k", "wanted", "-n", "port"}).out);
+    ASSERT_EQ(both.size(), 3u);
+    EXPECT_EQ(both.back().name, "port@1");
+    EXPECT_EQ(search({"-k", "no-such-key"}).out, "");
+}
+
+TEST_F(ioreg_search_test, limiting_the_depth_stops_the_walk_and_the_search)
+{
+    EXPECT_EQ(search({"-d", "2"}).out, R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+  +-o Mac  <class IOPlatformExpertDevice, id 0x100000110>
+)");
+    EXPECT_EQ(search({"-d", "1", "-l"}).out, R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+    {
+    }
+    
+)");
+    // leaf@2 is on the fourth level, leaf@3 on the third.
+    auto const shallow = tree_lines(search({"-n", "leaf", "-d", "3"}).out);
+    ASSERT_EQ(shallow.size(), 3u);
+    EXPECT_EQ(shallow.back().name, "leaf@3");
+}
+
+TEST_F(ioreg_search_test, asking_for_subtrees_shows_each_match_as_a_tree_of_its_own)
+{
+    // port@1 matches, and leaf@2 below it matches again: ioreg -r shows it once
+    // inside port@1's tree and once on its own for each of its parents.
+    EXPECT_EQ(search({"-r", "-k", "wanted"}).out, R"(+-o port@1  <class IOService, id 0x100000111>
+  | {
+  |   "wanted" = Yes
+  | }
+  | 
+  +-o leaf@2  <class IOService, id 0x100000112>
+      {
+        "wanted" = No
+      }
+      
++-o leaf@2  <class IOService, id 0x100000112>
+    {
+      "wanted" = No
+    }
+    
++-o leaf@2  <class IOService, id 0x100000112>
+    {
+      "wanted" = No
+    }
+    
+)");
+    // The depth counts from each match: 1 is the match alone.
+    EXPECT_EQ(search({"-r", "-n", "Mac", "-d", "1"}).out, R"(+-o Mac  <class IOPlatformExpertDevice, id 0x100000110>
+    {
+    }
+    
+)");
+    auto const two_levels = tree_lines(search({"-r", "-n", "Mac", "-d", "2"}).out);
+    EXPECT_EQ(two_levels.size(), 4u);
+
+    // JSON: an array of the subtrees; without -r the pruned tree, or null.
+    auto const subtrees = nlohmann::json::parse(search({"--json", "-r", "-k", "wanted"}).out);
+    ASSERT_TRUE(subtrees.is_array());
+    ASSERT_EQ(subtrees.size(), 3u);
+    EXPECT_EQ(subtrees[0]["id"], "0x100000111");
+    EXPECT_EQ(subtrees[0]["properties"]["wanted"], true);
+    EXPECT_EQ(nlohmann::json::parse(search({"--json", "-r", "-n", "nothing"}).out), nlohmann::json::array());
+    EXPECT_TRUE(nlohmann::json::parse(search({"--json", "-n", "nothing"}).out).is_null());
+    auto const pruned = nlohmann::json::parse(search({"--json", "-n", "leaf@3"}).out);
+    EXPECT_EQ(pruned["children"][0]["children"][0]["id"], "0x100000113");
+    EXPECT_FALSE(pruned.contains("properties")) << "only matches show their properties";
+}
+
+// The library's own view of a search by class: each entry conforming to the
+// class, once per place the walk from `from` reaches it, in walk order.
+void collect_conforming(device const& from, plane p, std::string const& class_name, std::vector<std::uint64_t>& ids)
+{
+    if (from.conforms_to_class(class_name))
+        ids.push_back(from.get_id());
+    auto children = from.get_children(p);
+    while (auto object = children.next())
+        collect_conforming(device(io_registry_entry(std::move(object))), p, class_name, ids);
+}
+
+void collect_nodes(tool::tree_node const& node, std::vector<tool::tree_node const*>& out)
+{
+    out.push_back(&node);
+    for (auto const& child : node.children)
+        collect_nodes(child, out);
+}
+
+using ioreg_search_in_process_test = plinth::testing::sim_test;
+
+TEST_F(ioreg_search_in_process_test, looking_for_a_class_finds_what_the_library_says_conforms_and_leaks_nothing)
+{
+    sim::load_bundled_registry();
+    tree const registry(mach_port::master_port_default());
+    for (auto const* class_name : {"IOUSBHostDevice", "IOPCIDevice", "IOSerialBSDClient"}) {
+        std::vector<std::uint64_t> expected;
+        collect_conforming(registry.get_root_node(), plane::service, class_name, expected);
+        ASSERT_FALSE(expected.empty()) << class_name;
+
+        tool::search_criteria criteria;
+        criteria.class_name = class_name;
+        tool::search_scope scope;
+        scope.subtrees = true;
+        scope.depth = 1;
+        tool::registry_search const subtrees(plane::service, criteria, scope, false);
+        std::vector<std::uint64_t> found;
+        for (auto const& match : subtrees.subtrees_of_matches(tool::find_root(registry))) {
+            found.push_back(match.summary.id);
+            EXPECT_TRUE(match.children.empty()) << "depth 1 is the match alone";
+            EXPECT_TRUE(match.properties.has_value());
+        }
+        EXPECT_EQ(found, expected) << class_name;
+
+        // Above the matches: every entry shown is a match (with its properties)
+        // or leads to one, and every match is there.
+        auto const pruned = tool::registry_search(plane::service, criteria, {}, false)
+                                .entries_above_matches(tool::find_root(registry));
+        ASSERT_TRUE(pruned.has_value());
+        std::vector<tool::tree_node const*> nodes;
+        collect_nodes(*pruned, nodes);
+        std::vector<std::uint64_t> shown_matches;
+        for (auto const* node : nodes) {
+            if (node->properties)
+                shown_matches.push_back(node->summary.id);
+            else
+                EXPECT_FALSE(node->children.empty()) << class_name << ": " << node->summary.name << " leads nowhere";
+        }
+        EXPECT_EQ(shown_matches, expected) << class_name;
+    }
 }
 
 // ---- The options, in-process -----------------------------------------------
