@@ -25,6 +25,7 @@
 #include <sstream>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -767,6 +768,116 @@ TEST_F(ioreg_search_in_process_test, looking_for_a_class_finds_what_the_library_
                 EXPECT_FALSE(node->children.empty()) << class_name << ": " << node->summary.name << " leads nowhere";
         }
         EXPECT_EQ(shown_matches, expected) << class_name;
+    }
+}
+
+// ---- The README -----------------------------------------------------------
+
+// One command that the README shows with what it prints.
+struct readme_example
+{
+    std::vector<std::string> args;
+    std::vector<std::string> expected; // "..." stands for any lines
+    int status = 0;
+};
+
+// Words as a shell splits them, with double quotes around a word that has spaces.
+std::vector<std::string> shell_words(std::string const& line)
+{
+    std::vector<std::string> words;
+    std::string word;
+    bool quoted_word = false;
+    bool in_word = false;
+    for (char const c : line) {
+        if (c == '"') {
+            quoted_word = !quoted_word;
+            in_word = true;
+        }
+        else if (c == ' ' && !quoted_word) {
+            if (in_word)
+                words.push_back(std::exchange(word, {}));
+            in_word = false;
+        }
+        else {
+            word += c;
+            in_word = true;
+        }
+    }
+    if (in_word)
+        words.push_back(word);
+    return words;
+}
+
+// The "$ scripts/plinth-ioreg ..." commands of the README's registry tool section,
+// with the lines below each, in its plain ``` blocks.
+std::vector<readme_example> readme_examples()
+{
+    auto const readme = read_file(fs::path(PLINTH_SOURCE_DIR) / "README.md");
+    auto const start = readme.find("## The registry tool");
+    auto const end = readme.find("\n## ", start);
+    static std::string const prompt = "$ scripts/plinth-ioreg ";
+    static std::regex const status_note(R"(^(.*?) +\(exit status (\d+)\)$)");
+    std::vector<readme_example> examples;
+    bool in_block = false;
+    bool in_output_block = false;
+    for (auto const& line : lines_of(readme.substr(start, end - start))) {
+        if (line.starts_with("```")) {
+            in_output_block = !in_block && line == "```";
+            in_block = !in_block;
+            continue;
+        }
+        if (!in_output_block)
+            continue;
+        if (line.starts_with(prompt)) {
+            examples.push_back({shell_words(line.substr(prompt.size())), {}, 0});
+            continue;
+        }
+        if (examples.empty())
+            continue;
+        std::smatch m;
+        if (std::regex_match(line, m, status_note)) {
+            examples.back().expected.push_back(m[1]);
+            examples.back().status = std::stoi(m[2]);
+        }
+        else {
+            examples.back().expected.push_back(line);
+        }
+    }
+    for (auto& example : examples)
+        while (!example.expected.empty() && example.expected.back().empty())
+            example.expected.pop_back();
+    return examples;
+}
+
+// Whether `actual` is `expected`, where a "..." line stands for any lines.
+bool matches_with_gaps(std::vector<std::string> const& expected, std::vector<std::string> const& actual)
+{
+    std::size_t a = 0;
+    for (std::size_t e = 0; e < expected.size(); ++e) {
+        if (expected[e] != "...") {
+            if (a == actual.size() || actual[a] != expected[e])
+                return false;
+            ++a;
+            continue;
+        }
+        if (e + 1 == expected.size())
+            return true;
+        while (a < actual.size() && actual[a] != expected[e + 1])
+            ++a;
+    }
+    return a == actual.size();
+}
+
+TEST_F(ioreg_program_test, every_command_the_readme_shows_prints_what_the_readme_says)
+{
+    auto const examples = readme_examples();
+    EXPECT_GE(examples.size(), 8u);
+    for (auto const& example : examples) {
+        auto const result = run_tool(example.args);
+        auto const printed = lines_of(result.out + result.err);
+        EXPECT_EQ(result.status, example.status) << testing::PrintToString(example.args);
+        EXPECT_TRUE(matches_with_gaps(example.expected, printed))
+            << testing::PrintToString(example.args) << " printed:\n" << result.out << result.err;
     }
 }
 
