@@ -19,6 +19,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <regex>
 #include <set>
@@ -688,7 +689,11 @@ TEST_F(ioreg_search_test, asking_for_subtrees_shows_each_match_as_a_tree_of_its_
     }
     
 )");
-    // The depth counts from each match: 1 is the match alone.
+    // The depth counts from each match: 1 is the match alone, also inside another.
+    auto const alone = tree_lines(search({"-r", "-k", "wanted", "-d", "1"}).out);
+    ASSERT_EQ(alone.size(), 3u);
+    for (auto const& line : alone)
+        EXPECT_EQ(line.indent, "") << line.name;
     EXPECT_EQ(search({"-r", "-n", "Mac", "-d", "1"}).out, R"(+-o Mac  <class IOPlatformExpertDevice, id 0x100000110>
     {
     }
@@ -768,6 +773,41 @@ TEST_F(ioreg_search_in_process_test, looking_for_a_class_finds_what_the_library_
                 EXPECT_FALSE(node->children.empty()) << class_name << ": " << node->summary.name << " leads nowhere";
         }
         EXPECT_EQ(shown_matches, expected) << class_name;
+    }
+}
+
+TEST_F(ioreg_search_in_process_test, subtrees_of_matches_inside_matches_each_have_their_own_depth)
+{
+    sim::load_bundled_registry();
+    tree const registry(mach_port::master_port_default());
+    // Every entry conforms to IOService but the root: each is a match, inside the
+    // trees of all the matches above it.
+    std::vector<std::uint64_t> expected;
+    collect_conforming(registry.get_root_node(), plane::service, "IOService", expected);
+    tool::search_criteria criteria;
+    criteria.class_name = "IOService";
+    for (std::size_t const depth : {1u, 2u, 3u}) {
+        tool::search_scope scope;
+        scope.subtrees = true;
+        scope.depth = depth;
+        auto const found = tool::registry_search(plane::service, criteria, scope, false)
+                               .subtrees_of_matches(tool::find_root(registry));
+        ASSERT_EQ(found.size(), expected.size());
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            EXPECT_EQ(found[i].summary.id, expected[i]);
+            // The whole tree below the match, down to the depth: what a plain walk
+            // from the match gives, cut at that depth.
+            auto const entry = tool::find_by_id(registry, expected[i]);
+            std::size_t walked = 0;
+            std::function<void(tool::tree_node const&, std::size_t)> count = [&](auto const& n, std::size_t level) {
+                ++walked;
+                if (level < depth)
+                    for (auto const& c : n.children)
+                        count(c, level + 1);
+            };
+            count(tool::registry_walker(plane::service, false).walk(entry), 1);
+            EXPECT_EQ(tool::count_nodes(found[i]), walked) << found[i].summary.name << " depth " << depth;
+        }
     }
 }
 

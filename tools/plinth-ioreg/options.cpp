@@ -144,6 +144,9 @@ parsed_command_line parse_command_line(int argc, char const* const* argv)
                  "plinth-ioreg");
     // Global options may also follow the command ("plinth-ioreg tree --json").
     app.fallthrough();
+    app.footer("Exit status: 0 on success, 1 when the command cannot do what was asked (an unknown plane, "
+               "path or ID, a dump that cannot be read, output that cannot be written), 2 for a command "
+               "line it does not understand.");
     app.set_version_flag("--version", "plinth-ioreg " PLINTH_IOREG_VERSION, "Print the version and exit");
     app.add_option("--registry", chosen.registries,
                    "Load this registry dump (ioreg -a XML or ioreg -l text; - for standard input) into "

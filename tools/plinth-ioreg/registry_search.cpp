@@ -45,7 +45,7 @@ std::vector<tree_node> registry_search::subtrees_of_matches(registry_entry const
 {
     std::vector<tree_node> found;
     ancestry ancestors;
-    collect_matches(top, ancestors, found);
+    (void)gather(top, 0, ancestors, found);
     return found;
 }
 
@@ -88,41 +88,60 @@ std::optional<tree_node> registry_search::prune(registry_entry const& entry, std
     return node;
 }
 
-tree_node registry_search::subtree(registry_entry const& entry, entry_summary summary, bool is_match,
-                                   std::size_t level, ancestry& ancestors) const
+std::size_t registry_search::match_levels() const noexcept
 {
-    tree_node node;
-    node.summary = std::move(summary);
-    if (with_properties_ || is_match)
-        node.properties = read_properties(entry);
-    if (!below_depth(level) || is_ancestor(ancestors, node.summary.id))
-        return node;
-    ancestors.push_back(node.summary.id);
-    for (auto const& child : entry.children(plane_)) {
-        auto child_summary = summarize(child, plane_);
-        bool const child_matches = matches(child, child_summary);
-        node.children.push_back(subtree(child, std::move(child_summary), child_matches, level + 1, ancestors));
-    }
-    ancestors.pop_back();
-    return node;
+    return scope_.depth.value_or(unlimited);
 }
 
-void registry_search::collect_matches(registry_entry const& entry, ancestry& ancestors,
-                                      std::vector<tree_node>& found) const
+std::optional<tree_node> registry_search::gather(registry_entry const& entry, std::size_t levels, ancestry& ancestors,
+                                                 std::vector<tree_node>& found) const
 {
-    auto summary = summarize(entry, plane_);
-    auto const id = summary.id;
-    if (matches(entry, summary)) {
-        // The depth of a subtree counts from its match, whose ancestors are not its own.
-        ancestry below_match;
-        found.push_back(subtree(entry, std::move(summary), true, 1, below_match));
+    tree_node node;
+    node.summary = summarize(entry, plane_);
+    bool const is_match = matches(entry, node.summary);
+    // The levels below this entry that some tree shows: the one that it is in
+    // (`levels`), and its own when it matches.
+    auto const own = is_match ? match_levels() : 0;
+    auto const shown = std::max(levels, own);
+    // The match's place is taken now, so that matches keep the walk's order
+    // although each tree is complete only once the walk has left it.
+    auto const slot = found.size();
+    if (is_match)
+        found.emplace_back();
+    if (shown > 0 && (with_properties_ || is_match))
+        node.properties = read_properties(entry);
+
+    if (!is_ancestor(ancestors, node.summary.id)) {
+        ancestors.push_back(node.summary.id);
+        auto const below = shown == unlimited ? unlimited : (shown == 0 ? 0 : shown - 1);
+        for (auto const& child : entry.children(plane_))
+            if (auto kept = gather(child, below, ancestors, found))
+                node.children.push_back(std::move(*kept));
+        ancestors.pop_back();
     }
-    if (is_ancestor(ancestors, id))
-        return;
-    ancestors.push_back(id);
-    for (auto const& child : entry.children(plane_))
-        collect_matches(child, ancestors, found);
-    ancestors.pop_back();
+
+    if (levels == 0) {
+        if (is_match)
+            found[slot] = std::move(node);
+        return std::nullopt;
+    }
+    if (is_match)
+        found[slot] = truncated(node, own);
+    return levels >= shown ? std::move(node) : truncated(node, levels);
+}
+
+tree_node registry_search::truncated(tree_node const& node, std::size_t levels)
+{
+    tree_node copy;
+    copy.summary = node.summary;
+    copy.properties = node.properties;
+    if (levels > 1) {
+        auto const below = levels == unlimited ? unlimited : levels - 1;
+        copy.children.reserve(node.children.size());
+        for (auto const& child : node.children)
+            copy.children.push_back(truncated(child, below));
+    }
+    return copy;
 }
 
 } // namespace plinth::ioreg_tool

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -38,10 +39,17 @@ public:
 private:
     using ancestry = std::vector<std::uint64_t>;
 
+    static constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
+
     std::optional<tree_node> prune(registry_entry const& entry, std::size_t level, ancestry& ancestors) const;
-    tree_node subtree(registry_entry const& entry, entry_summary summary, bool is_match, std::size_t level,
-                      ancestry& ancestors) const;
-    void collect_matches(registry_entry const& entry, ancestry& ancestors, std::vector<tree_node>& found) const;
+
+    // One walk for -r: tests every entry, reads each one that some match's tree
+    // shows once, and puts each match's tree in `found`. Returns the entry's tree
+    // down to `levels` levels for the match above it, none when 0.
+    std::optional<tree_node> gather(registry_entry const& entry, std::size_t levels, ancestry& ancestors,
+                                    std::vector<tree_node>& found) const;
+    std::size_t match_levels() const noexcept;
+    static tree_node truncated(tree_node const& node, std::size_t levels);
     bool below_depth(std::size_t level) const noexcept;
 
     plane plane_;
