@@ -28,7 +28,7 @@ struct options
     search_criteria search;               // tree: the entries to look for (-c, -n, -k)
     search_scope scope;                   // tree: what to show around them (-r, -d)
     bool verbose = false;                 // usb: each device's descriptor too
-    std::vector<std::string> registries;  // "[PLANE=]FILE" dumps to load instead of the default registry
+    std::vector<std::string> registries;  // "[PLANE=]FILE" dumps ("-": standard input) to load instead of the default registry
     std::optional<std::string> path;      // show: the entry by registry path
     std::optional<std::uint64_t> id;      // show: the entry by registry entry ID
 };
