@@ -1,9 +1,18 @@
 #include "io_kit/io_iterator.hpp"
 
+#include "io_kit/detail/throw_if_failed.hpp"
+
 namespace plinth::apple::io_kit {
 
 io_iterator::io_iterator(io_iterator_t owned) noexcept : io_object(owned)
 {
+}
+
+io_iterator io_iterator::share(io_iterator_t borrowed)
+{
+    if (borrowed != IO_OBJECT_NULL)
+        detail::throw_if_failed(IOObjectRetain(borrowed), "IOObjectRetain");
+    return io_iterator(borrowed);
 }
 
 io_object io_iterator::next()

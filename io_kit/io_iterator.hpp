@@ -15,6 +15,11 @@ public:
     // Takes over one reference to `owned`, or nothing for a null handle.
     explicit io_iterator(io_iterator_t owned) noexcept;
 
+    // A reference of its own to `borrowed`, an iterator that somebody else owns
+    // (the one a matching notification hands its callback). Throws
+    // boost::system::system_error when IOKit refuses the reference.
+    static io_iterator share(io_iterator_t borrowed);
+
     // The next object, owned by the result; a null object once the iterator is
     // exhausted, and again on every later call. A null iterator is exhausted.
     io_object next();

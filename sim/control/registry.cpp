@@ -58,13 +58,19 @@ void merge(dump const& d)
     model().merge(d);
 }
 
+std::vector<dump> bundled_registry_dumps()
+{
+    std::vector<dump> dumps;
+    for (auto const& bundled : detail::bundled_registry_dumps())
+        dumps.push_back(read_ioreg_xml(bundled.text, bundled.plane));
+    return dumps;
+}
+
 void load_bundled_registry()
 {
     // Every dump is read before the registry changes, so that a bad one leaves the
     // registry as it was.
-    std::vector<dump> dumps;
-    for (auto const& bundled : detail::bundled_registry_dumps())
-        dumps.push_back(read_ioreg_xml(bundled.text, bundled.plane));
+    auto const dumps = bundled_registry_dumps();
     model().reset();
     for (auto const& d : dumps)
         model().merge(d);

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 // The control interface of the simulated I/O Kit: what a program or a test uses to
 // build the simulated machine's registry, change it while it runs, and load dumps.
@@ -67,6 +68,11 @@ void merge(dump const& d);
 
 // Empties the registry and loads the bundled registry of a realistic Mac.
 void load_bundled_registry();
+
+// The bundled registry as load_bundled_registry() merges it: one dump per plane.
+// A program that plays a device being unplugged and plugged back in merges the
+// device's part of these again.
+std::vector<dump> bundled_registry_dumps();
 
 bool contains(entry_id id);
 std::size_t entry_count();

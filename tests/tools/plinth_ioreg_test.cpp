@@ -456,7 +456,7 @@ TEST_F(ioreg_program_test, a_mistyped_command_line_is_named_in_one_line_and_exit
         std::string message;
     };
     std::vector<mistake> const mistakes = {
-        {{}, "plinth-ioreg: a command (tree, show, usb, pci or serial) is required"},
+        {{}, "plinth-ioreg: a command (tree, show, usb, pci, serial or watch) is required"},
         {{"frobnicate"}, R"(plinth-ioreg: unknown command "frobnicate")"},
         {{"--json", "frobnicate", "--plane", "IOUSB"}, R"(plinth-ioreg: unknown command "frobnicate")"},
         {{"tree", "--no-such-option"}, R"(plinth-ioreg: unknown option "--no-such-option")"},
@@ -913,6 +913,10 @@ TEST_F(ioreg_program_test, every_command_the_readme_shows_prints_what_the_readme
     auto const examples = readme_examples();
     EXPECT_GE(examples.size(), 8u);
     for (auto const& example : examples) {
+        // A command the README shows stopped by Ctrl-C runs until it is stopped
+        // (watch): its own tests run it.
+        if (!example.expected.empty() && example.expected.back() == "^C")
+            continue;
         auto const result = run_tool(example.args);
         auto const printed = lines_of(result.out + result.err);
         EXPECT_EQ(result.status, example.status) << testing::PrintToString(example.args);

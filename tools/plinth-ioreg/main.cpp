@@ -1,6 +1,7 @@
 // plinth-ioreg: the I/O Registry as ioreg shows it, read through plinth::apple.
 #include "tools/plinth-ioreg/options.hpp"
 #include "tools/plinth-ioreg/run_command.hpp"
+#include "tools/plinth-ioreg/watch_command.hpp"
 
 #include <cerrno>
 #include <cstdio>
@@ -36,6 +37,8 @@ int main(int argc, char** argv)
     if (parsed.exit_status)
         return *parsed.exit_status;
     try {
+        if (parsed.value.what == plinth::ioreg_tool::command::watch)
+            return plinth::ioreg_tool::run_watch(parsed.value, stdout);
         return write_output(plinth::ioreg_tool::run_command(parsed.value));
     }
     catch (std::exception const& e) {

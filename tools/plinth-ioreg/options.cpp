@@ -86,7 +86,7 @@ void check_leftovers(CLI::App const& app)
     bool const has_command = !app.get_subcommands().empty();
     if (left.empty()) {
         if (!has_command)
-            throw CLI::RequiredError("a command (tree, show, usb, pci or serial)");
+            throw CLI::RequiredError("a command (tree, show, usb, pci, serial or watch)");
         return;
     }
     auto const& first = left.front();
@@ -116,6 +116,20 @@ int usage_error(std::string const& message)
 {
     std::fprintf(stderr, "plinth-ioreg: %s\n", message.c_str());
     return usage_error_status;
+}
+
+void add_watch_command(CLI::App& app, options& chosen)
+{
+    auto* watch = app.add_subcommand(
+        "watch", "Print each matching entry that arrives or leaves (time, +/-, class, name, ID, path) until Ctrl-C");
+    watch->add_option("--class", chosen.classes, "Watch entries of this class or a subclass; repeat for several "
+                                                 "(default: every service)")
+        ->type_name("NAME")
+        ->allow_extra_args(false);
+    watch->add_flag("--simulate-hotplug", chosen.simulate_hotplug,
+                    "Where the I/O Kit is simulated, unplug and plug back a USB device of the bundled registry "
+                    "every second");
+    watch->callback([&chosen] { chosen.what = command::watch; });
 }
 
 } // namespace
@@ -167,6 +181,7 @@ parsed_command_line parse_command_line(int argc, char const* const* argv)
         ->callback([&chosen] { chosen.what = command::pci; });
     app.add_subcommand("serial", "Every serial port: device files, terminal name, type and the USB device it is on")
         ->callback([&chosen] { chosen.what = command::serial; });
+    add_watch_command(app, chosen);
 
     // Set after the commands, which would inherit it: only the top level keeps
     // what it does not know, to name it in the message below.

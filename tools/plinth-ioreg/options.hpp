@@ -16,6 +16,7 @@ enum class command
     usb,
     pci,
     serial,
+    watch,
 };
 
 // What the command line asks for.
@@ -31,6 +32,8 @@ struct options
     std::vector<std::string> registries;  // "[PLANE=]FILE" dumps ("-": standard input) to load instead of the default registry
     std::optional<std::string> path;      // show: the entry by registry path
     std::optional<std::uint64_t> id;      // show: the entry by registry entry ID
+    std::vector<std::string> classes;     // watch: the classes to watch (every service when empty)
+    bool simulate_hotplug = false;        // watch: plug and unplug a bundled device every second
 };
 
 // The command line's outcome: the options to run with, or, after help, the

@@ -1,5 +1,6 @@
 #include "sim/detail/notification/matching_notification.hpp"
 
+#include "sim/detail/kernel/handle_table.hpp"
 #include "sim/detail/notification/notification_port.hpp"
 #include "sim/detail/registry/registry_entry.hpp"
 
@@ -40,10 +41,17 @@ void matching_notification::arrive(std::shared_ptr<registry_entry> entry)
         name = name_;
     }
     // The callback reaches the caller only while the caller holds the iterator.
+    // Once it runs, the message's own right keeps the name valid until it returns,
+    // even if the caller releases the notification on another thread meanwhile.
     std::weak_ptr<kernel_object> const self = weak_from_this();
     port_->post([self, callback = callback_, refcon = refcon_, name] {
-        if (auto const alive = self.lock(); alive && callback != nullptr)
-            callback(refcon, name);
+        if (self.lock() == nullptr || callback == nullptr)
+            return;
+        auto& names = handle_table::instance();
+        if (names.retain(name) != KERN_SUCCESS)
+            return;
+        callback(refcon, name);
+        names.release(name);
     });
 }
 
