@@ -5,7 +5,9 @@
 #include "support/sim_test.hpp"
 
 #if defined(PLINTH_IOREG_TOOL)
+#include "tools/plinth-ioreg/entry_lookup.hpp"
 #include "tools/plinth-ioreg/options.hpp"
+#include "tools/plinth-ioreg/registry_search.hpp"
 #endif
 
 #include <fmt/format.h>
@@ -17,12 +19,14 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <regex>
 #include <set>
 #include <sstream>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -67,8 +71,37 @@ std::string quoted(std::string const& arg)
     return result + "'";
 }
 
+// Where the tool's standard streams lead, when not to the captured files.
+struct redirection
+{
+    std::string input = "/dev/null";
+    std::string output; // standard output's file; captured when empty
+    std::string directory; // the tool's working directory; the test's when empty
+};
+
+redirection input_from(fs::path const& file)
+{
+    redirection r;
+    r.input = file.string();
+    return r;
+}
+
+redirection output_to(std::string const& file)
+{
+    redirection r;
+    r.output = file;
+    return r;
+}
+
+redirection working_in(fs::path const& directory)
+{
+    redirection r;
+    r.directory = directory.string();
+    return r;
+}
+
 // Runs the built tool with `args`, capturing both streams and the exit status.
-run_result run_tool(std::vector<std::string> const& args)
+run_result run_tool(std::vector<std::string> const& args, redirection const& streams = {})
 {
     static scratch_folder const scratch("ioreg-output");
     std::string command = quoted(PLINTH_IOREG_TOOL);
@@ -76,9 +109,14 @@ run_result run_tool(std::vector<std::string> const& args)
         command += ' ' + quoted(arg);
     auto const out = scratch.path() / "stdout";
     auto const err = scratch.path() / "stderr";
-    command += " >" + quoted(out.string()) + " 2>" + quoted(err.string());
+    fs::remove(out);
+    command += " <" + quoted(streams.input) + " >" + quoted(streams.output.empty() ? out.string() : streams.output) +
+               " 2>" + quoted(err.string());
+    if (!streams.directory.empty())
+        command = "cd " + quoted(streams.directory) + " && " + command;
     auto const raw = std::system(command.c_str());
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, read_file(out), read_file(err)};
+    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, fs::exists(out) ? read_file(out) : std::string(),
+            read_file(err)};
 }
 
 // Entries printed by a walk from the root, each once per parent it has, as the
@@ -121,6 +159,14 @@ std::vector<tree_line> below_root(std::vector<tree_line> lines)
     for (auto& l : lines)
         l.indent.erase(0, 2);
     return lines;
+}
+
+// Every entry object of `tree --json`, depth first.
+void collect_objects(nlohmann::json const& node, std::vector<nlohmann::json const*>& out)
+{
+    out.push_back(&node);
+    for (auto const& child : node.at("children"))
+        collect_objects(child, out);
 }
 
 // ---- The program itself ----------------------------------------------------
@@ -236,10 +282,65 @@ TEST_F(ioreg_program_test, properties_of_an_ioreg_listing_come_back_as_ioreg_pri
     auto const shown = run_tool({"--json", "--registry", file.string(), "show", "--id", "0x100000110"});
     auto const properties = nlohmann::json::parse(shown.out).at("properties");
     EXPECT_EQ(properties["sessionID"].get<std::uint64_t>(), UINT64_MAX);
-    EXPECT_EQ(properties["clock-frequency"], "0084d717");
+    EXPECT_EQ(properties["clock-frequency"], nlohmann::json({{"data", "0084d717"}}));
+    EXPECT_EQ(properties["empty"], nlohmann::json({{"data", ""}}));
     EXPECT_EQ(properties["IOPowerManagement"]["Set"], nlohmann::json::array({1}));
     auto const tree = nlohmann::json::parse(run_tool({"--json", "--registry", file.string(), "tree"}).out);
     EXPECT_FALSE(tree.contains("properties")) << "properties only when asked for";
+}
+
+TEST_F(ioreg_program_test, a_script_reading_json_tells_data_strings_and_numbers_apart_and_ids_match_the_text)
+{
+    scratch_folder const scratch("ioreg-input");
+    // The same digits as a string, as data and as a number, and an entry ID above
+    // 2^53, which a JSON reader with double numbers would round.
+    auto const file = scratch.write("typed.txt", R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+  +-o Mac  <class IOPlatformExpertDevice, id 0xfedcba9876543211>
+      {
+        "as-string" = "0084d717"
+        "as-data" = <0084d717>
+        "as-number" = 84
+        "as-text-data" = <"Mac">
+        "nested" = {"data"=<01>,"list"=(<02>,"03",4)}
+        "flag" = No
+      }
+)");
+    auto const result = run_tool({"--json", "--registry", file.string(), "tree", "-l"});
+    ASSERT_EQ(result.status, 0) << result.err;
+    auto const mac = nlohmann::json::parse(result.out).at("children").at(0);
+    EXPECT_EQ(mac["id"], "0xfedcba9876543211");
+    auto const& p = mac["properties"];
+    EXPECT_EQ(p["as-string"], "0084d717");
+    EXPECT_EQ(p["as-data"], nlohmann::json({{"data", "0084d717"}}));
+    EXPECT_EQ(p["as-number"], 84);
+    EXPECT_TRUE(p["as-number"].is_number_unsigned());
+    EXPECT_EQ(p["as-text-data"], nlohmann::json({{"data", "4d616300"}}));
+    EXPECT_EQ(p["nested"]["data"], nlohmann::json({{"data", "01"}}));
+    EXPECT_EQ(p["nested"]["list"], nlohmann::json::parse(R"([{"data": "02"}, "03", 4])"));
+    EXPECT_EQ(p["flag"], false);
+
+    // The ID that JSON gives is the one the text shows, and show --id takes it back.
+    auto const text = run_tool({"--registry", file.string(), "tree"});
+    EXPECT_NE(text.out.find("<class IOPlatformExpertDevice, id 0xfedcba9876543211>"), std::string::npos) << text.out;
+    auto const shown = run_tool({"--json", "--registry", file.string(), "show", "--id", mac["id"]});
+    ASSERT_EQ(shown.status, 0) << shown.err;
+    EXPECT_EQ(nlohmann::json::parse(shown.out)["id"], mac["id"]);
+}
+
+TEST_F(ioreg_program_test, json_listings_give_ids_as_tree_and_show_do)
+{
+    std::set<std::string> tree_ids;
+    std::vector<nlohmann::json const*> objects;
+    auto const document = nlohmann::json::parse(run_tool({"--json", "tree"}).out);
+    collect_objects(document, objects);
+    for (auto const* object : objects)
+        tree_ids.insert(object->at("id").get<std::string>());
+    for (auto const* command : {"usb", "pci", "serial"}) {
+        auto const listing = nlohmann::json::parse(run_tool({"--json", command}).out);
+        ASSERT_FALSE(listing.empty()) << command;
+        for (auto const& item : listing)
+            EXPECT_TRUE(tree_ids.contains(item.at("id").get<std::string>())) << command << ": " << item["id"];
+    }
 }
 
 TEST_F(ioreg_program_test, registry_files_merge_by_id_across_planes)
@@ -261,15 +362,7 @@ TEST_F(ioreg_program_test, registry_files_merge_by_id_across_planes)
     EXPECT_EQ(shown["planes"]["IODeviceTree"]["path"], "IODeviceTree:/GFX0@2,1");
     EXPECT_EQ(shown["planes"]["IODeviceTree"]["location"], "2,1");
     ASSERT_EQ(shown["parents"].size(), 1u);
-    EXPECT_EQ(shown["parents"][0]["id"], 0x100000110u);
-}
-
-// Every entry object of `tree --json`, depth first.
-void collect_objects(nlohmann::json const& node, std::vector<nlohmann::json const*>& out)
-{
-    out.push_back(&node);
-    for (auto const& child : node.at("children"))
-        collect_objects(child, out);
+    EXPECT_EQ(shown["parents"][0]["id"], "0x100000110");
 }
 
 TEST_F(ioreg_program_test, json_tree_has_every_entry_with_its_fields_and_show_by_path_or_id_agrees)
@@ -285,14 +378,14 @@ TEST_F(ioreg_program_test, json_tree_has_every_entry_with_its_fields_and_show_by
     // path, which IOKit resolves to the first of them.
     std::map<std::string, std::set<std::uint64_t>> ids_by_path;
     for (auto const* object : objects) {
-        EXPECT_TRUE(object->at("id").is_number_unsigned());
+        EXPECT_TRUE(std::regex_match(object->at("id").get<std::string>(), std::regex("0x[0-9a-f]+")));
         EXPECT_TRUE(object->at("class").is_string());
         EXPECT_TRUE(object->at("name").is_string());
         EXPECT_TRUE(object->at("location").is_string() || object->at("location").is_null());
         EXPECT_TRUE(object->at("path").is_string() || object->at("path").is_null());
         EXPECT_TRUE(object->at("properties").is_object());
         if (object->at("path").is_string())
-            ids_by_path[object->at("path")].insert(object->at("id").get<std::uint64_t>());
+            ids_by_path[object->at("path")].insert(*tool::parse_entry_id(object->at("id")));
     }
     EXPECT_EQ(document["name"], "Root");
     EXPECT_TRUE(document["path"].is_null());
@@ -305,14 +398,14 @@ TEST_F(ioreg_program_test, json_tree_has_every_entry_with_its_fields_and_show_by
         if (!object.at("path").is_string() || ids_by_path[object.at("path")].size() != 1)
             continue;
         auto const path = object.at("path").get<std::string>();
-        auto const id = object.at("id").get<std::uint64_t>();
+        auto const id = *tool::parse_entry_id(object.at("id"));
         auto const by_path = run_tool({"show", path});
         ASSERT_EQ(by_path.status, 0) << path << ": " << by_path.err;
         EXPECT_EQ(by_path.out, run_tool({"show", "--id", std::to_string(id)}).out) << path;
         EXPECT_NE(by_path.out.find(fmt::format("id {:#x}>", id)), std::string::npos) << by_path.out;
         auto const shown = nlohmann::json::parse(run_tool({"show", "--json", "--id", fmt::format("{:#x}", id)}).out);
         EXPECT_EQ(shown["path"], path);
-        EXPECT_EQ(shown["id"], id);
+        EXPECT_EQ(shown["id"], object.at("id"));
         EXPECT_EQ(shown["children"].size(), object.at("children").size()) << path;
         ++compared;
     }
@@ -355,17 +448,481 @@ TEST_F(ioreg_program_test, failures_say_one_line_and_exit_one)
     }
 }
 
-TEST_F(ioreg_program_test, usage_errors_exit_two)
+TEST_F(ioreg_program_test, a_mistyped_command_line_is_named_in_one_line_and_exits_two)
 {
-    for (auto const& args : std::vector<std::vector<std::string>>{
-             {}, {"frobnicate"}, {"show"}, {"show", "--id", "0x"}, {"show", "--id", "12z"},
-             {"show", "IOService:/", "--id", "1"}, {"tree", "--no-such-option"}}) {
-        auto const result = run_tool(args);
-        EXPECT_EQ(result.status, 2) << testing::PrintToString(args);
-        EXPECT_EQ(result.out, "");
-        EXPECT_NE(result.err, "");
+    struct mistake
+    {
+        std::vector<std::string> args;
+        std::string message;
+    };
+    std::vector<mistake> const mistakes = {
+        {{}, "plinth-ioreg: a command (tree, show, usb, pci, serial or watch) is required"},
+        {{"frobnicate"}, R"(plinth-ioreg: unknown command "frobnicate")"},
+        {{"--json", "frobnicate", "--plane", "IOUSB"}, R"(plinth-ioreg: unknown command "frobnicate")"},
+        {{"tree", "--no-such-option"}, R"(plinth-ioreg: unknown option "--no-such-option")"},
+        {{"tree", "IOService:/"}, R"(plinth-ioreg: unexpected argument "IOService:/")"},
+        {{"show"}, "plinth-ioreg: show: the entry's path or --id is required"},
+        {{"show", "--id", "0x"}, "plinth-ioreg: --id: not a registry entry ID: 0x"},
+        {{"show", "--id", "12z"}, "plinth-ioreg: --id: not a registry entry ID: 12z"},
+        {{"show", "IOService:/", "--id", "1"}, "plinth-ioreg: show: takes a path or --id, not both"},
+        {{"tree", "-d", "0"}, "plinth-ioreg: --depth: not a depth of 1 or more: 0"},
+        {{"tree", "-r"}, "plinth-ioreg: -r: needs something to look for: -c, -n or -k"},
+    };
+    for (auto const& m : mistakes) {
+        auto const result = run_tool(m.args);
+        EXPECT_EQ(result.status, 2) << m.message;
+        EXPECT_EQ(result.out, "") << m.message;
+        EXPECT_EQ(result.err, m.message + "\n");
     }
-    EXPECT_EQ(run_tool({"--help"}).status, 0);
+}
+
+TEST_F(ioreg_program_test, asking_for_help_or_the_version_prints_it_and_exits_zero)
+{
+    auto const version = run_tool({"--version"});
+    EXPECT_EQ(version.status, 0) << version.err;
+    EXPECT_EQ(version.out, "plinth-ioreg " PLINTH_PROJECT_VERSION "\n");
+    EXPECT_EQ(version.err, "");
+
+    auto const help = run_tool({"tree", "--help"});
+    EXPECT_EQ(help.status, 0);
+    for (auto const* option : {"--plane", "-c,--class", "-n,--name", "-k,--key", "-r,--subtrees", "-d,--depth"})
+        EXPECT_NE(help.out.find(option), std::string::npos) << option;
+    EXPECT_NE(run_tool({"--help"}).out.find("An existing FILE is always read as it is named"), std::string::npos);
+}
+
+TEST_F(ioreg_program_test, writing_to_a_full_disk_fails_in_one_line)
+{
+    for (auto const& args : std::vector<std::vector<std::string>>{{"tree"}, {"tree", "--json", "-l"}, {"--help"}}) {
+        auto const result = run_tool(args, output_to("/dev/full"));
+        EXPECT_EQ(result.status, 1) << testing::PrintToString(args);
+        EXPECT_EQ(result.err.rfind("plinth-ioreg: cannot write the output", 0), 0u) << result.err;
+        EXPECT_EQ(lines_of(result.err).size(), 1u) << result.err;
+    }
+}
+
+constexpr char two_entry_listing[] = R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+  +-o Mac  <class IOPlatformExpertDevice, id 0x100000110>
+)";
+
+TEST_F(ioreg_program_test, a_dump_piped_to_standard_input_is_read_once)
+{
+    scratch_folder const scratch("ioreg-input");
+    auto const listing = scratch.write("listing.txt", two_entry_listing);
+    auto const piped = run_tool({"--registry", "-", "tree"}, input_from(listing));
+    ASSERT_EQ(piped.status, 0) << piped.err;
+    EXPECT_EQ(piped.out, two_entry_listing);
+
+    auto const usb = run_tool({"--registry", "IOUSB=-", "tree", "--plane", "IOUSB"}, input_from(listing));
+    ASSERT_EQ(usb.status, 0) << usb.err;
+    EXPECT_EQ(usb.out, two_entry_listing);
+
+    auto const bad = scratch.write("bad.txt", "this is no registry\n");
+    auto const refused = run_tool({"--registry", "-", "tree"}, input_from(bad));
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.err.rfind("plinth-ioreg: standard input: line 1", 0), 0u) << refused.err;
+
+    auto const twice = run_tool({"--registry", "-", "--registry", "IOUSB=-", "tree"}, input_from(listing));
+    EXPECT_EQ(twice.status, 1);
+    EXPECT_EQ(twice.err, "plinth-ioreg: standard input (-) can be given only once\n");
+}
+
+TEST_F(ioreg_program_test, a_dump_with_an_equals_sign_in_its_file_name_is_read)
+{
+    scratch_folder const scratch("ioreg-input");
+    auto const odd = scratch.write("IOUSB=odd.txt", two_entry_listing);
+    // The file exists, so the whole argument is its name, not IOUSB and "odd.txt".
+    auto const as_named = run_tool({"--registry", "IOUSB=odd.txt", "tree"}, working_in(scratch.path()));
+    ASSERT_EQ(as_named.status, 0) << as_named.err;
+    EXPECT_EQ(as_named.out, two_entry_listing);
+
+    // A name that is no file is split at its first '=': a plane, then the file.
+    auto const split = run_tool({"--registry", "IOUSB=" + odd.string(), "tree", "--plane", "IOUSB"});
+    ASSERT_EQ(split.status, 0) << split.err;
+    EXPECT_EQ(split.out, two_entry_listing);
+    auto const in_service = run_tool({"--registry", "IOUSB=" + odd.string(), "tree"});
+    EXPECT_EQ(lines_of(in_service.out).size(), 1u) << "the dump went to IOUSB, not IOService";
+}
+
+// ---- Searching ------------------------------------------------------------
+
+// A small registry for searches: "leaf@2" has two parents, "port@1" and "other",
+// so that it shows under each; "wanted" is on two entries.
+constexpr char search_listing[] = R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+  | {
+  | }
+  | 
+  +-o Mac  <class IOPlatformExpertDevice, id 0x100000110>
+    | {
+    | }
+    | 
+    +-o port@1  <class IOService, id 0x100000111>
+    | | {
+    | |   "wanted" = Yes
+    | | }
+    | | 
+    | +-o leaf@2  <class IOService, id 0x100000112>
+    |     {
+    |       "wanted" = No
+    |     }
+    |     
+    +-o leaf@3  <class IOService, id 0x100000113>
+    |   {
+    |   }
+    |   
+    +-o other  <class IOService, id 0x100000114>
+      | {
+      | }
+      | 
+      +-o leaf@2  <class IOService, id 0x100000112>
+          {
+            "wanted" = No
+          }
+          
+)";
+
+class ioreg_search_test : public plinth::testing::sim_test
+{
+protected:
+    run_result search(std::vector<std::string> const& tree_args)
+    {
+        std::vector<std::string> args = {"--registry", listing_.string(), "tree"};
+        args.insert(args.end(), tree_args.begin(), tree_args.end());
+        auto result = run_tool(args);
+        EXPECT_EQ(result.err, "") << testing::PrintToString(tree_args);
+        EXPECT_EQ(result.status, 0) << testing::PrintToString(tree_args);
+        return result;
+    }
+
+private:
+    scratch_folder scratch_{"ioreg-search"};
+    fs::path listing_ = scratch_.write("search.txt", search_listing);
+};
+
+TEST_F(ioreg_search_test, looking_for_a_name_shows_each_match_with_its_properties_under_its_ancestors)
+{
+    EXPECT_EQ(search({"-n", "leaf"}).out, R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+  +-o Mac  <class IOPlatformExpertDevice, id 0x100000110>
+    +-o port@1  <class IOService, id 0x100000111>
+    | +-o leaf@2  <class IOService, id 0x100000112>
+    |     {
+    |       "wanted" = No
+    |     }
+    |     
+    +-o leaf@3  <class IOService, id 0x100000113>
+    |   {
+    |   }
+    |   
+    +-o other  <class IOService, id 0x100000114>
+      +-o leaf@2  <class IOService, id 0x100000112>
+          {
+            "wanted" = No
+          }
+          
+)");
+    // The name as the tree prints it, with its location, picks one of them.
+    EXPECT_EQ(search({"-n", "leaf@3"}).out, R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+  +-o Mac  <class IOPlatformExpertDevice, id 0x100000110>
+    +-o leaf@3  <class IOService, id 0x100000113>
+        {
+        }
+        
+)");
+    // -l adds the properties of the entries on the way.
+    auto const with_all = lines_of(search({"-n", "leaf@3", "-l"}).out);
+    EXPECT_EQ(with_all.size(), 12u) << "three entries, each with its block";
+    EXPECT_EQ(search({"-n", "nothing"}).out, "") << "no match, nothing shown";
+    EXPECT_EQ(search({"-n", "nothing", "-r"}).out, "");
+}
+
+TEST_F(ioreg_search_test, looking_for_a_key_and_a_name_shows_only_entries_that_have_both)
+{
+    auto const key_only = tree_lines(search({"-k", "wanted"}).out);
+    std::vector<std::string> names;
+    for (auto const& line : key_only)
+        names.push_back(line.name);
+    EXPECT_EQ(names, (std::vector<std::string>{"Root", "Mac", "port@1", "leaf@2", "other", "leaf@2"}));
+
+    auto const both = tree_lines(search({"-k", "wanted", "-n", "port"}).out);
+    ASSERT_EQ(both.size(), 3u);
+    EXPECT_EQ(both.back().name, "port@1");
+    EXPECT_EQ(search({"-k", "no-such-key"}).out, "");
+}
+
+TEST_F(ioreg_search_test, limiting_the_depth_stops_the_walk_and_the_search)
+{
+    EXPECT_EQ(search({"-d", "2"}).out, R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+  +-o Mac  <class IOPlatformExpertDevice, id 0x100000110>
+)");
+    EXPECT_EQ(search({"-d", "1", "-l"}).out, R"(+-o Root  <class IORegistryEntry, id 0x100000100>
+    {
+    }
+    
+)");
+    // leaf@2 is on the fourth level, leaf@3 on the third.
+    auto const shallow = tree_lines(search({"-n", "leaf", "-d", "3"}).out);
+    ASSERT_EQ(shallow.size(), 3u);
+    EXPECT_EQ(shallow.back().name, "leaf@3");
+}
+
+TEST_F(ioreg_search_test, asking_for_subtrees_shows_each_match_as_a_tree_of_its_own)
+{
+    // port@1 matches, and leaf@2 below it matches again: ioreg -r shows it once
+    // inside port@1's tree and once on its own for each of its parents.
+    EXPECT_EQ(search({"-r", "-k", "wanted"}).out, R"(+-o port@1  <class IOService, id 0x100000111>
+  | {
+  |   "wanted" = Yes
+  | }
+  | 
+  +-o leaf@2  <class IOService, id 0x100000112>
+      {
+        "wanted" = No
+      }
+      
++-o leaf@2  <class IOService, id 0x100000112>
+    {
+      "wanted" = No
+    }
+    
++-o leaf@2  <class IOService, id 0x100000112>
+    {
+      "wanted" = No
+    }
+    
+)");
+    // The depth counts from each match: 1 is the match alone, also inside another.
+    auto const alone = tree_lines(search({"-r", "-k", "wanted", "-d", "1"}).out);
+    ASSERT_EQ(alone.size(), 3u);
+    for (auto const& line : alone)
+        EXPECT_EQ(line.indent, "") << line.name;
+    EXPECT_EQ(search({"-r", "-n", "Mac", "-d", "1"}).out, R"(+-o Mac  <class IOPlatformExpertDevice, id 0x100000110>
+    {
+    }
+    
+)");
+    auto const two_levels = tree_lines(search({"-r", "-n", "Mac", "-d", "2"}).out);
+    EXPECT_EQ(two_levels.size(), 4u);
+
+    // JSON: an array of the subtrees; without -r the pruned tree, or null.
+    auto const subtrees = nlohmann::json::parse(search({"--json", "-r", "-k", "wanted"}).out);
+    ASSERT_TRUE(subtrees.is_array());
+    ASSERT_EQ(subtrees.size(), 3u);
+    EXPECT_EQ(subtrees[0]["id"], "0x100000111");
+    EXPECT_EQ(subtrees[0]["properties"]["wanted"], true);
+    EXPECT_EQ(nlohmann::json::parse(search({"--json", "-r", "-n", "nothing"}).out), nlohmann::json::array());
+    EXPECT_TRUE(nlohmann::json::parse(search({"--json", "-n", "nothing"}).out).is_null());
+    auto const pruned = nlohmann::json::parse(search({"--json", "-n", "leaf@3"}).out);
+    EXPECT_EQ(pruned["children"][0]["children"][0]["id"], "0x100000113");
+    EXPECT_FALSE(pruned.contains("properties")) << "only matches show their properties";
+}
+
+// The library's own view of a search by class: each entry conforming to the
+// class, once per place the walk from `from` reaches it, in walk order.
+void collect_conforming(device const& from, plane p, std::string const& class_name, std::vector<std::uint64_t>& ids)
+{
+    if (from.conforms_to_class(class_name))
+        ids.push_back(from.get_id());
+    auto children = from.get_children(p);
+    while (auto object = children.next())
+        collect_conforming(device(io_registry_entry(std::move(object))), p, class_name, ids);
+}
+
+void collect_nodes(tool::tree_node const& node, std::vector<tool::tree_node const*>& out)
+{
+    out.push_back(&node);
+    for (auto const& child : node.children)
+        collect_nodes(child, out);
+}
+
+using ioreg_search_in_process_test = plinth::testing::sim_test;
+
+TEST_F(ioreg_search_in_process_test, looking_for_a_class_finds_what_the_library_says_conforms_and_leaks_nothing)
+{
+    sim::load_bundled_registry();
+    tree const registry(mach_port::master_port_default());
+    for (auto const* class_name : {"IOUSBHostDevice", "IOPCIDevice", "IOSerialBSDClient"}) {
+        std::vector<std::uint64_t> expected;
+        collect_conforming(registry.get_root_node(), plane::service, class_name, expected);
+        ASSERT_FALSE(expected.empty()) << class_name;
+
+        tool::search_criteria criteria;
+        criteria.class_name = class_name;
+        tool::search_scope scope;
+        scope.subtrees = true;
+        scope.depth = 1;
+        tool::registry_search const subtrees(plane::service, criteria, scope, false);
+        std::vector<std::uint64_t> found;
+        for (auto const& match : subtrees.subtrees_of_matches(tool::find_root(registry))) {
+            found.push_back(match.summary.id);
+            EXPECT_TRUE(match.children.empty()) << "depth 1 is the match alone";
+            EXPECT_TRUE(match.properties.has_value());
+        }
+        EXPECT_EQ(found, expected) << class_name;
+
+        // Above the matches: every entry shown is a match (with its properties)
+        // or leads to one, and every match is there.
+        auto const pruned = tool::registry_search(plane::service, criteria, {}, false)
+                                .entries_above_matches(tool::find_root(registry));
+        ASSERT_TRUE(pruned.has_value());
+        std::vector<tool::tree_node const*> nodes;
+        collect_nodes(*pruned, nodes);
+        std::vector<std::uint64_t> shown_matches;
+        for (auto const* node : nodes) {
+            if (node->properties)
+                shown_matches.push_back(node->summary.id);
+            else
+                EXPECT_FALSE(node->children.empty()) << class_name << ": " << node->summary.name << " leads nowhere";
+        }
+        EXPECT_EQ(shown_matches, expected) << class_name;
+    }
+}
+
+TEST_F(ioreg_search_in_process_test, subtrees_of_matches_inside_matches_each_have_their_own_depth)
+{
+    sim::load_bundled_registry();
+    tree const registry(mach_port::master_port_default());
+    // Every entry conforms to IOService but the root: each is a match, inside the
+    // trees of all the matches above it.
+    std::vector<std::uint64_t> expected;
+    collect_conforming(registry.get_root_node(), plane::service, "IOService", expected);
+    tool::search_criteria criteria;
+    criteria.class_name = "IOService";
+    for (std::size_t const depth : {1u, 2u, 3u}) {
+        tool::search_scope scope;
+        scope.subtrees = true;
+        scope.depth = depth;
+        auto const found = tool::registry_search(plane::service, criteria, scope, false)
+                               .subtrees_of_matches(tool::find_root(registry));
+        ASSERT_EQ(found.size(), expected.size());
+        for (std::size_t i = 0; i < found.size(); ++i) {
+            EXPECT_EQ(found[i].summary.id, expected[i]);
+            // The whole tree below the match, down to the depth: what a plain walk
+            // from the match gives, cut at that depth.
+            auto const entry = tool::find_by_id(registry, expected[i]);
+            std::size_t walked = 0;
+            std::function<void(tool::tree_node const&, std::size_t)> count = [&](auto const& n, std::size_t level) {
+                ++walked;
+                if (level < depth)
+                    for (auto const& c : n.children)
+                        count(c, level + 1);
+            };
+            count(tool::registry_walker(plane::service, false).walk(entry), 1);
+            EXPECT_EQ(tool::count_nodes(found[i]), walked) << found[i].summary.name << " depth " << depth;
+        }
+    }
+}
+
+// ---- The README -----------------------------------------------------------
+
+// One command that the README shows with what it prints.
+struct readme_example
+{
+    std::vector<std::string> args;
+    std::vector<std::string> expected; // "..." stands for any lines
+    int status = 0;
+};
+
+// Words as a shell splits them, with double quotes around a word that has spaces.
+std::vector<std::string> shell_words(std::string const& line)
+{
+    std::vector<std::string> words;
+    std::string word;
+    bool quoted_word = false;
+    bool in_word = false;
+    for (char const c : line) {
+        if (c == '"') {
+            quoted_word = !quoted_word;
+            in_word = true;
+        }
+        else if (c == ' ' && !quoted_word) {
+            if (in_word)
+                words.push_back(std::exchange(word, {}));
+            in_word = false;
+        }
+        else {
+            word += c;
+            in_word = true;
+        }
+    }
+    if (in_word)
+        words.push_back(word);
+    return words;
+}
+
+// The "$ scripts/plinth-ioreg ..." commands of the README's registry tool section,
+// with the lines below each, in its plain ``` blocks.
+std::vector<readme_example> readme_examples()
+{
+    auto const readme = read_file(fs::path(PLINTH_SOURCE_DIR) / "README.md");
+    auto const start = readme.find("## The registry tool");
+    auto const end = readme.find("\n## ", start);
+    static std::string const prompt = "$ scripts/plinth-ioreg ";
+    static std::regex const status_note(R"(^(.*?) +\(exit status (\d+)\)$)");
+    std::vector<readme_example> examples;
+    bool in_block = false;
+    bool in_output_block = false;
+    for (auto const& line : lines_of(readme.substr(start, end - start))) {
+        if (line.starts_with("```")) {
+            in_output_block = !in_block && line == "```";
+            in_block = !in_block;
+            continue;
+        }
+        if (!in_output_block)
+            continue;
+        if (line.starts_with(prompt)) {
+            examples.push_back({shell_words(line.substr(prompt.size())), {}, 0});
+            continue;
+        }
+        if (examples.empty())
+            continue;
+        std::smatch m;
+        if (std::regex_match(line, m, status_note)) {
+            examples.back().expected.push_back(m[1]);
+            examples.back().status = std::stoi(m[2]);
+        }
+        else {
+            examples.back().expected.push_back(line);
+        }
+    }
+    for (auto& example : examples)
+        while (!example.expected.empty() && example.expected.back().empty())
+            example.expected.pop_back();
+    return examples;
+}
+
+// Whether `actual` is `expected`, where a "..." line stands for any lines.
+bool matches_with_gaps(std::vector<std::string> const& expected, std::vector<std::string> const& actual)
+{
+    std::size_t a = 0;
+    for (std::size_t e = 0; e < expected.size(); ++e) {
+        if (expected[e] != "...") {
+            if (a == actual.size() || actual[a] != expected[e])
+                return false;
+            ++a;
+            continue;
+        }
+        if (e + 1 == expected.size())
+            return true;
+        while (a < actual.size() && actual[a] != expected[e + 1])
+            ++a;
+    }
+    return a == actual.size();
+}
+
+TEST_F(ioreg_program_test, every_command_the_readme_shows_prints_what_the_readme_says)
+{
+    auto const examples = readme_examples();
+    EXPECT_GE(examples.size(), 8u);
+    for (auto const& example : examples) {
+        // A command the README shows stopped by Ctrl-C runs until it is stopped
+        // (watch): its own tests run it.
+        if (!example.expected.empty() && example.expected.back() == "^C")
+            continue;
+        auto const result = run_tool(example.args);
+        auto const printed = lines_of(result.out + result.err);
+        EXPECT_EQ(result.status, example.status) << testing::PrintToString(example.args);
+        EXPECT_TRUE(matches_with_gaps(example.expected, printed))
+            << testing::PrintToString(example.args) << " printed:\n" << result.out << result.err;
+    }
 }
 
 // ---- The options, in-process -----------------------------------------------

@@ -130,7 +130,7 @@ TEST_F(watch_command_test, prints_one_line_or_one_json_object_per_event)
                                  std::regex(R"(\d\d:\d\d:\d\d\.500 - IOUSBHostDevice Mouse 0x100000a2c IOService:/Mouse@14100000\n)")));
     auto const json = tool::watch_event_to_json(event);
     EXPECT_EQ(json.dump(), R"({"time":"1970-01-01T00:00:01.500Z","event":"left","class":"IOUSBHostDevice",)"
-                           R"("name":"Mouse","id":4294969900,"path":"IOService:/Mouse@14100000"})");
+                           R"("name":"Mouse","id":"0x100000a2c","path":"IOService:/Mouse@14100000"})");
     event.path.clear();
     EXPECT_TRUE(tool::format_watch_event(event).ends_with(" 0x100000a2c -\n"));
     EXPECT_TRUE(tool::watch_event_to_json(event)["path"].is_null());

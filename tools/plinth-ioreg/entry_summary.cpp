@@ -1,6 +1,7 @@
 #include "tools/plinth-ioreg/entry_summary.hpp"
 
 #include <boost/system/system_error.hpp>
+#include <fmt/format.h>
 
 namespace plinth::ioreg_tool {
 namespace {
@@ -21,6 +22,11 @@ std::optional<std::string> optional_text(Query&& query)
 }
 
 } // namespace
+
+std::string format_entry_id(std::uint64_t id)
+{
+    return fmt::format("{:#x}", id);
+}
 
 entry_summary summarize(registry_entry const& entry, plane p)
 {

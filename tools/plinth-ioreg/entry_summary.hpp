@@ -21,4 +21,9 @@ struct entry_summary
 
 entry_summary summarize(registry_entry const& entry, plane p);
 
+// How the tool writes a registry entry ID, in text and JSON alike: "0x" and
+// lower-case hexadecimal digits, which `show --id` takes back. A string in JSON,
+// since IDs use all 64 bits and many JSON readers keep numbers in doubles.
+std::string format_entry_id(std::uint64_t id);
+
 } // namespace plinth::ioreg_tool

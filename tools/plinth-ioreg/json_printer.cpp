@@ -15,7 +15,7 @@ json optional_to_json(std::optional<std::string> const& text)
 json summary_to_json(entry_summary const& summary)
 {
     return json{
-        {"id", summary.id},
+        {"id", format_entry_id(summary.id)},
         {"class", summary.class_name},
         {"name", summary.name},
         {"location", optional_to_json(summary.location)},
@@ -62,7 +62,7 @@ struct to_json_visitor
     json operator()(std::uint64_t n) const { return n; }
     json operator()(double d) const { return d; }
     json operator()(std::string const& s) const { return s; }
-    json operator()(std::vector<std::byte> const& bytes) const { return hex(bytes); }
+    json operator()(std::vector<std::byte> const& bytes) const { return json{{"data", hex(bytes)}}; }
     json operator()(property_dictionary const& d) const { return dictionary_to_json(d); }
     json operator()(property_array const& a) const { return items_to_json(a.items); }
     json operator()(property_set const& s) const { return items_to_json(s.items); }

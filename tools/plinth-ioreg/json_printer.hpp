@@ -12,16 +12,18 @@ namespace plinth::ioreg_tool {
 // read, so that the JSON reads like the text.
 using json = nlohmann::ordered_json;
 
-// The walk as nested objects: "id", "class", "name", "location" and "path" (null
-// when absent), "properties" when they were read, and "children".
+// The walk as nested objects: "id" ("0x..."), "class", "name", "location" and
+// "path" (null when absent), "properties" when they were read, and "children".
 json tree_to_json(tree_node const& root);
 
 // What `show` tells, with the same fields for the entry, its parents and children,
 // plus "planes" (name, location and path in each plane the entry is in).
 json report_to_json(entry_report const& report);
 
-// A property value: numbers, strings, booleans, objects and arrays as themselves,
-// sets as arrays, data as a string of hex digits.
+// A property value: numbers, strings, booleans, dictionaries and arrays as
+// themselves, sets as arrays, and data as an object with the one key "data" and
+// the bytes as a string of hex digits ({"data": "0084d717"}), so that a script
+// tells data from a string.
 json value_to_json(property_value const& value);
 
 // The document as text, two spaces of indentation, ending with a newline.

@@ -3,7 +3,9 @@
 #include "tools/plinth-ioreg/run_command.hpp"
 #include "tools/plinth-ioreg/watch_command.hpp"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <string>
 
@@ -13,6 +15,18 @@ int fail(char const* message)
 {
     std::fprintf(stderr, "plinth-ioreg: %s\n", message);
     return 1;
+}
+
+// A full disk or a closed pipe shows in the stream's error flag: a write into the
+// buffer succeeds, and the flush that fails may be an earlier, implicit one.
+int write_output(std::string const& output)
+{
+    errno = 0;
+    std::fwrite(output.data(), 1, output.size(), stdout);
+    if (std::fflush(stdout) == 0 && !std::ferror(stdout))
+        return 0;
+    auto const reason = errno != 0 ? std::string(": ") + std::strerror(errno) : std::string();
+    return fail(("cannot write the output" + reason).c_str());
 }
 
 } // namespace
@@ -25,9 +39,7 @@ int main(int argc, char** argv)
     try {
         if (parsed.value.what == plinth::ioreg_tool::command::watch)
             return plinth::ioreg_tool::run_watch(parsed.value, stdout);
-        auto const output = plinth::ioreg_tool::run_command(parsed.value);
-        std::fwrite(output.data(), 1, output.size(), stdout);
-        return std::fflush(stdout) == 0 ? 0 : fail("cannot write the output");
+        return write_output(plinth::ioreg_tool::run_command(parsed.value));
     }
     catch (std::exception const& e) {
         return fail(e.what());

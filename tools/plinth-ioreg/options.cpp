@@ -2,7 +2,11 @@
 
 #include <CLI/CLI.hpp>
 
+#include <fmt/format.h>
+
 #include <charconv>
+#include <cstdio>
+#include <iostream>
 
 namespace plinth::ioreg_tool {
 namespace {
@@ -12,6 +16,106 @@ constexpr int usage_error_status = 2;
 void add_plane_option(CLI::App& command, options& chosen, char const* what)
 {
     command.add_option("--plane", chosen.plane, what)->type_name("NAME")->capture_default_str();
+}
+
+void add_tree_command(CLI::App& app, options& chosen)
+{
+    auto* tree = app.add_subcommand(
+        "tree", "The registry from its root, in one plane; with -c, -n or -k only the entries that match "
+                "(each with its properties) and the entries above them, as ioreg shows them");
+    add_plane_option(*tree, chosen, "The plane to walk");
+    tree->add_flag("--properties,-l", chosen.properties, "Show every entry's properties, as ioreg -l does");
+    tree->add_option("-c,--class", chosen.search.class_name,
+                     "Look for entries of this class or of a class derived from it")
+        ->type_name("CLASS");
+    tree->add_option("-n,--name", chosen.search.name, "Look for entries of this name (or name@location)")
+        ->type_name("NAME");
+    tree->add_option("-k,--key", chosen.search.property_key, "Look for entries that have this property")
+        ->type_name("KEY");
+    auto* subtrees = tree->add_flag("-r,--subtrees", chosen.scope.subtrees,
+                                    "Show each match with the entries below it, instead of the entries above it");
+    tree->add_option("-d,--depth", chosen.scope.depth,
+                     "Show this many levels, counting the root (or each match, with -r) as the first")
+        ->type_name("DEPTH")
+        ->check(CLI::Validator(
+            [](std::string& text) {
+                std::size_t depth = 0;
+                auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), depth);
+                bool const whole = error == std::errc() && end == text.data() + text.size();
+                return whole && depth > 0 ? std::string() : "not a depth of 1 or more: " + text;
+            },
+            ""));
+    tree->callback([&chosen, subtrees] {
+        if (!subtrees->empty() && !chosen.search.any())
+            throw CLI::ValidationError("-r", "needs something to look for: -c, -n or -k");
+        chosen.what = command::tree;
+    });
+}
+
+void add_show_command(CLI::App& app, options& chosen)
+{
+    auto* show = app.add_subcommand("show", "One entry: names, paths, properties, parents and children");
+    add_plane_option(*show, chosen, "The plane of the parents and children shown (and of a path without one)");
+    auto* path_option = show->add_option("path", "The entry's registry path, e.g. IOService:/AppleACPIPlatformExpert");
+    auto* id_option = show->add_option("--id", "The entry's registry entry ID, decimal or 0x hexadecimal")
+                          ->type_name("ID")
+                          ->check(CLI::Validator(
+                              [](std::string& text) {
+                                  return parse_entry_id(text) ? std::string()
+                                                              : "not a registry entry ID: " + text;
+                              },
+                              ""));
+    show->callback([&chosen, path_option, id_option] {
+        if (path_option->empty() && id_option->empty())
+            throw CLI::RequiredError("show: the entry's path or --id");
+        if (!path_option->empty() && !id_option->empty())
+            throw CLI::ValidationError("show", "takes a path or --id, not both");
+        chosen.what = command::show;
+        if (!path_option->empty())
+            chosen.path = path_option->as<std::string>();
+        if (!id_option->empty())
+            chosen.id = parse_entry_id(id_option->as<std::string>());
+    });
+}
+
+// What the top level kept because nothing else took it: a word where a command
+// should be, an option no command has, or a word after the command.
+void check_leftovers(CLI::App const& app)
+{
+    auto const left = app.remaining();
+    bool const has_command = !app.get_subcommands().empty();
+    if (left.empty()) {
+        if (!has_command)
+            throw CLI::RequiredError("a command (tree, show, usb, pci, serial or watch)");
+        return;
+    }
+    auto const& first = left.front();
+    if (first.starts_with('-'))
+        throw CLI::ExtrasError(fmt::format("unknown option \"{}\"", first), CLI::ExitCodes::ExtrasError);
+    if (!has_command)
+        throw CLI::ExtrasError(fmt::format("unknown command \"{}\"", first), CLI::ExitCodes::ExtrasError);
+    throw CLI::ExtrasError(fmt::format("unexpected argument \"{}\"", first), CLI::ExitCodes::ExtrasError);
+}
+
+// Help and the version go to standard output; a failed write is an error like any other.
+int flushed_standard_output()
+{
+    if (std::cout.flush())
+        return 0;
+    std::fprintf(stderr, "plinth-ioreg: cannot write the output\n");
+    return 1;
+}
+
+int print_requested_text(CLI::App const& app, CLI::ParseError const& request)
+{
+    (void)app.exit(request, std::cout, std::cerr);
+    return flushed_standard_output();
+}
+
+int usage_error(std::string const& message)
+{
+    std::fprintf(stderr, "plinth-ioreg: %s\n", message.c_str());
+    return usage_error_status;
 }
 
 void add_watch_command(CLI::App& app, options& chosen)
@@ -54,42 +158,21 @@ parsed_command_line parse_command_line(int argc, char const* const* argv)
                  "plinth-ioreg");
     // Global options may also follow the command ("plinth-ioreg tree --json").
     app.fallthrough();
-    app.require_subcommand(1);
+    app.footer("Exit status: 0 on success, 1 when the command cannot do what was asked (an unknown plane, "
+               "path or ID, a dump that cannot be read, output that cannot be written), 2 for a command "
+               "line it does not understand.");
+    app.set_version_flag("--version", "plinth-ioreg " PLINTH_IOREG_VERSION, "Print the version and exit");
     app.add_option("--registry", chosen.registries,
-                   "Load this registry dump (ioreg -a XML or ioreg -l text) into the simulated I/O Kit "
-                   "instead of the bundled registry; repeat to merge several, by registry entry ID")
+                   "Load this registry dump (ioreg -a XML or ioreg -l text; - for standard input) into "
+                   "the simulated I/O Kit instead of the bundled registry; repeat to merge several, by "
+                   "registry entry ID. An existing FILE is always read as it is named; any other "
+                   "argument is split at its first '=' into PLANE=FILE")
         ->type_name("[PLANE=]FILE")
         ->allow_extra_args(false);
     app.add_flag("--json", chosen.json, "Write JSON instead of ioreg's text layout");
 
-    auto* tree = app.add_subcommand("tree", "The registry from its root, in one plane");
-    add_plane_option(*tree, chosen, "The plane to walk");
-    tree->add_flag("--properties,-l", chosen.properties, "Show every entry's properties, as ioreg -l does");
-    tree->callback([&chosen] { chosen.what = command::tree; });
-
-    auto* show = app.add_subcommand("show", "One entry: names, paths, properties, parents and children");
-    add_plane_option(*show, chosen, "The plane of the parents and children shown (and of a path without one)");
-    std::string path;
-    std::string id_text;
-    auto* path_option = show->add_option("path", path, "The entry's registry path, e.g. IOService:/AppleACPIPlatformExpert");
-    auto* id_option = show->add_option("--id", id_text, "The entry's registry entry ID, decimal or 0x hexadecimal")
-                          ->type_name("ID")
-                          ->check(CLI::Validator(
-                              [](std::string& text) {
-                                  return parse_entry_id(text) ? std::string()
-                                                              : "not a registry entry ID: " + text;
-                              },
-                              "ID"));
-    path_option->excludes(id_option);
-    show->callback([&] {
-        if (path_option->empty() && id_option->empty())
-            throw CLI::RequiredError("show: the entry's path or --id");
-        chosen.what = command::show;
-        if (!path_option->empty())
-            chosen.path = path;
-        if (!id_option->empty())
-            chosen.id = parse_entry_id(id_text);
-    });
+    add_tree_command(app, chosen);
+    add_show_command(app, chosen);
 
     auto* usb = app.add_subcommand("usb", "Every USB device, nested by hub where the registry has the IOUSB plane");
     usb->add_flag("--verbose,-v", chosen.verbose, "Add each device's descriptor fields");
@@ -100,14 +183,22 @@ parsed_command_line parse_command_line(int argc, char const* const* argv)
         ->callback([&chosen] { chosen.what = command::serial; });
     add_watch_command(app, chosen);
 
+    // Set after the commands, which would inherit it: only the top level keeps
+    // what it does not know, to name it in the message below.
+    app.allow_extras();
+
     try {
         app.parse(argc, argv);
+        check_leftovers(app);
+    }
+    catch (CLI::CallForVersion const& version) {
+        std::cout << version.what() << '\n';
+        parsed.exit_status = flushed_standard_output();
     }
     catch (CLI::ParseError const& e) {
-        auto const status = app.exit(e);
-        // Help and version are successes; everything else is a usage error, which
-        // scripts tell from a failed lookup (status 1) by its own status.
-        parsed.exit_status = status == static_cast<int>(CLI::ExitCodes::Success) ? 0 : usage_error_status;
+        parsed.exit_status = e.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)
+                                 ? print_requested_text(app, e)
+                                 : usage_error(e.what());
     }
     return parsed;
 }

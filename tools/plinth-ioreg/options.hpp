@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tools/plinth-ioreg/search_criteria.hpp"
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -24,23 +26,27 @@ struct options
     std::string plane = "IOService";
     bool json = false;
     bool properties = false;              // tree: the property block under each entry
+    search_criteria search;               // tree: the entries to look for (-c, -n, -k)
+    search_scope scope;                   // tree: what to show around them (-r, -d)
     bool verbose = false;                 // usb: each device's descriptor too
-    std::vector<std::string> registries;  // "[PLANE=]FILE" dumps to load instead of the default registry
+    std::vector<std::string> registries;  // "[PLANE=]FILE" dumps ("-": standard input) to load instead of the default registry
     std::optional<std::string> path;      // show: the entry by registry path
     std::optional<std::uint64_t> id;      // show: the entry by registry entry ID
     std::vector<std::string> classes;     // watch: the classes to watch (every service when empty)
     bool simulate_hotplug = false;        // watch: plug and unplug a bundled device every second
 };
 
-// The command line's outcome: the options to run with, or, after help, a version
-// or a usage error (which CLI11 has printed by then), the status to exit with.
+// The command line's outcome: the options to run with, or, after help, the
+// version or a usage error (printed by then), the status to exit with.
 struct parsed_command_line
 {
     options value;
     std::optional<int> exit_status;
 };
 
-// Usage errors exit with status 2, help with 0.
+// Help and the version go to standard output and exit with status 0. A usage
+// error is one line on standard error, "plinth-ioreg: " and what is wrong, and
+// exits with status 2, which scripts tell from a failed lookup's 1.
 parsed_command_line parse_command_line(int argc, char const* const* argv);
 
 // A registry entry ID as typed: decimal, or hexadecimal after "0x"; nothing when

@@ -1,5 +1,6 @@
 #include "tools/plinth-ioreg/pci_listing.hpp"
 
+#include "tools/plinth-ioreg/entry_summary.hpp"
 #include "tools/plinth-ioreg/listing_text.hpp"
 #include "tools/plinth-ioreg/optional_read.hpp"
 #include "tools/plinth-ioreg/plane_visit.hpp"
@@ -91,7 +92,7 @@ nlohmann::ordered_json pci_listing_to_json(std::vector<pci_listing_item> const& 
         auto const& s = item.space;
         auto const name = pci_class_name(s.class_code, s.subclass);
         array.push_back({
-            {"id", item.id},
+            {"id", format_entry_id(item.id)},
             {"vendor_id", s.vendor_id},
             {"device_id", s.device_id},
             {"class_code", s.class_code},

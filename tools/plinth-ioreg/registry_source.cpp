@@ -11,7 +11,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <utility>
 #endif
 
 namespace plinth::ioreg_tool {
@@ -28,17 +30,22 @@ void prepare_registry(std::vector<std::string> const& dumps)
 
 namespace {
 
+constexpr char const* standard_input_name = "-";
+
 struct dump_argument
 {
     std::string plane = "IOService";
     std::string file;
 };
 
-// "PLANE=FILE" or "FILE". A plane name has no slash, so "dir/a=b.txt" is a file.
+// "FILE" or "PLANE=FILE". A file that exists is taken as named, whatever it
+// holds, so that any file can be given; only an argument that names no file is
+// split at its first '=', and then the plane must be known (a typo says so rather
+// than "cannot read"). "-" is standard input, in either form.
 dump_argument split(std::string const& argument)
 {
     auto const equals = argument.find('=');
-    if (equals == std::string::npos || equals == 0 || argument.find('/') < equals)
+    if (equals == std::string::npos || argument == standard_input_name || std::filesystem::exists(argument))
         return {"IOService", argument};
     return {argument.substr(0, equals), argument.substr(equals + 1)};
 }
@@ -51,6 +58,23 @@ void check_readable(std::string const& file)
         throw tool_error(fmt::format("cannot read \"{}\": {}", file, std::strerror(errno)));
 }
 
+// Standard input is read through its device file, which every host of the
+// simulated I/O Kit has, so that it goes through the same loader as any file; the
+// loader's messages name it as the user did.
+void load_standard_input(std::string const& plane)
+{
+    std::string const device = "/dev/stdin";
+    try {
+        sim::load_dump_file(device, plane);
+    }
+    catch (sim::dump_error const& e) {
+        std::string message = e.what();
+        if (message.starts_with(device))
+            message.replace(0, device.size(), "standard input");
+        throw tool_error(message);
+    }
+}
+
 } // namespace
 
 void prepare_registry(std::vector<std::string> const& dumps)
@@ -60,9 +84,16 @@ void prepare_registry(std::vector<std::string> const& dumps)
         return;
     }
     sim::reset_registry();
+    bool standard_input_read = false;
     for (auto const& argument : dumps) {
         auto const [plane, file] = split(argument);
         (void)parse_plane(plane); // the name is checked here; the loader takes it as text
+        if (file == standard_input_name) {
+            if (std::exchange(standard_input_read, true))
+                throw tool_error("standard input (-) can be given only once");
+            load_standard_input(plane);
+            continue;
+        }
         check_readable(file);
         try {
             sim::load_dump_file(file, plane);

@@ -7,6 +7,7 @@
 #include "tools/plinth-ioreg/json_printer.hpp"
 #include "tools/plinth-ioreg/pci_listing.hpp"
 #include "tools/plinth-ioreg/plane_name.hpp"
+#include "tools/plinth-ioreg/registry_search.hpp"
 #include "tools/plinth-ioreg/registry_source.hpp"
 #include "tools/plinth-ioreg/registry_walker.hpp"
 #include "tools/plinth-ioreg/serial_listing.hpp"
@@ -16,10 +17,37 @@
 namespace plinth::ioreg_tool {
 namespace {
 
+// -r: each match as a tree of its own, one after the other; in JSON an array of them.
+std::string run_subtrees(registry_search const& search, registry_entry const& root, bool json)
+{
+    auto const found = search.subtrees_of_matches(root);
+    if (json) {
+        auto array = json::array();
+        for (auto const& match : found)
+            array.push_back(tree_to_json(match));
+        return to_text(array);
+    }
+    std::string text;
+    for (auto const& match : found)
+        text += format_tree(match);
+    return text;
+}
+
 std::string run_tree(apple::tree const& registry, options const& chosen, plane p)
 {
-    auto const root = registry_walker(p, chosen.properties).walk(find_root(registry));
-    return chosen.json ? to_text(tree_to_json(root)) : format_tree(root);
+    auto const root_entry = find_root(registry);
+    if (!chosen.search.any() && !chosen.scope.depth) {
+        auto const root = registry_walker(p, chosen.properties).walk(root_entry);
+        return chosen.json ? to_text(tree_to_json(root)) : format_tree(root);
+    }
+    registry_search const search(p, chosen.search, chosen.scope, chosen.properties);
+    if (chosen.scope.subtrees)
+        return run_subtrees(search, root_entry, chosen.json);
+    // Nothing matched: no text, and null in JSON.
+    auto const root = search.entries_above_matches(root_entry);
+    if (chosen.json)
+        return to_text(root ? tree_to_json(*root) : json(nullptr));
+    return root ? format_tree(*root) : std::string();
 }
 
 std::string run_show(apple::tree const& registry, options const& chosen, plane p)

@@ -2,6 +2,7 @@
 
 #include "device/apple/serial_bsd_client.hpp"
 #include "device/apple/usb_device.hpp"
+#include "tools/plinth-ioreg/entry_summary.hpp"
 #include "tools/plinth-ioreg/listing_text.hpp"
 #include "tools/plinth-ioreg/optional_read.hpp"
 #include "tools/plinth-ioreg/plane_visit.hpp"
@@ -82,7 +83,7 @@ nlohmann::ordered_json serial_listing_to_json(std::vector<serial_listing_item> c
                 {"serial_number", json_or_null(item.usb_device->serial_number)},
             };
         array.push_back({
-            {"id", item.id},
+            {"id", format_entry_id(item.id)},
             {"callout_device", json_or_null(item.callout_device)},
             {"dialin_device", json_or_null(item.dialin_device)},
             {"tty_base_name", json_or_null(item.tty_base_name)},

@@ -50,8 +50,8 @@ void append_neighbours(output out, char const* relation, plane p, std::vector<en
 
 std::string format_header(entry_summary const& summary)
 {
-    return fmt::format("{}{}{}  <class {}, id {:#x}>", summary.name, summary.location ? "@" : "",
-                       summary.location.value_or(std::string()), summary.class_name, summary.id);
+    return fmt::format("{}{}{}  <class {}, id {}>", summary.name, summary.location ? "@" : "",
+                       summary.location.value_or(std::string()), summary.class_name, format_entry_id(summary.id));
 }
 
 std::string format_tree(tree_node const& root)
@@ -66,8 +66,8 @@ std::string format_report(entry_report const& report)
     std::string text;
     auto out = std::back_inserter(text);
     fmt::format_to(out, "{}\n", format_header(report.summary));
-    fmt::format_to(out, "  class     {}\n  id        {:#x}\n  name      {}\n", report.summary.class_name,
-                   report.summary.id, report.global_name);
+    fmt::format_to(out, "  class     {}\n  id        {}\n  name      {}\n", report.summary.class_name,
+                   format_entry_id(report.summary.id), report.global_name);
     if (report.planes.empty())
         fmt::format_to(out, "  in no plane\n");
     for (auto const& presence : report.planes) {

@@ -1,5 +1,6 @@
 #include "tools/plinth-ioreg/usb_listing.hpp"
 
+#include "tools/plinth-ioreg/entry_summary.hpp"
 #include "tools/plinth-ioreg/listing_text.hpp"
 #include "tools/plinth-ioreg/optional_read.hpp"
 #include "tools/plinth-ioreg/plane_visit.hpp"
@@ -99,7 +100,7 @@ nlohmann::ordered_json usb_listing_to_json(std::vector<usb_listing_item> const& 
     auto array = nlohmann::ordered_json::array();
     for (auto const& item : items)
         array.push_back({
-            {"id", item.id},
+            {"id", format_entry_id(item.id)},
             {"depth", item.depth},
             {"vendor_id", json_or_null(item.vendor_id)},
             {"product_id", json_or_null(item.product_id)},

@@ -1,5 +1,7 @@
 #include "tools/plinth-ioreg/watch_event.hpp"
 
+#include "tools/plinth-ioreg/entry_summary.hpp"
+
 #include <fmt/chrono.h>
 #include <fmt/format.h>
 
@@ -35,7 +37,7 @@ nlohmann::ordered_json watch_event_to_json(watch_event const& event)
     json["event"] = event.arrived ? "arrived" : "left";
     json["class"] = event.class_name;
     json["name"] = event.name;
-    json["id"] = event.id;
+    json["id"] = format_entry_id(event.id);
     json["path"] = event.path.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(event.path);
     return json;
 }
