@@ -2,7 +2,10 @@
 
 #include <IOKit/IOKitLib.h>
 
+#include "sim/control/loaders.hpp"
+
 #include <stdexcept>
+#include <string>
 
 using namespace plinth::testing::io;
 namespace sim = plinth::sim;
@@ -87,6 +90,47 @@ TEST_F(io_control, a_dump_with_a_dangling_link_changes_nothing)
     d.links.emplace_back(0x100000201, 0x1000009ff);
     EXPECT_THROW(sim::merge(d), std::invalid_argument);
     EXPECT_EQ(sim::entry_count(), 1u);
+}
+
+// Loading grows with the size of the dump, not its square: an entry with a hundred
+// thousand properties loads, and a lookup finds the last one.
+TEST_F(io_control, a_hundred_thousand_properties)
+{
+    constexpr int count = 100'000;
+    std::string text = "+-o Root  <class IORegistryEntry, id 0x100000100, retain 4>\n"
+                       "    {\n";
+    for (int i = 0; i < count; ++i)
+        text += "      \"key" + std::to_string(i) + "\" = " + std::to_string(i) + "\n";
+    text += "    }\n";
+    sim::merge(sim::read_ioreg_text(text));
+
+    handle const root(IORegistryGetRootEntry(kIOMainPortDefault));
+    EXPECT_EQ(number_property(root.get(), "key99999"), 99'999);
+    EXPECT_EQ(number_property(root.get(), "key0"), 0);
+    sim::set_property(sim::root_entry_id, "key0", std::string("replaced"));
+    sim::remove_property(sim::root_entry_id, "key1");
+    EXPECT_EQ(text_property(root.get(), "key0"), "replaced");
+    EXPECT_FALSE(property(root.get(), "key1"));
+    EXPECT_EQ(number_property(root.get(), "key99998"), 99'998);
+}
+
+// As many entries at the top of an `ioreg -a -r` dump each hang under the root.
+TEST_F(io_control, a_hundred_thousand_top_level_entries)
+{
+    constexpr std::uint64_t count = 100'000;
+    constexpr std::uint64_t first = 0x100000200;
+    std::string xml = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n<array>\n";
+    for (std::uint64_t id = first; id < first + count; ++id)
+        xml += "<dict><key>IOObjectClass</key><string>IOService</string><key>IORegistryEntryID</key><integer>" +
+               std::to_string(id) + "</integer><key>n</key><integer>" + std::to_string(id - first) +
+               "</integer></dict>\n";
+    xml += "</array>\n</plist>\n";
+    sim::merge(sim::read_ioreg_xml(xml));
+
+    EXPECT_EQ(sim::entry_count(), count + 1);
+    auto const last = find_entry(first + count - 1);
+    EXPECT_EQ(number_property(last.get(), "n"), static_cast<std::int64_t>(count - 1));
+    EXPECT_EQ(parent_names(first + count - 1, kIOServicePlane), strings{"Root"});
 }
 
 } // namespace
