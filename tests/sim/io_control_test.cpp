@@ -92,6 +92,74 @@ TEST_F(io_control, a_dump_with_a_dangling_link_changes_nothing)
     EXPECT_EQ(sim::entry_count(), 1u);
 }
 
+// A dump or a control call that would hang the root below another entry, or link
+// any loop, is refused whole: walking up from any entry must end.
+TEST_F(io_control, a_loop_through_the_root)
+{
+    sim::merge(service_dump());
+    auto const unchanged = [] {
+        EXPECT_EQ(sim::entry_count(), 4u);
+        EXPECT_TRUE(parent_names(sim::root_entry_id, kIOServicePlane).empty());
+        EXPECT_EQ(parent_names(0x100000200, kIOServicePlane), strings{"Root"});
+        EXPECT_FALSE(sim::contains(0x100000300));
+    };
+
+    auto const text = sim::read_ioreg_text("+-o shared  <class IOService, id 0x100000202, retain 4>\n"
+                                           "  +-o Root  <class IORegistryEntry, id 0x100000100, retain 9>\n"
+                                           "  +-o Extra  <class IOService, id 0x100000300, retain 4>\n");
+    EXPECT_THROW(sim::merge(text), std::invalid_argument) << "text dump";
+    unchanged();
+
+    auto const xml = sim::read_ioreg_xml(
+        "<plist version=\"1.0\"><dict><key>IOObjectClass</key><string>IOService</string>"
+        "<key>IORegistryEntryID</key><integer>4294968064</integer>" // 0x100000300
+        "<key>IORegistryEntryChildren</key><array><dict><key>IOObjectClass</key><string>IORegistryEntry</string>"
+        "<key>IORegistryEntryID</key><integer>4294967552</integer></dict></array></dict></plist>"); // the root
+    EXPECT_THROW(sim::merge(xml), std::invalid_argument) << "XML dump";
+    unchanged();
+
+    EXPECT_THROW(sim::attach(sim::root_entry_id, 0x100000202, "IOService"), std::invalid_argument);
+    EXPECT_THROW(sim::attach(sim::root_entry_id, 0x100000202, "IODeviceTree"), std::invalid_argument)
+        << "the root hangs below nothing even in a plane where no loop would close";
+    EXPECT_THROW(sim::merge({"IOService", {}, {{0x100000201, sim::root_entry_id}}, {}}), std::invalid_argument);
+    unchanged();
+}
+
+// The loop a dump closes may run through entries an earlier dump brought, which
+// the reader of the later dump cannot see.
+TEST_F(io_control, a_loop_through_entries_already_in_the_registry)
+{
+    sim::merge(service_dump());
+    sim::dump const closing{"IOService",
+                            {{0x100000300, "IOService", "new", {}, {}, {}}},
+                            {{0x100000202, 0x100000300}, {0x100000300, 0x100000200}},
+                            {}};
+    try
+    {
+        sim::merge(closing);
+        ADD_FAILURE() << "the loop was merged";
+    }
+    catch (std::invalid_argument const& e)
+    {
+        EXPECT_NE(std::string(e.what()).find("closes a loop in IOService"), std::string::npos) << e.what();
+    }
+    EXPECT_FALSE(sim::contains(0x100000300)) << "nothing of the dump is merged";
+    EXPECT_EQ(parent_names(0x100000200, kIOServicePlane), strings{"Root"});
+
+    // Two new entries that hold each other up, with nothing above them.
+    EXPECT_THROW(sim::merge({"IOPower",
+                             {{0x100000301, "IOService", "a", {}, {}, {}}, {0x100000302, "IOService", "b", {}, {}, {}}},
+                             {{0x100000301, 0x100000302}, {0x100000302, 0x100000301}},
+                             {}}),
+                 std::invalid_argument);
+    EXPECT_THROW(sim::merge({"IOPower", {}, {{0x100000201, 0x100000201}}, {}}), std::invalid_argument) << "itself";
+    EXPECT_EQ(sim::entry_count(), 4u);
+
+    // The same links in another plane close no loop.
+    sim::merge({"IOPower", {}, {{0x100000202, 0x100000200}}, {0x100000202}});
+    EXPECT_EQ(parent_names(0x100000200, kIOPowerPlane), strings{"shared"});
+}
+
 // Loading grows with the size of the dump, not its square: an entry with a hundred
 // thousand properties loads, and a lookup finds the last one.
 TEST_F(io_control, a_hundred_thousand_properties)
