@@ -253,13 +253,14 @@ TEST(ioreg_xml_malformed, a_deep_plist)
                                              : "line " + std::to_string(8 + 1534) + ": <array> is nested more than 1536 elements deep");
     }
 
-    // Deep, but within what a registry can hold: values nested beyond the
-    // loader's own limit are an error naming their path, not a crash.
+    // As deep as libplist is let to go: values nested beyond the loader's own
+    // limit are an error naming their path, not a crash.
+    constexpr int deepest = 1536 - 2 - 1; // below <plist> and the entry's <dict>, with the <integer> innermost
     std::string within;
-    for (int i = 0; i < 300; ++i)
+    for (int i = 0; i < deepest; ++i)
         within += "<array>";
     within += "<integer>1</integer>";
-    for (int i = 0; i < 300; ++i)
+    for (int i = 0; i < deepest; ++i)
         within += "</array>";
     auto const message = dump_error_of(
         [&] { sim::read_ioreg_xml(plist(entry("Root", "IORegistryEntry", 1, "<key>deep</key>" + within))); });
