@@ -6,15 +6,6 @@
 
 namespace plinth::sim::detail {
 
-namespace {
-
-bool has_key(dictionary const& properties, std::string const& key)
-{
-    return std::any_of(properties.begin(), properties.end(), [&](auto const& item) { return item.first == key; });
-}
-
-} // namespace
-
 dump_builder::dump_builder(std::string plane)
 {
     result_.plane = std::move(plane);
@@ -25,8 +16,13 @@ void dump_builder::add_entry(dump_entry entry)
     auto const found = index_of_.find(entry.id);
     if (found == index_of_.end())
     {
+        keyed_dictionary properties;
+        for (auto& [key, v] : entry.properties)
+            properties.insert(std::move(key), std::move(v));
+        entry.properties.clear();
         index_of_.emplace(entry.id, result_.entries.size());
         result_.entries.push_back(std::move(entry));
+        properties_.push_back(std::move(properties));
         return;
     }
     dump_entry& kept = result_.entries[found->second];
@@ -38,15 +34,12 @@ void dump_builder::add_entry(dump_entry entry)
     if (kept.class_chain.empty())
         kept.class_chain = std::move(entry.class_chain);
     for (auto& [key, v] : entry.properties)
-        if (!has_key(kept.properties, key))
-            kept.properties.emplace_back(std::move(key), std::move(v));
+        properties_[found->second].insert(std::move(key), std::move(v));
 }
 
 void dump_builder::add_property(entry_id id, std::string key, value v)
 {
-    dump_entry& kept = entry(id);
-    if (!has_key(kept.properties, key))
-        kept.properties.emplace_back(std::move(key), std::move(v));
+    properties_[position_of(id)].insert(std::move(key), std::move(v));
 }
 
 void dump_builder::add_link(entry_id parent, entry_id child)
@@ -66,21 +59,23 @@ void dump_builder::add_link(entry_id parent, entry_id child)
 
 void dump_builder::add_top(entry_id id)
 {
-    if (std::find(printed_at_top_.begin(), printed_at_top_.end(), id) == printed_at_top_.end())
+    if (seen_at_top_.insert(id).second)
         printed_at_top_.push_back(id);
 }
 
 dump dump_builder::finish() &&
 {
+    for (std::size_t i = 0; i < properties_.size(); ++i)
+        result_.entries[i].properties = std::move(properties_[i]).take();
     for (entry_id const id : printed_at_top_)
         if (!parents_of_.contains(id))
             result_.tops.push_back(id);
     return std::move(result_);
 }
 
-dump_entry& dump_builder::entry(entry_id id)
+std::size_t dump_builder::position_of(entry_id id) const
 {
-    return result_.entries.at(index_of_.at(id));
+    return index_of_.at(id);
 }
 
 bool dump_builder::is_ancestor_or_self(entry_id candidate, entry_id of)

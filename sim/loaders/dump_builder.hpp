@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sim/control/dump.hpp"
+#include "sim/detail/registry/keyed_dictionary.hpp"
 
 #include <cstddef>
 #include <set>
@@ -52,14 +53,16 @@ public:
     dump finish() &&;
 
 private:
-    dump_entry& entry(entry_id id);
+    std::size_t position_of(entry_id id) const;
     bool is_ancestor_or_self(entry_id candidate, entry_id of);
 
-    dump result_;
+    dump result_;                              // entries without their properties until finish()
+    std::vector<keyed_dictionary> properties_; // of result_.entries[i]
     std::unordered_map<entry_id, std::size_t> index_of_;
     std::set<std::pair<entry_id, entry_id>> links_seen_;
     std::unordered_map<entry_id, std::vector<entry_id>> parents_of_;
     std::vector<entry_id> printed_at_top_;
+    std::unordered_set<entry_id> seen_at_top_;
     std::vector<entry_id> search_stack_;    // reused by is_ancestor_or_self
     std::unordered_set<entry_id> visited_;  // reused by is_ancestor_or_self
 };

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iterator>
 #include <sstream>
+#include <stdexcept>
 
 namespace plinth::sim {
 
@@ -57,8 +58,18 @@ dump read_dump_file(std::filesystem::path const& file, std::string const& plane)
 
 void load_dump_file(std::filesystem::path const& file, std::string const& plane)
 {
-    // Reading finishes, or throws, before the registry is touched.
-    merge(read_dump_file(file, plane));
+    // Reading finishes, or throws, before the registry is touched; a dump that
+    // reads but does not fit the registry (a loop through entries it already
+    // holds) is refused whole, and named like any other bad file.
+    auto const d = read_dump_file(file, plane);
+    try
+    {
+        merge(d);
+    }
+    catch (std::invalid_argument const& e)
+    {
+        throw dump_error(file.string() + ": " + e.what());
+    }
 }
 
 } // namespace plinth::sim

@@ -1,6 +1,7 @@
 #include "sim/loaders/plist_document.hpp"
 
 #include "sim/control/loaders.hpp"
+#include "sim/loaders/plist_xml_check.hpp"
 #include "sim/loaders/xml_tag_balance.hpp"
 
 #include <cstdint>
@@ -11,6 +12,10 @@ plist_document plist_document::parse_xml(std::string_view xml)
 {
     if (xml.size() > UINT32_MAX)
         throw dump_error("the XML property list is larger than the 4 GiB libplist reads");
+    // libplist takes a value that is not what its element says without a word,
+    // and recurses once per nesting level: both are caught before it runs.
+    if (auto const fault = find_unreadable_element(xml))
+        throw dump_error(*fault);
     plist_t root = nullptr;
     plist_from_xml(xml.data(), static_cast<std::uint32_t>(xml.size()), &root);
     if (root == nullptr)

@@ -94,4 +94,15 @@ TEST_F(ioreg_dump_file, a_dump_joins_the_registry_only_when_it_reads_whole)
     EXPECT_EQ(sim::entry_count(), 3u);
 }
 
+TEST_F(ioreg_dump_file, a_dump_that_hangs_the_root_below_an_entry_is_refused_naming_the_file)
+{
+    auto const file = folder.write("looped.txt", "+-o Camera  <class IOService, id 0x100000300, retain 4>\n"
+                                                 "  +-o Root  <class IORegistryEntry, id 0x100000100, retain 9>\n");
+    auto const message = ioreg::dump_error_of([&] { sim::load_dump_file(file); });
+    EXPECT_NE(message.find("looped.txt: "), std::string::npos) << message;
+    EXPECT_NE(message.find("root"), std::string::npos) << message;
+    EXPECT_FALSE(sim::contains(0x100000300));
+    EXPECT_EQ(sim::entry_count(), 1u);
+}
+
 } // namespace

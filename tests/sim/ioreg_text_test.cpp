@@ -88,6 +88,9 @@ TEST(ioreg_text_values, syntax_errors_name_the_line_the_key_and_the_column)
         {"\"open", "string is not closed"},
         {"(\"open)", "string is not closed"},
         {std::string(300, '(') + std::string(300, ')'), "nested more than"},
+        // A deep plist: far deeper than the stack could take by recursion.
+        {std::string(100'000, '(') + std::string(100'000, ')'), "nested more than"},
+        {std::string(100'000, '[') + std::string(100'000, ']'), "nested more than"},
     };
     for (auto const& [printed, fragment] : cases)
     {

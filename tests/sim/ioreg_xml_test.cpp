@@ -186,4 +186,85 @@ TEST(ioreg_xml_malformed, xml_that_libplist_rejects_names_the_first_unpaired_tag
                     .starts_with("libplist rejects the XML property list (its tags pair up"));
 }
 
+// libplist reads every one of these without a word (abc as 0, bad base64 as no
+// bytes, 010 as octal 8); the loader names the element and its line instead.
+TEST(ioreg_xml_malformed, a_value_that_is_not_what_its_element_says)
+{
+    struct case_t
+    {
+        char const* xml;
+        char const* message; // after "line 4: "
+    };
+    case_t const cases[] = {
+        {"<integer>abc</integer>", "<integer> holds \"abc\", not a whole number"},
+        {"<integer></integer>", "<integer> holds \"\", not a whole number"},
+        {"<integer>12abc</integer>", "<integer> holds \"12abc\", not a whole number"},
+        {"<integer>0xfg</integer>", "<integer> holds \"0xfg\", not a whole number"},
+        {"<integer>1.5</integer>", "<integer> holds \"1.5\", not a whole number"},
+        {"<integer>010</integer>", "<integer> holds \"010\", a whole number with a leading zero (libplist would read it as octal)"},
+        {"<integer>18446744073709551616</integer>", "<integer> holds \"18446744073709551616\", a whole number beyond 64 bits"},
+        {"<integer>-9223372036854775809</integer>", "<integer> holds \"-9223372036854775809\", a whole number beyond 64 bits"},
+        {"<real>abc</real>", "<real> holds \"abc\", not a number"},
+        {"<real>1.5.2</real>", "<real> holds \"1.5.2\", not a number"},
+        {"<data>!!!!</data>", "<data> holds \"!!!!\", not base64 (a character outside A-Z a-z 0-9 + /)"},
+        {"<data>QUJ</data>", "<data> holds \"QUJ\", base64 of a length that is not whole groups of four"},
+        {"<data>QQ==QUJD</data>", "<data> holds \"QQ==QUJD\", base64 that goes on after its '=' padding"},
+        {"<date>yesterday</date>", "<date> holds \"yesterday\", not a date of the form 2001-01-01T00:00:00Z"},
+        {"<date>2020-13-01T00:00:00Z</date>", "<date> holds \"2020-13-01T00:00:00Z\", not a date of the form 2001-01-01T00:00:00Z"},
+        {"<true>yes</true>", "<true> holds \"yes\", but the element holds nothing"},
+        {"<false>0</false>", "<false> holds \"0\", but the element holds nothing"},
+        {"<integer><string>1</string></integer>", "<integer> holds markup, not a value"},
+    };
+    for (auto const& c : cases)
+    {
+        std::string const body = entry("Root", "IORegistryEntry", 1, std::string("<key>bad</key>") + c.xml + "\n");
+        EXPECT_EQ(dump_error_of([&] { sim::read_ioreg_xml(plist(body)); }), std::string("line 8: ") + c.message)
+            << c.xml;
+    }
+
+    // Their well-formed neighbours read as before.
+    char const* const good[] = {"<integer> 12 </integer>", "<integer>-9223372036854775808</integer>",
+                                "<integer>0x1F</integer>", "<integer>0</integer>", "<real>-2.5e3</real>",
+                                "<real>nan</real>", "<data>QUJD\n QQ==</data>", "<data></data>",
+                                "<date>2001-01-01T00:00:00Z</date>", "<true></true>", "<false/>"};
+    for (char const* xml : good)
+        EXPECT_NO_THROW(sim::read_ioreg_xml(plist(entry("Root", "IORegistryEntry", 1, std::string("<key>ok</key>") + xml))))
+            << xml;
+}
+
+// Nesting deep enough to exhaust the stack in libplist's recursive parse and free
+// is refused before libplist sees it, naming the element and its line.
+TEST(ioreg_xml_malformed, a_deep_plist)
+{
+    constexpr std::size_t levels = 100'000;
+    for (std::string const element : {"array", "dict"})
+    {
+        std::string nested;
+        nested.reserve(levels * 24);
+        for (std::size_t i = 0; i < levels; ++i)
+            nested += element == "dict" ? "<dict><key>k</key>\n" : "<array>\n";
+        for (std::size_t i = 0; i < levels; ++i)
+            nested += "</" + element + ">";
+        std::string const body = entry("Root", "IORegistryEntry", 1, "<key>deep</key>" + nested + "\n");
+        auto const message = dump_error_of([&] { sim::read_ioreg_xml(plist(body)); });
+        // <plist>, the entry's <dict>, then one nested element a line from line 8;
+        // a <dict>'s <key> stands a level below it.
+        EXPECT_EQ(message, element == "dict" ? "line " + std::to_string(8 + 1533) + ": <key> is nested more than 1536 elements deep"
+                                             : "line " + std::to_string(8 + 1534) + ": <array> is nested more than 1536 elements deep");
+    }
+
+    // As deep as libplist is let to go: values nested beyond the loader's own
+    // limit are an error naming their path, not a crash.
+    constexpr int deepest = 1536 - 2 - 1; // below <plist> and the entry's <dict>, with the <integer> innermost
+    std::string within;
+    for (int i = 0; i < deepest; ++i)
+        within += "<array>";
+    within += "<integer>1</integer>";
+    for (int i = 0; i < deepest; ++i)
+        within += "</array>";
+    auto const message = dump_error_of(
+        [&] { sim::read_ioreg_xml(plist(entry("Root", "IORegistryEntry", 1, "<key>deep</key>" + within))); });
+    EXPECT_NE(message.find("values nested more than"), std::string::npos) << message;
+}
+
 } // namespace

@@ -58,22 +58,17 @@ void registry_entry::take_service_plane_name(std::string name, std::optional<std
 
 value const* registry_entry::find_property(std::string_view key) const noexcept
 {
-    auto const found = std::ranges::find(properties_, key, [](auto const& p) -> std::string_view { return p.first; });
-    return found == properties_.end() ? nullptr : &found->second;
+    return properties_.find(key);
 }
 
 void registry_entry::set_property(std::string const& key, value v)
 {
-    auto const found = std::ranges::find(properties_, key, [](auto const& p) -> std::string const& { return p.first; });
-    if (found == properties_.end())
-        properties_.emplace_back(key, std::move(v));
-    else
-        found->second = std::move(v);
+    properties_.assign(key, std::move(v));
 }
 
 void registry_entry::remove_property(std::string_view key)
 {
-    std::erase_if(properties_, [key](auto const& p) { return p.first == key; });
+    properties_.erase(key);
 }
 
 plane_links const* registry_entry::links(std::string_view plane) const noexcept

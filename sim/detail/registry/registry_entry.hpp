@@ -3,6 +3,7 @@
 #include "sim/control/dump.hpp"
 #include "sim/control/value.hpp"
 #include "sim/detail/kernel/kernel_object.hpp"
+#include "sim/detail/registry/keyed_dictionary.hpp"
 #include "sim/detail/registry/plane_links.hpp"
 
 #include <map>
@@ -50,7 +51,8 @@ public:
     std::string const& name_in_plane(std::string_view plane) const noexcept;
     std::optional<std::string> const& location_in_plane(std::string_view plane) const noexcept;
 
-    dictionary const& properties() const noexcept { return properties_; }
+    // In the order they were first set.
+    dictionary const& properties() const noexcept { return properties_.items(); }
     value const* find_property(std::string_view key) const noexcept;
     void set_property(std::string const& key, value v);
     void remove_property(std::string_view key);
@@ -76,7 +78,7 @@ private:
     std::string class_name_;
     std::string name_;
     std::optional<std::string> location_;
-    dictionary properties_;
+    keyed_dictionary properties_;
     std::map<std::string, plane_links, std::less<>> planes_;
     bool registered_ = false;
     bool named_by_service_plane_ = false;

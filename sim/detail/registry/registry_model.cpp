@@ -1,6 +1,7 @@
 #include "sim/detail/registry/registry_model.hpp"
 
 #include "sim/detail/kernel/hex_text.hpp"
+#include "sim/detail/registry/link_loop_finder.hpp"
 #include "sim/detail/registry/plane_walk.hpp"
 
 #include <algorithm>
@@ -135,6 +136,8 @@ void registry_model::attach(entry_id child, entry_id parent, std::string const& 
         auto& parent_entry = require(parent, "attach");
         if (plane.empty())
             throw std::invalid_argument("attach: a link needs a plane");
+        if (&child_entry == root_.get())
+            throw std::invalid_argument("attach: the root entry hangs below no entry, in " + plane + " as in every plane");
         auto const was_service = child_entry.attached_in(service_plane);
         if (!already_linked(parent_entry, child_entry, plane))
         {
@@ -250,6 +253,8 @@ void registry_model::merge(dump const& d)
             if (!known(top))
                 throw std::invalid_argument("merge: the top entry " + hex_text(top) + " is not in the dump");
 
+        refuse_loops(d);
+
         std::unordered_set<entry_id> services_before;
         for (auto const& entry : d.entries)
             if (auto const found = entries_.find(entry.id);
@@ -290,13 +295,8 @@ void registry_model::merge(dump const& d)
         {
             auto& parent = *entries_.at(parent_id);
             auto& child = *entries_.at(child_id);
-            if (already_linked(parent, child, d.plane))
-                continue;
-            // A link that would close a loop cannot come from a real registry; it
-            // is left out rather than making the plane unwalkable.
-            if (is_ancestor_or_self(child, parent, d.plane))
-                continue;
-            link(parent, child, d.plane);
+            if (!already_linked(parent, child, d.plane))
+                link(parent, child, d.plane);
         }
         for (auto const top_id : d.tops)
         {
@@ -313,6 +313,45 @@ void registry_model::merge(dump const& d)
                     published.push_back(found->second);
     }
     notify(published, {});
+}
+
+void registry_model::refuse_loops(dump const& d) const
+{
+    // The links the merge adds, as they will be once it is done: those the plane
+    // lacks, then the root's links to the dump's tops that nothing else holds.
+    auto const lookup = [&](entry_id id) -> registry_entry const* {
+        auto const found = entries_.find(id);
+        return found == entries_.end() ? nullptr : found->second.get();
+    };
+    std::vector<link_loop_finder::link> added;
+    std::unordered_set<entry_id> gets_parent;
+    for (auto const& [parent_id, child_id] : d.links)
+    {
+        if (child_id == root_->id())
+            throw std::invalid_argument("merge: the dump puts the root entry below " + hex_text(parent_id) + " in " +
+                                        d.plane + "; the root hangs below no entry");
+        auto const* parent = lookup(parent_id);
+        auto const* child = lookup(child_id);
+        if (parent && child && already_linked(*parent, *child, d.plane))
+            continue;
+        added.emplace_back(parent_id, child_id);
+        gets_parent.insert(child_id);
+    }
+    for (auto const top_id : d.tops)
+    {
+        auto const* top = lookup(top_id);
+        if (top_id != root_->id() && !gets_parent.contains(top_id) && !(top && top->attached_in(d.plane)))
+            added.emplace_back(root_->id(), top_id);
+    }
+
+    link_loop_finder const finder([&](entry_id id, std::vector<entry_id>& children) {
+        if (auto const* entry = lookup(id))
+            for (auto const* child : entry->linked(d.plane, link_direction::children))
+                children.push_back(child->id());
+    });
+    if (auto const closing = finder.find(added))
+        throw std::invalid_argument("merge: the link " + hex_text(closing->first) + " -> " +
+                                    hex_text(closing->second) + " closes a loop in " + d.plane);
 }
 
 bool registry_model::contains(entry_id id) const

@@ -80,6 +80,9 @@ private:
     std::shared_ptr<registry_entry> const& create_entry(entry_id id, std::string class_name, std::string name,
                                                         std::optional<std::string> location, std::string_view first_plane);
     void reset_locked();
+    // Throws std::invalid_argument when merging the dump would link a loop, the
+    // root included, in its plane.
+    void refuse_loops(dump const& d) const;
     void link(registry_entry& parent, registry_entry& child, std::string const& plane);
     bool is_ancestor_or_self(registry_entry const& candidate, registry_entry const& entry,
                              std::string_view plane) const;
