@@ -1,0 +1,23 @@
+#ifndef _IOKIT_HID_IOHIDDEVICEKEYS_H
+#define _IOKIT_HID_IOHIDDEVICEKEYS_H
+
+// The property keys of a HID device's registry entry.
+#define kIOHIDTransportKey "Transport"
+#define kIOHIDVendorIDKey "VendorID"
+#define kIOHIDProductIDKey "ProductID"
+#define kIOHIDVersionNumberKey "VersionNumber"
+#define kIOHIDManufacturerKey "Manufacturer"
+#define kIOHIDProductKey "Product"
+#define kIOHIDSerialNumberKey "SerialNumber"
+#define kIOHIDLocationIDKey "LocationID"
+#define kIOHIDDeviceUsageKey "DeviceUsage"
+#define kIOHIDDeviceUsagePageKey "DeviceUsagePage"
+#define kIOHIDPrimaryUsageKey "PrimaryUsage"
+#define kIOHIDPrimaryUsagePageKey "PrimaryUsagePage"
+#define kIOHIDMaxInputReportSizeKey "MaxInputReportSize"
+#define kIOHIDMaxOutputReportSizeKey "MaxOutputReportSize"
+#define kIOHIDMaxFeatureReportSizeKey "MaxFeatureReportSize"
+#define kIOHIDReportDescriptorKey "ReportDescriptor"
+#define kIOHIDBuiltInKey "Built-In"
+
+#endif

@@ -1,0 +1,19 @@
+#ifndef _IOKIT_HID_IOHIDKEYS_H
+#define _IOKIT_HID_IOHIDKEYS_H
+
+// HID class names, keys and the options of IOHIDDeviceOpen.
+
+#include <IOKit/hid/IOHIDDeviceKeys.h>
+
+#include <stdint.h>
+
+#define kIOHIDDeviceKey "IOHIDDevice"
+
+enum {
+    kIOHIDOptionsTypeNone = 0x00,
+    kIOHIDOptionsTypeSeizeDevice = 0x01,
+    kIOHIDOptionsTypeMaskPrivate = 0xff0000
+};
+typedef uint32_t IOHIDOptionsType;
+
+#endif

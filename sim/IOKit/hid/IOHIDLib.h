@@ -1,0 +1,8 @@
+#ifndef _IOKIT_HID_IOHIDLIB_USER_H
+#define _IOKIT_HID_IOHIDLIB_USER_H
+
+#include <IOKit/hid/IOHIDBase.h>
+#include <IOKit/hid/IOHIDDevice.h>
+#include <IOKit/hid/IOHIDKeys.h>
+
+#endif
