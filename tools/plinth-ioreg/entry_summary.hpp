@@ -17,8 +17,17 @@ struct entry_summary
     std::string name;                    // the name in the plane
     std::optional<std::string> location; // the location in the plane, when it has one
     std::optional<std::string> path;     // the registry path, when the entry has one (the root has none)
+                                         // and it was asked for
 };
 
-entry_summary summarize(registry_entry const& entry, plane p);
+// Whether summarize reads the registry path: one more IOKit call per entry, which
+// a listing that does not show paths saves.
+enum class path_reading
+{
+    read,
+    skip,
+};
+
+entry_summary summarize(registry_entry const& entry, plane p, path_reading path = path_reading::read);
 
 } // namespace plinth::ioreg_tool

@@ -18,7 +18,9 @@ namespace {
 
 std::string run_tree(apple::tree const& registry, options const& chosen, plane p)
 {
-    auto const root = registry_walker(p, chosen.properties).walk(find_root(registry));
+    // Only the JSON form shows paths; the text form saves reading them.
+    auto const paths = chosen.json ? path_reading::read : path_reading::skip;
+    auto const root = registry_walker(p, chosen.properties, paths).walk(find_root(registry));
     return chosen.json ? to_text(tree_to_json(root)) : format_tree(root);
 }
 
