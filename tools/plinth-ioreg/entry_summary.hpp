@@ -16,8 +16,8 @@ struct entry_summary
     std::string class_name;
     std::string name;                    // the name in the plane
     std::optional<std::string> location; // the location in the plane, when it has one
-    std::optional<std::string> path;     // the registry path, when the entry has one (the root has none)
-                                         // and it was asked for
+    std::optional<std::string> path;     // the registry path, when asked for and the entry has one
+                                         // (the root has none)
 };
 
 // Whether summarize reads the registry path: one more IOKit call per entry, which
