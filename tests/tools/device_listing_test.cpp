@@ -116,6 +116,31 @@ TEST_F(device_listing_test, without_a_usb_plane_devices_come_in_service_order_on
     EXPECT_EQ(tool::format_usb_listing(usb, false).substr(0, 20), "-:-  -  manufacturer");
 }
 
+// A listing looks at every entry of the IOService plane for the kind it lists, so
+// what each entry costs there is paid hundreds of times on a Mac: the iterator
+// step that yields it and its release, its ID (an entry with two parents is
+// listed once), its class, and its child iterator made, drained and released.
+// A copy of the entry for the class check would add a retain and a release.
+TEST_F(device_listing_test, a_listing_pays_seven_iokit_calls_per_entry_it_passes)
+{
+    auto const bridge = sim::add_entry({"IOPCI2PCIBridge", "pci-bridge", "1"}, sim::root_entry_id);
+    auto const function = sim::add_entry({"IOPCIDevice", "XHC1", "14",
+                                          {{"vendor-id", sim::data{0x86, 0x80, 0, 0}},
+                                           {"device-id", sim::data{0x6d, 0xa3, 0, 0}}}},
+                                         bridge);
+    sim::add_entry({"AppleUSBXHCI", "XHC1"}, function);
+    auto const registry = machine();
+    sim::reset_call_count();
+    auto const functions = tool::list_pci_devices(registry);
+    auto const calls = sim::iokit_call_count();
+    ASSERT_EQ(functions.size(), 1u);
+    EXPECT_EQ(functions[0].space.vendor_id, 0x8086);
+    // The root (found, its child iterator made, drained and released, itself
+    // released), three entries, and for the function its ID, the six
+    // configuration-space properties, its child index and its path.
+    EXPECT_EQ(calls, 5 + 3 * 7 + 9);
+}
+
 TEST_F(device_listing_test, every_shared_dump_lists_all_three_kinds)
 {
     std::filesystem::path const shared(PLINTH_SHARED_IOREG_DIR);

@@ -28,7 +28,7 @@ std::string format_entry_id(std::uint64_t id)
     return fmt::format("{:#x}", id);
 }
 
-entry_summary summarize(registry_entry const& entry, plane p)
+entry_summary summarize(registry_entry const& entry, plane p, path_reading path)
 {
     auto const& device = entry.device();
     entry_summary summary;
@@ -36,7 +36,8 @@ entry_summary summarize(registry_entry const& entry, plane p)
     summary.class_name = device.get_class();
     summary.name = device.get_name(p);
     summary.location = optional_text([&] { return device.get_location(p); });
-    summary.path = optional_text([&] { return device.get_path(p); });
+    if (path == path_reading::read)
+        summary.path = optional_text([&] { return device.get_path(p); });
     return summary;
 }
 

@@ -16,10 +16,19 @@ struct entry_summary
     std::string class_name;
     std::string name;                    // the name in the plane
     std::optional<std::string> location; // the location in the plane, when it has one
-    std::optional<std::string> path;     // the registry path, when the entry has one (the root has none)
+    std::optional<std::string> path;     // the registry path, when asked for and the entry has one
+                                         // (the root has none)
 };
 
-entry_summary summarize(registry_entry const& entry, plane p);
+// Whether summarize reads the registry path: one more IOKit call per entry, which
+// a listing that does not show paths saves.
+enum class path_reading
+{
+    read,
+    skip,
+};
+
+entry_summary summarize(registry_entry const& entry, plane p, path_reading path = path_reading::read);
 
 // How the tool writes a registry entry ID, in text and JSON alike: "0x" and
 // lower-case hexadecimal digits, which `show --id` takes back. A string in JSON,

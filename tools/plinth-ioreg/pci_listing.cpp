@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include <array>
+#include <utility>
 
 namespace plinth::ioreg_tool {
 namespace {
@@ -61,8 +62,8 @@ std::string pci_class_name(std::uint8_t class_code, std::uint8_t subclass)
 std::vector<pci_listing_item> list_pci_devices(apple::tree const& registry)
 {
     std::vector<pci_listing_item> items;
-    visit_plane(registry, plane::service, [&](apple::device const& entry, int) {
-        apple::pci_device const pci(entry);
+    visit_plane(registry, plane::service, [&](apple::device entry, int) {
+        apple::pci_device const pci(std::move(entry));
         if (pci)
             items.push_back({pci.get_id(), pci.get_configuration_space(), pci.get_child_index(),
                              read_optional([&] { return pci.get_path(plane::service); })});

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <unordered_set>
+#include <utility>
 
 namespace plinth::ioreg_tool {
 namespace {
@@ -13,17 +14,20 @@ class plane_visit
 public:
     plane_visit(plane p, plane_visitor const& visit) : plane_(p), visit_(visit) {}
 
-    // The children of `parent`; whether it had any.
-    bool below(apple::device const& parent, int weight)
+    // The entries that `children` yields and those below them; whether it yielded any.
+    bool below(apple::io_kit::io_iterator children, int weight)
     {
         bool any = false;
-        auto children = parent.get_children(plane_);
         while (auto object = children.next()) {
             any = true;
-            apple::device const child(apple::io_kit::io_registry_entry(std::move(object)));
+            apple::device child(apple::io_kit::io_registry_entry(std::move(object)));
             if (!seen_.insert(child.get_id()).second)
                 continue;
-            below(child, weight + visit_(child, weight));
+            // The child iterator is a snapshot of its own, so the entry can go to
+            // the visitor before its children are walked.
+            auto grandchildren = child.get_children(plane_);
+            auto const own_weight = visit_(std::move(child), weight);
+            below(std::move(grandchildren), weight + own_weight);
         }
         return any;
     }
@@ -38,7 +42,7 @@ private:
 
 bool visit_plane(apple::tree const& registry, plane p, plane_visitor const& visit)
 {
-    return plane_visit(p, visit).below(registry.get_root_node(), 0);
+    return plane_visit(p, visit).below(registry.get_root_node().get_children(p), 0);
 }
 
 } // namespace plinth::ioreg_tool

@@ -5,11 +5,12 @@
 
 namespace plinth::ioreg_tool {
 
-// All of the entry's own properties. The keys come from the entry's property
-// dictionary; each value is read through the library's device::get_property where
-// it has a type for it (strings, data, booleans), and from the dictionary where it
-// has none (dictionaries, arrays, sets) or narrows it (numbers, which the library
-// gives as 32-bit signed and ioreg shows unsigned at their full width).
+// All of the entry's own properties, from the one dictionary that
+// IORegistryEntryCreateCFProperties copies out of the kernel. Every value is
+// taken from that copy: reading a property again by its key would cost one more
+// kernel round trip per property for the same value, and numbers, which the
+// library's device::get_property narrows to 32-bit signed, must be shown at their
+// full width anyway.
 property_dictionary read_properties(registry_entry const& entry);
 
 } // namespace plinth::ioreg_tool

@@ -6,8 +6,8 @@
 
 namespace plinth::ioreg_tool {
 
-registry_walker::registry_walker(plane p, bool with_properties) noexcept
-    : plane_(p), with_properties_(with_properties)
+registry_walker::registry_walker(plane p, bool with_properties, path_reading paths) noexcept
+    : plane_(p), with_properties_(with_properties), paths_(paths)
 {
 }
 
@@ -20,7 +20,7 @@ tree_node registry_walker::walk(registry_entry const& top) const
 tree_node registry_walker::walk(registry_entry const& entry, std::vector<std::uint64_t>& ancestors) const
 {
     tree_node node;
-    node.summary = summarize(entry, plane_);
+    node.summary = summarize(entry, plane_, paths_);
     if (with_properties_)
         node.properties = read_properties(entry);
 

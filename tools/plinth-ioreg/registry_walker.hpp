@@ -21,11 +21,16 @@ struct tree_node
 };
 
 // Walks the registry downwards in one plane, reading each entry's summary and,
-// when asked, all its properties.
+// when asked, all its properties. On a Mac every IOKit call is a kernel round
+// trip, so the walk makes as few as showing the tree allows: per entry the
+// iterator step that yields it and its release, its ID, class, name and location
+// in the plane, one dictionary of all its properties, and a child iterator (made,
+// drained to its end and released). The registry path costs one more and is read
+// only when asked for.
 class registry_walker
 {
 public:
-    registry_walker(plane p, bool with_properties) noexcept;
+    registry_walker(plane p, bool with_properties, path_reading paths = path_reading::read) noexcept;
 
     // `top` and every entry below it in the plane.
     tree_node walk(registry_entry const& top) const;
@@ -35,6 +40,7 @@ private:
 
     plane plane_;
     bool with_properties_;
+    path_reading paths_;
 };
 
 // The number of entries in the tree, counting an entry once for each place it appears.

@@ -37,7 +37,9 @@ std::string run_tree(apple::tree const& registry, options const& chosen, plane p
 {
     auto const root_entry = find_root(registry);
     if (!chosen.search.any() && !chosen.scope.depth) {
-        auto const root = registry_walker(p, chosen.properties).walk(root_entry);
+        // Only the JSON form shows paths; the text form saves reading them.
+        auto const paths = chosen.json ? path_reading::read : path_reading::skip;
+        auto const root = registry_walker(p, chosen.properties, paths).walk(root_entry);
         return chosen.json ? to_text(tree_to_json(root)) : format_tree(root);
     }
     registry_search const search(p, chosen.search, chosen.scope, chosen.properties);

@@ -9,6 +9,8 @@
 
 #include <fmt/format.h>
 
+#include <utility>
+
 namespace plinth::ioreg_tool {
 namespace {
 
@@ -37,8 +39,8 @@ std::optional<serial_port_owner> find_usb_owner(apple::device const& port)
 std::vector<serial_listing_item> list_serial_ports(apple::tree const& registry)
 {
     std::vector<serial_listing_item> items;
-    visit_plane(registry, plane::service, [&](apple::device const& entry, int) {
-        apple::serial_bsd_client const port(entry);
+    visit_plane(registry, plane::service, [&](apple::device entry, int) {
+        apple::serial_bsd_client const port(std::move(entry));
         if (port)
             items.push_back({
                 port.get_id(),

@@ -9,6 +9,7 @@
 
 #include <cstdint>
 #include <set>
+#include <utility>
 
 namespace plinth::ioreg_tool {
 namespace {
@@ -54,8 +55,8 @@ nlohmann::ordered_json descriptor_to_json(apple::usb_device::device_descriptor c
 std::vector<usb_listing_item> list_usb_devices(apple::tree const& registry)
 {
     std::vector<usb_listing_item> items;
-    auto const in_usb_plane = visit_plane(registry, plane::usb, [&](apple::device const& entry, int depth) {
-        apple::usb_device const usb(entry);
+    auto const in_usb_plane = visit_plane(registry, plane::usb, [&](apple::device entry, int depth) {
+        apple::usb_device const usb(std::move(entry));
         if (!usb)
             return 0;
         items.push_back(read_item(usb, depth));
@@ -65,8 +66,8 @@ std::vector<usb_listing_item> list_usb_devices(apple::tree const& registry)
         return items;
 
     std::set<int> locations;
-    visit_plane(registry, plane::service, [&](apple::device const& entry, int depth) {
-        apple::usb_device const usb(entry);
+    visit_plane(registry, plane::service, [&](apple::device entry, int depth) {
+        apple::usb_device const usb(std::move(entry));
         if (!usb)
             return 0;
         // The mirror is skipped before anything else of it is read.
