@@ -5,7 +5,11 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOReturn.h>
+#include <IOKit/IOTypes.h>
 #include <IOKit/hid/IOHIDDeviceTypes.h>
+#include <IOKit/hid/IOHIDKeys.h>
+
+#include <stdint.h>
 
 #ifdef __cplusplus
 extern "C" {

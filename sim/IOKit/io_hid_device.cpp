@@ -1,0 +1,176 @@
+// The HID manager's device interface over the simulated registry: each
+// IOHIDDeviceRef is one client of the device behind a registry entry.
+#include <IOKit/hid/IOHIDDevice.h>
+
+#include "sim/control/diagnostics.hpp"
+#include "sim/detail/cf/cf_checked.hpp"
+#include "sim/detail/cf/cf_lifetime.hpp"
+#include "sim/detail/hid/hid_client.hpp"
+#include "sim/detail/hid/hid_device_object.hpp"
+#include "sim/detail/hid/hid_hardware.hpp"
+#include "sim/detail/kernel/iokit_call_counter.hpp"
+#include "sim/detail/kernel/object_lookup.hpp"
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+namespace {
+
+using plinth::sim::detail::count_iokit_call;
+using plinth::sim::detail::hid_client;
+using plinth::sim::detail::hid_device_object;
+using plinth::sim::detail::hid_hardware;
+
+hid_device_object* checked(IOHIDDeviceRef device, char const* function)
+{
+    return plinth::sim::detail::cf_checked<hid_device_object>(device, function);
+}
+
+} // namespace
+
+extern "C" {
+
+CFTypeID IOHIDDeviceGetTypeID(void)
+{
+    return hid_device_object::class_type_id();
+}
+
+IOHIDDeviceRef IOHIDDeviceCreate(CFAllocatorRef, io_service_t service)
+{
+    count_iokit_call();
+    auto const entry = plinth::sim::detail::lookup_entry(service, "IOHIDDeviceCreate");
+    if (!entry || IOObjectConformsTo(service, "IOHIDDevice") == 0)
+        return nullptr;
+    IOObjectRetain(service);
+    auto* const device = plinth::sim::detail::make_cf_object<hid_device_object>(service, entry.object);
+    auto const ref = plinth::sim::detail::cf_ref<IOHIDDeviceRef>(device);
+    device->attach_client(hid_client::create(hid_hardware::of(entry.object), ref));
+    return ref;
+}
+
+io_service_t IOHIDDeviceGetService(IOHIDDeviceRef device)
+{
+    auto* const checked_device = checked(device, "IOHIDDeviceGetService");
+    return checked_device == nullptr ? IO_OBJECT_NULL : checked_device->service();
+}
+
+IOReturn IOHIDDeviceOpen(IOHIDDeviceRef device, IOOptionBits options)
+{
+    count_iokit_call();
+    auto* const checked_device = checked(device, "IOHIDDeviceOpen");
+    return checked_device == nullptr ? kIOReturnBadArgument : checked_device->client().open(options);
+}
+
+IOReturn IOHIDDeviceClose(IOHIDDeviceRef device, IOOptionBits)
+{
+    count_iokit_call();
+    auto* const checked_device = checked(device, "IOHIDDeviceClose");
+    return checked_device == nullptr ? kIOReturnBadArgument : checked_device->client().close();
+}
+
+Boolean IOHIDDeviceConformsTo(IOHIDDeviceRef device, uint32_t usagePage, uint32_t usage)
+{
+    auto* const checked_device = checked(device, "IOHIDDeviceConformsTo");
+    if (checked_device == nullptr)
+        return false;
+    auto number_of = [&](char const* key) {
+        CFStringRef const name = CFStringCreateWithCString(kCFAllocatorDefault, key, kCFStringEncodingUTF8);
+        CFTypeRef const value = checked_device->property(name);
+        CFRelease(name);
+        int result = -1;
+        if (value != nullptr && CFGetTypeID(value) == CFNumberGetTypeID())
+            CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberIntType, &result);
+        return result;
+    };
+    return number_of("DeviceUsagePage") == static_cast<int>(usagePage) &&
+           (usage == 0 || number_of("DeviceUsage") == static_cast<int>(usage));
+}
+
+CFTypeRef IOHIDDeviceGetProperty(IOHIDDeviceRef device, CFStringRef key)
+{
+    count_iokit_call();
+    auto* const checked_device = checked(device, "IOHIDDeviceGetProperty");
+    if (checked_device == nullptr || key == nullptr)
+        return nullptr;
+    return checked_device->property(key);
+}
+
+Boolean IOHIDDeviceSetProperty(IOHIDDeviceRef device, CFStringRef, CFTypeRef)
+{
+    count_iokit_call();
+    checked(device, "IOHIDDeviceSetProperty");
+    return false;
+}
+
+void IOHIDDeviceScheduleWithRunLoop(IOHIDDeviceRef device, CFRunLoopRef runLoop, CFStringRef runLoopMode)
+{
+    if (auto* const checked_device = checked(device, "IOHIDDeviceScheduleWithRunLoop");
+        checked_device != nullptr && runLoop != nullptr && runLoopMode != nullptr)
+        checked_device->client().schedule(runLoop, runLoopMode);
+}
+
+void IOHIDDeviceUnscheduleFromRunLoop(IOHIDDeviceRef device, CFRunLoopRef runLoop, CFStringRef runLoopMode)
+{
+    if (auto* const checked_device = checked(device, "IOHIDDeviceUnscheduleFromRunLoop");
+        checked_device != nullptr && runLoop != nullptr && runLoopMode != nullptr)
+        checked_device->client().unschedule(runLoop, runLoopMode);
+}
+
+void IOHIDDeviceRegisterRemovalCallback(IOHIDDeviceRef device, IOHIDCallback callback, void* context)
+{
+    if (auto* const checked_device = checked(device, "IOHIDDeviceRegisterRemovalCallback"))
+        checked_device->client().register_removal(callback, context);
+}
+
+void IOHIDDeviceRegisterInputReportCallback(IOHIDDeviceRef device, uint8_t* report, CFIndex reportLength,
+                                            IOHIDReportCallback callback, void* context)
+{
+    if (auto* const checked_device = checked(device, "IOHIDDeviceRegisterInputReportCallback"))
+        checked_device->client().register_input(report, reportLength, callback, context);
+}
+
+IOReturn IOHIDDeviceSetReport(IOHIDDeviceRef device, IOHIDReportType reportType, CFIndex reportID,
+                              const uint8_t* report, CFIndex reportLength)
+{
+    count_iokit_call();
+    auto* const checked_device = checked(device, "IOHIDDeviceSetReport");
+    if (checked_device == nullptr || reportLength < 0 || (report == nullptr && reportLength > 0))
+        return kIOReturnBadArgument;
+    auto& client = checked_device->client();
+    if (client.hardware().is_removed())
+        return kIOReturnOffline;
+    if (!client.is_open())
+        return kIOReturnNotOpen;
+    if (client.hardware().seized_by_other(&client))
+        return kIOReturnExclusiveAccess;
+    client.hardware().record_output(reportType, static_cast<std::uint32_t>(reportID),
+                                    std::vector<std::uint8_t>(report, report + reportLength));
+    return kIOReturnSuccess;
+}
+
+IOReturn IOHIDDeviceGetReport(IOHIDDeviceRef device, IOHIDReportType reportType, CFIndex reportID, uint8_t* report,
+                              CFIndex* pReportLength)
+{
+    count_iokit_call();
+    auto* const checked_device = checked(device, "IOHIDDeviceGetReport");
+    if (checked_device == nullptr || pReportLength == nullptr || *pReportLength <= 0 || report == nullptr)
+        return kIOReturnBadArgument;
+    auto& client = checked_device->client();
+    if (client.hardware().is_removed())
+        return kIOReturnOffline;
+    if (!client.is_open())
+        return kIOReturnNotOpen;
+    if (client.hardware().seized_by_other(&client))
+        return kIOReturnExclusiveAccess;
+    std::vector<std::uint8_t> bytes;
+    if (reportType != kIOHIDReportTypeFeature ||
+        !client.hardware().feature(static_cast<std::uint32_t>(reportID), bytes))
+        return kIOReturnUnsupported;
+    auto const n = std::min<std::size_t>(bytes.size(), static_cast<std::size_t>(*pReportLength));
+    std::memcpy(report, bytes.data(), n);
+    *pReportLength = static_cast<CFIndex>(n);
+    return kIOReturnSuccess;
+}
+
+} // extern "C"

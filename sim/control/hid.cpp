@@ -1,0 +1,73 @@
+#include "sim/control/hid.hpp"
+
+#include "sim/control/registry.hpp"
+#include "sim/detail/hid/hid_hardware.hpp"
+#include "sim/detail/kernel/object_lookup.hpp"
+
+#include <IOKit/IOKitLib.h>
+
+#include <stdexcept>
+#include <string>
+
+namespace plinth::sim {
+namespace {
+
+void require_entry(entry_id device)
+{
+    if (!contains(device))
+        throw std::invalid_argument("no registry entry has ID " + std::to_string(device));
+}
+
+// The device's hardware, made on first use: a feature set before any client
+// opened the device must still be there for it.
+std::shared_ptr<detail::hid_hardware> hardware_of(entry_id device)
+{
+    if (auto found = detail::hid_hardware::find(device))
+        return found;
+    require_entry(device);
+    io_service_t const service = IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(device));
+    auto const entry = detail::lookup_entry(service, "set_feature_report");
+    bool const hid = service != IO_OBJECT_NULL && IOObjectConformsTo(service, "IOHIDDevice") != 0;
+    if (service != IO_OBJECT_NULL)
+        IOObjectRelease(service);
+    if (!entry || !hid)
+        throw std::invalid_argument("registry entry " + std::to_string(device) + " is not a HID device");
+    return detail::hid_hardware::of(entry.object);
+}
+
+} // namespace
+
+void post_input_report(entry_id device, std::uint32_t report_id, std::span<std::uint8_t const> bytes)
+{
+    if (auto const hardware = detail::hid_hardware::find(device))
+        hardware->post_input(report_id, std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
+    else
+        require_entry(device);
+}
+
+std::size_t dropped_input_reports(entry_id device)
+{
+    auto const hardware = detail::hid_hardware::find(device);
+    return hardware ? hardware->dropped_input_reports() : 0;
+}
+
+std::vector<output_report> output_reports(entry_id device)
+{
+    std::vector<output_report> reports;
+    auto const hardware = detail::hid_hardware::find(device);
+    if (!hardware)
+    {
+        require_entry(device);
+        return reports;
+    }
+    for (auto& sent : hardware->sent())
+        reports.push_back({sent.type, sent.report_id, std::move(sent.bytes)});
+    return reports;
+}
+
+void set_feature_report(entry_id device, std::uint32_t report_id, std::span<std::uint8_t const> bytes)
+{
+    hardware_of(device)->set_feature(report_id, std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
+}
+
+} // namespace plinth::sim

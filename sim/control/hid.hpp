@@ -1,0 +1,45 @@
+#pragma once
+
+#include "sim/control/dump.hpp"
+
+#include <IOKit/hid/IOHIDDeviceTypes.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+// The control interface's HID side: what a device's hardware and the kernel do,
+// for tests and programs that play a HID device of the simulated registry.
+// Unplugging is remove_entry (registry.hpp): the removal callback reaches the
+// loops that serve the device; adding the entry again plugs it back in.
+namespace plinth::sim {
+
+// The device sends one input report. Each client that has the device open gets it
+// through the kernel's per-client queue (64 reports): it waits there, in order,
+// until a run loop runs a mode the client scheduled the device in; a report that
+// finds the queue full is dropped and counted. With no client open it goes
+// nowhere. Throws std::invalid_argument for an unknown entry.
+void post_input_report(entry_id device, std::uint32_t report_id, std::span<std::uint8_t const> bytes);
+
+// Input reports dropped because a client's queue was full.
+std::size_t dropped_input_reports(entry_id device);
+
+// One report a client sent with IOHIDDeviceSetReport.
+struct output_report
+{
+    IOHIDReportType type;
+    std::uint32_t report_id;
+    std::vector<std::uint8_t> bytes;
+};
+
+// What clients sent to the device, in order. Throws std::invalid_argument for an
+// unknown entry.
+std::vector<output_report> output_reports(entry_id device);
+
+// The feature report of ID `report_id` that the device answers IOHIDDeviceGetReport
+// with. Throws std::invalid_argument for an unknown entry or one that is not a HID
+// device.
+void set_feature_report(entry_id device, std::uint32_t report_id, std::span<std::uint8_t const> bytes);
+
+} // namespace plinth::sim

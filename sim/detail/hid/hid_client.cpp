@@ -1,0 +1,248 @@
+#include "sim/detail/hid/hid_client.hpp"
+
+#include "sim/detail/hid/hid_hardware.hpp"
+
+#include <IOKit/hid/IOHIDKeys.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace plinth::sim::detail {
+namespace {
+
+using client_handle = std::shared_ptr<hid_client>;
+
+bool same_mode(CFStringRef a, CFStringRef b)
+{
+    return CFEqual(a, b) != 0;
+}
+
+} // namespace
+
+std::shared_ptr<hid_client> hid_client::create(std::shared_ptr<hid_hardware> hardware, IOHIDDeviceRef device)
+{
+    std::shared_ptr<hid_client> client(new hid_client);
+    client->hardware_ = std::move(hardware);
+    client->device_ = device;
+    CFRunLoopSourceContext context{};
+    // The source holds the client while it is in a loop, so that a delivery in
+    // flight never outlives it.
+    context.info = new client_handle(client);
+    context.retain = [](void const* info) -> void const* {
+        return new client_handle(*static_cast<client_handle const*>(info));
+    };
+    context.release = [](void const* info) { delete static_cast<client_handle const*>(info); };
+    context.perform = perform;
+    client->source_ = CFRunLoopSourceCreate(kCFAllocatorDefault, 0, &context);
+    delete static_cast<client_handle*>(context.info);
+    client->hardware_->add_client(client);
+    return client;
+}
+
+hid_client::~hid_client() = default;
+
+void hid_client::detach()
+{
+    std::vector<scheduling> schedulings;
+    {
+        std::lock_guard const lock(mutex_);
+        schedulings.swap(schedulings_);
+        input_callback_ = nullptr;
+        removal_callback_ = nullptr;
+    }
+    CFRunLoopSourceInvalidate(source_);
+    for (auto const& s : schedulings)
+    {
+        CFRelease(s.loop);
+        CFRelease(s.mode);
+    }
+    CFRelease(source_);
+}
+
+IOReturn hid_client::open(IOOptionBits options)
+{
+    if (hardware_->is_removed())
+        return kIOReturnOffline;
+    bool const seize = (options & kIOHIDOptionsTypeSeizeDevice) != 0;
+    bool const refused = hardware_->seized_by_other(this);
+    std::lock_guard const lock(mutex_);
+    // Refused or not, the client counts as open: it gets no reports while another
+    // client holds the device seized.
+    open_ = true;
+    if (refused)
+        return kIOReturnExclusiveAccess;
+    seizing_ = seizing_ || seize;
+    return kIOReturnSuccess;
+}
+
+IOReturn hid_client::close()
+{
+    std::lock_guard const lock(mutex_);
+    if (!open_)
+        return kIOReturnNotOpen;
+    open_ = false;
+    seizing_ = false;
+    queue_.clear();
+    return kIOReturnSuccess;
+}
+
+bool hid_client::is_open() const
+{
+    std::lock_guard const lock(mutex_);
+    return open_;
+}
+
+bool hid_client::is_seizing() const
+{
+    std::lock_guard const lock(mutex_);
+    return open_ && seizing_;
+}
+
+void hid_client::register_input(std::uint8_t* buffer, CFIndex length, IOHIDReportCallback callback, void* context)
+{
+    {
+        std::lock_guard const lock(mutex_);
+        buffer_ = buffer;
+        buffer_length_ = length;
+        input_callback_ = callback;
+        input_context_ = context;
+    }
+    signal_if_pending();
+}
+
+void hid_client::register_removal(IOHIDCallback callback, void* context)
+{
+    {
+        std::lock_guard const lock(mutex_);
+        removal_callback_ = callback;
+        removal_context_ = context;
+    }
+    signal_if_pending();
+}
+
+void hid_client::schedule(CFRunLoopRef loop, CFStringRef mode)
+{
+    {
+        std::lock_guard const lock(mutex_);
+        auto const known = std::find_if(schedulings_.begin(), schedulings_.end(), [&](scheduling const& s) {
+            return s.loop == loop && same_mode(s.mode, mode);
+        });
+        if (known != schedulings_.end())
+            return;
+        CFRetain(loop);
+        CFRetain(mode);
+        schedulings_.push_back({loop, mode});
+    }
+    CFRunLoopAddSource(loop, source_, mode);
+    signal_if_pending();
+}
+
+void hid_client::unschedule(CFRunLoopRef loop, CFStringRef mode)
+{
+    scheduling gone{};
+    {
+        std::lock_guard const lock(mutex_);
+        auto const known = std::find_if(schedulings_.begin(), schedulings_.end(), [&](scheduling const& s) {
+            return s.loop == loop && same_mode(s.mode, mode);
+        });
+        if (known == schedulings_.end())
+            return;
+        gone = *known;
+        schedulings_.erase(known);
+    }
+    CFRunLoopRemoveSource(gone.loop, source_, gone.mode);
+    CFRelease(gone.loop);
+    CFRelease(gone.mode);
+}
+
+bool hid_client::queue_report(std::uint32_t report_id, std::vector<std::uint8_t> bytes)
+{
+    {
+        std::lock_guard const lock(mutex_);
+        if (!open_)
+            return true; // nobody listens: the report goes nowhere
+        if (queue_.size() >= report_queue_size)
+            return false;
+        queue_.push_back({report_id, std::move(bytes)});
+    }
+    signal_if_pending();
+    return true;
+}
+
+void hid_client::removed()
+{
+    {
+        std::lock_guard const lock(mutex_);
+        removal_pending_ = true;
+        queue_.clear();
+    }
+    signal_if_pending();
+}
+
+void hid_client::signal_if_pending()
+{
+    std::vector<CFRunLoopRef> loops;
+    {
+        std::lock_guard const lock(mutex_);
+        bool const work = (removal_pending_ && removal_callback_ != nullptr) ||
+                          (!queue_.empty() && input_callback_ != nullptr && open_);
+        if (!work)
+            return;
+        for (auto const& s : schedulings_)
+        {
+            CFRetain(s.loop);
+            loops.push_back(s.loop);
+        }
+    }
+    CFRunLoopSourceSignal(source_);
+    for (auto const loop : loops)
+    {
+        CFRunLoopWakeUp(loop);
+        CFRelease(loop);
+    }
+}
+
+void hid_client::perform(void* info)
+{
+    (*static_cast<client_handle*>(info))->deliver_one();
+}
+
+// One delivery per perform: a callback that unschedules its device (or closes it)
+// stops the next one, as it would between two messages on a Mac.
+void hid_client::deliver_one()
+{
+    IOHIDCallback removal = nullptr;
+    void* removal_context = nullptr;
+    IOHIDReportCallback input = nullptr;
+    void* input_context = nullptr;
+    std::uint8_t* buffer = nullptr;
+    report delivered{};
+    {
+        std::lock_guard const lock(mutex_);
+        if (removal_pending_ && removal_callback_ != nullptr)
+        {
+            removal_pending_ = false;
+            removal = removal_callback_;
+            removal_context = removal_context_;
+        }
+        else if (!queue_.empty() && input_callback_ != nullptr && open_)
+        {
+            delivered = std::move(queue_.front());
+            queue_.pop_front();
+            input = input_callback_;
+            input_context = input_context_;
+            buffer = buffer_;
+            auto const n = std::min<std::size_t>(delivered.bytes.size(), static_cast<std::size_t>(std::max<CFIndex>(buffer_length_, 0)));
+            if (n != 0)
+                std::memcpy(buffer, delivered.bytes.data(), n);
+        }
+    }
+    if (removal != nullptr)
+        removal(removal_context, kIOReturnSuccess, device_);
+    else if (input != nullptr)
+        input(input_context, kIOReturnSuccess, device_, kIOHIDReportTypeInput, delivered.report_id, buffer,
+              static_cast<CFIndex>(delivered.bytes.size()));
+    signal_if_pending();
+}
+
+} // namespace plinth::sim::detail

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <IOKit/IOTypes.h>
+#include <IOKit/hid/IOHIDBase.h>
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace plinth::sim::detail {
+
+class hid_hardware;
+
+// One client's link to a HID device: what one IOHIDDeviceRef has open, the
+// callbacks it registered, the input reports the kernel queued for it, and the
+// run loops its callbacks are scheduled on. Deliveries go through one version-0
+// source that the client adds to every (loop, mode) it is scheduled in, so that a
+// callback runs only on a loop running such a mode, on that loop's thread.
+class hid_client : public std::enable_shared_from_this<hid_client>
+{
+public:
+    // The kernel's per-client queue of input reports (IOHIDLibUserClient's report
+    // queue): reports wait here while no loop serves the client; when it is full
+    // the newest report is dropped and counted.
+    static constexpr std::size_t report_queue_size = 64;
+
+    static std::shared_ptr<hid_client> create(std::shared_ptr<hid_hardware> hardware, IOHIDDeviceRef device);
+    ~hid_client();
+
+    hid_hardware& hardware() const noexcept { return *hardware_; }
+
+    IOReturn open(IOOptionBits options);
+    IOReturn close();
+    bool is_open() const;
+    bool is_seizing() const;
+
+    void register_input(std::uint8_t* buffer, CFIndex length, IOHIDReportCallback callback, void* context);
+    void register_removal(IOHIDCallback callback, void* context);
+    void schedule(CFRunLoopRef loop, CFStringRef mode);
+    void unschedule(CFRunLoopRef loop, CFStringRef mode);
+
+    // From the device: one input report (queued, or dropped when the queue is
+    // full; false then), and its removal.
+    bool queue_report(std::uint32_t report_id, std::vector<std::uint8_t> bytes);
+    void removed();
+
+    // Takes the source off every loop; called when the device object goes.
+    void detach();
+
+private:
+    hid_client() = default;
+
+    struct report
+    {
+        std::uint32_t report_id;
+        std::vector<std::uint8_t> bytes;
+    };
+    struct scheduling
+    {
+        CFRunLoopRef loop; // retained
+        CFStringRef mode;  // retained
+    };
+
+    static void perform(void* info);
+    void deliver_one();
+    // Signals the source and wakes the loops it is in, when there is work.
+    void signal_if_pending();
+
+    std::shared_ptr<hid_hardware> hardware_;
+    IOHIDDeviceRef device_ = nullptr; // not retained: the device object owns this client
+    CFRunLoopSourceRef source_ = nullptr;
+
+    mutable std::mutex mutex_;
+    bool open_ = false;
+    bool seizing_ = false;
+    bool removal_pending_ = false;
+    std::uint8_t* buffer_ = nullptr;
+    CFIndex buffer_length_ = 0;
+    IOHIDReportCallback input_callback_ = nullptr;
+    void* input_context_ = nullptr;
+    IOHIDCallback removal_callback_ = nullptr;
+    void* removal_context_ = nullptr;
+    std::deque<report> queue_;
+    std::vector<scheduling> schedulings_;
+};
+
+} // namespace plinth::sim::detail

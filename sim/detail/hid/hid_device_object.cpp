@@ -1,0 +1,66 @@
+#include "sim/detail/hid/hid_device_object.hpp"
+
+#include "sim/detail/cf/cf_type_registry.hpp"
+#include "sim/detail/hid/hid_client.hpp"
+
+#include <sstream>
+
+namespace plinth::sim::detail {
+namespace {
+
+std::string text_of(CFStringRef key)
+{
+    char buffer[512];
+    if (CFStringGetCString(key, buffer, sizeof buffer, kCFStringEncodingUTF8) == 0)
+        return {};
+    return buffer;
+}
+
+} // namespace
+
+hid_device_object::hid_device_object(io_service_t service, std::shared_ptr<registry_entry> entry)
+    : cf_object(class_type_id(), false), service_(service), entry_(std::move(entry))
+{
+}
+
+hid_device_object::~hid_device_object()
+{
+    if (client_)
+        client_->detach();
+    for (auto const& [key, value] : properties_)
+        CFRelease(value);
+    IOObjectRelease(service_);
+}
+
+CFTypeID hid_device_object::class_type_id()
+{
+    static CFTypeID const id = cf_type_registry::id_for("IOHIDDevice");
+    return id;
+}
+
+void hid_device_object::attach_client(std::shared_ptr<hid_client> client)
+{
+    client_ = std::move(client);
+}
+
+CFTypeRef hid_device_object::property(CFStringRef key)
+{
+    auto const name = text_of(key);
+    std::lock_guard const lock(mutex_);
+    if (auto const known = properties_.find(name); known != properties_.end())
+        return known->second;
+    CFTypeRef const found = IORegistryEntrySearchCFProperty(service_, kIOServicePlane, key, kCFAllocatorDefault,
+                                                            kIORegistryIterateRecursively | kIORegistryIterateParents);
+    if (found != nullptr)
+        properties_.emplace(name, found);
+    return found;
+}
+
+std::string hid_device_object::description() const
+{
+    std::ostringstream out;
+    out << description_head() << "{service = " << service_ << "}";
+    return out.str();
+}
+
+} // namespace plinth::sim::detail

@@ -1,0 +1,46 @@
+#pragma once
+
+#include "sim/detail/cf/cf_object.hpp"
+
+#include <IOKit/IOKitLib.h>
+#include <IOKit/hid/IOHIDBase.h>
+
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+namespace plinth::sim::detail {
+
+class hid_client;
+class registry_entry;
+
+// What an IOHIDDeviceRef is: a CF object that holds its service and one client of
+// the device, and keeps the properties it handed out alive (the Get rule).
+class hid_device_object final : public cf_object
+{
+public:
+    hid_device_object(io_service_t service, std::shared_ptr<registry_entry> entry);
+    ~hid_device_object() override;
+
+    static CFTypeID class_type_id();
+
+    io_service_t service() const noexcept { return service_; }
+    hid_client& client() const noexcept { return *client_; }
+    void attach_client(std::shared_ptr<hid_client> client);
+
+    // The property `key` of the service or its nearest IOService ancestor that has
+    // it; kept until the device goes. Null when absent.
+    CFTypeRef property(CFStringRef key);
+
+    std::string description() const override;
+
+private:
+    io_service_t service_;
+    std::shared_ptr<registry_entry> entry_;
+    std::shared_ptr<hid_client> client_;
+    std::mutex mutex_;
+    std::map<std::string, CFTypeRef> properties_; // retained
+};
+
+} // namespace plinth::sim::detail

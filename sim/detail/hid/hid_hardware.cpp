@@ -1,0 +1,169 @@
+#include "sim/detail/hid/hid_hardware.hpp"
+
+#include "sim/detail/hid/hid_client.hpp"
+#include "sim/detail/registry/registry_entry.hpp"
+#include "sim/detail/registry/registry_model.hpp"
+#include "sim/detail/registry/registry_observer.hpp"
+
+#include <algorithm>
+
+namespace plinth::sim::detail {
+namespace {
+
+// Every HID device a client has made, by registry entry ID, with the entry it
+// belongs to: an entry that left and came back is a new device.
+struct hardware_table final : registry_observer
+{
+    struct slot
+    {
+        std::weak_ptr<registry_entry> entry;
+        std::shared_ptr<hid_hardware> hardware;
+    };
+
+    std::mutex mutex;
+    std::map<std::uint64_t, slot> by_id;
+
+    void entry_published(std::shared_ptr<registry_entry> const&) override {}
+
+    void entry_terminated(std::shared_ptr<registry_entry> const& entry) override
+    {
+        std::shared_ptr<hid_hardware> gone;
+        {
+            std::lock_guard const lock(mutex);
+            auto const found = by_id.find(entry->id());
+            if (found == by_id.end() || found->second.entry.lock() != entry)
+                return;
+            gone = std::move(found->second.hardware);
+            by_id.erase(found);
+        }
+        gone->remove();
+    }
+
+    static hardware_table& instance()
+    {
+        // Never destroyed, as the registry that calls it is not.
+        static auto* const table = [] {
+            auto* made = new hardware_table;
+            registry_model::instance().add_observer(std::shared_ptr<registry_observer>(made, [](auto*) {}));
+            return made;
+        }();
+        return *table;
+    }
+};
+
+} // namespace
+
+std::shared_ptr<hid_hardware> hid_hardware::of(std::shared_ptr<registry_entry> const& entry)
+{
+    auto& table = hardware_table::instance();
+    std::lock_guard const lock(table.mutex);
+    auto& slot = table.by_id[entry->id()];
+    if (slot.hardware == nullptr || slot.entry.lock() != entry)
+        slot = {entry, std::shared_ptr<hid_hardware>(new hid_hardware(entry->id()))};
+    return slot.hardware;
+}
+
+std::shared_ptr<hid_hardware> hid_hardware::find(std::uint64_t id)
+{
+    auto& table = hardware_table::instance();
+    std::lock_guard const lock(table.mutex);
+    auto const found = table.by_id.find(id);
+    if (found == table.by_id.end() || found->second.entry.expired())
+        return nullptr;
+    return found->second.hardware;
+}
+
+void hid_hardware::add_client(std::shared_ptr<hid_client> const& client)
+{
+    std::lock_guard const lock(mutex_);
+    std::erase_if(clients_, [](auto const& held) { return held.expired(); });
+    clients_.push_back(client);
+}
+
+std::vector<std::shared_ptr<hid_client>> hid_hardware::live_clients() const
+{
+    std::vector<std::shared_ptr<hid_client>> live;
+    std::lock_guard const lock(mutex_);
+    for (auto const& held : clients_)
+        if (auto client = held.lock())
+            live.push_back(std::move(client));
+    return live;
+}
+
+bool hid_hardware::seized_by_other(hid_client const* asking) const
+{
+    auto const clients = live_clients();
+    return std::any_of(clients.begin(), clients.end(),
+                       [&](auto const& client) { return client.get() != asking && client->is_seizing(); });
+}
+
+bool hid_hardware::is_removed() const
+{
+    std::lock_guard const lock(mutex_);
+    return removed_;
+}
+
+void hid_hardware::post_input(std::uint32_t report_id, std::vector<std::uint8_t> const& bytes)
+{
+    if (is_removed())
+        return;
+    auto const clients = live_clients();
+    auto const seizer = std::find_if(clients.begin(), clients.end(), [](auto const& c) { return c->is_seizing(); });
+    for (auto const& client : clients)
+    {
+        // A seized device reports to its seizer alone.
+        if (seizer != clients.end() && client != *seizer)
+            continue;
+        if (!client->queue_report(report_id, bytes))
+        {
+            std::lock_guard const lock(mutex_);
+            ++dropped_;
+        }
+    }
+}
+
+std::size_t hid_hardware::dropped_input_reports() const
+{
+    std::lock_guard const lock(mutex_);
+    return dropped_;
+}
+
+void hid_hardware::record_output(IOHIDReportType type, std::uint32_t report_id, std::vector<std::uint8_t> bytes)
+{
+    std::lock_guard const lock(mutex_);
+    sent_.push_back({type, report_id, std::move(bytes)});
+}
+
+std::vector<hid_hardware::sent_report> hid_hardware::sent() const
+{
+    std::lock_guard const lock(mutex_);
+    return sent_;
+}
+
+void hid_hardware::set_feature(std::uint32_t report_id, std::vector<std::uint8_t> bytes)
+{
+    std::lock_guard const lock(mutex_);
+    features_[report_id] = std::move(bytes);
+}
+
+bool hid_hardware::feature(std::uint32_t report_id, std::vector<std::uint8_t>& bytes) const
+{
+    std::lock_guard const lock(mutex_);
+    auto const found = features_.find(report_id);
+    if (found == features_.end())
+        return false;
+    bytes = found->second;
+    return true;
+}
+
+void hid_hardware::remove()
+{
+    {
+        std::lock_guard const lock(mutex_);
+        removed_ = true;
+    }
+    for (auto const& client : live_clients())
+        client->removed();
+}
+
+} // namespace plinth::sim::detail

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <IOKit/hid/IOHIDBase.h>
+#include <IOKit/hid/IOHIDDeviceTypes.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace plinth::sim::detail {
+
+class hid_client;
+class registry_entry;
+
+// The device end of one HID device of the registry: who has it open, what it was
+// sent, the feature reports it answers with, and whether it is still plugged in.
+class hid_hardware
+{
+public:
+    struct sent_report
+    {
+        IOHIDReportType type;
+        std::uint32_t report_id;
+        std::vector<std::uint8_t> bytes;
+    };
+
+    // The device of `entry`, made on first use; a new one once the entry left
+    // and came back.
+    static std::shared_ptr<hid_hardware> of(std::shared_ptr<registry_entry> const& entry);
+    // The device with registry entry ID `id`, if a client ever made it.
+    static std::shared_ptr<hid_hardware> find(std::uint64_t id);
+
+    std::uint64_t id() const noexcept { return id_; }
+
+    void add_client(std::shared_ptr<hid_client> const& client);
+    // Whether another client than `asking` has the device seized.
+    bool seized_by_other(hid_client const* asking) const;
+    bool is_removed() const;
+
+    void post_input(std::uint32_t report_id, std::vector<std::uint8_t> const& bytes);
+    std::size_t dropped_input_reports() const;
+
+    void record_output(IOHIDReportType type, std::uint32_t report_id, std::vector<std::uint8_t> bytes);
+    std::vector<sent_report> sent() const;
+    void set_feature(std::uint32_t report_id, std::vector<std::uint8_t> bytes);
+    // The feature report's bytes; false when the device has none of that ID.
+    bool feature(std::uint32_t report_id, std::vector<std::uint8_t>& bytes) const;
+
+    // The entry left the registry: every client learns it.
+    void remove();
+
+private:
+    explicit hid_hardware(std::uint64_t id) : id_(id) {}
+    std::vector<std::shared_ptr<hid_client>> live_clients() const;
+
+    std::uint64_t id_;
+    mutable std::mutex mutex_;
+    std::vector<std::weak_ptr<hid_client>> clients_;
+    std::vector<sent_report> sent_;
+    std::map<std::uint32_t, std::vector<std::uint8_t>> features_;
+    std::size_t dropped_ = 0;
+    bool removed_ = false;
+};
+
+} // namespace plinth::sim::detail
