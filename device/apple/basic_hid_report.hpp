@@ -1,0 +1,21 @@
+#pragma once
+
+#include <boost/asio/buffer.hpp>
+
+#include <cstdint>
+
+namespace plinth::apple {
+
+// One HID report: where its ID goes (a read stores the delivered report's ID
+// there; a write ignores it) and its bytes.
+template <typename Buffer>
+struct basic_hid_report
+{
+    std::uint8_t* report_id = nullptr;
+    Buffer buffer;
+};
+
+using hid_read_report = basic_hid_report<boost::asio::mutable_buffer>;
+using hid_write_report = basic_hid_report<boost::asio::const_buffer>;
+
+} // namespace plinth::apple

@@ -1,0 +1,54 @@
+#include "device/apple/hid_service.hpp"
+
+#include <boost/asio/error.hpp>
+
+#include <utility>
+
+namespace plinth::apple::detail {
+
+boost::asio::detail::service_id<hid_service> hid_service::id;
+
+hid_service::data::data(io_kit::io_hid_device d) noexcept : device(std::move(d))
+{
+}
+
+hid_service::hid_service(boost::asio::execution_context& owner) : run_loop_service(owner)
+{
+}
+
+hid_service::~hid_service()
+{
+    streams.clear();
+}
+
+hid_service::iterator hid_service::make_data(io_kit::io_hid_device device)
+{
+    streams.emplace_front(std::move(device));
+    return streams.begin();
+}
+
+void hid_service::erase_data(iterator it) noexcept
+{
+    streams.erase(it);
+}
+
+void hid_service::shutdown() noexcept
+{
+    for (auto& stream : streams)
+    {
+        rig::oneshot_function<void(boost::system::error_code const&, std::size_t)> handler;
+        {
+            auto locked = stream.lock();
+            if (locked->pending_read)
+            {
+                handler = std::move(locked->pending_read->handler);
+                locked->pending_read.reset();
+            }
+        }
+        if (handler)
+            handler(boost::asio::error::operation_aborted, 0);
+    }
+    run_loop_service::shutdown();
+}
+
+} // namespace plinth::apple::detail

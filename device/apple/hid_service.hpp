@@ -1,0 +1,72 @@
+#pragma once
+
+#include "device/apple/hid_run_loop_token.hpp"
+#include "device/apple/run_loop_service.hpp"
+#include "io_kit/io_hid_device.hpp"
+#include "utility/oneshot_function.hpp"
+#include "utility/owning_mutex.hpp"
+
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/execution_context.hpp>
+#include <boost/system/error_code.hpp>
+
+#include <cstdint>
+#include <list>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace plinth::apple::detail {
+
+// The service, one per execution context, that owns the state of every HID stream
+// made on that context and the run-loop thread their IOKit callbacks arrive on.
+// Its list of records has no lock: streams of one context must not be created or
+// destroyed concurrently, nor while the context shuts down.
+class hid_service : public run_loop_service
+{
+public:
+    // One stream's state; everything in it is touched only under its record's mutex.
+    struct data
+    {
+        struct read_request
+        {
+            std::uint8_t* report_id = nullptr;
+            boost::asio::mutable_buffer buffer;
+            rig::oneshot_function<void(boost::system::error_code const&, std::size_t)> handler;
+        };
+
+        explicit data(io_kit::io_hid_device d) noexcept;
+
+        // Destroyed in reverse: the pending handler (uncalled), the buffer, the read
+        // then the open scheduling (unscheduling each), the device. Nothing closes it.
+        io_kit::io_hid_device device;
+        std::optional<hid_run_loop_token> open_token;
+        std::optional<hid_run_loop_token> read_token;
+        std::vector<std::uint8_t> report_buffer;
+        std::optional<read_request> pending_read;
+        bool opened = false;
+    };
+
+    // What IOKit's callbacks receive as their context: the record's address.
+    using record = rig::owning_mutex<data, std::mutex>;
+    using iterator = std::list<record>::iterator;
+
+    // Keyed by its type.
+    static boost::asio::detail::service_id<hid_service> id;
+
+    explicit hid_service(boost::asio::execution_context& owner);
+    ~hid_service() override;
+
+    // A new record for `device`, at the front of the list.
+    iterator make_data(io_kit::io_hid_device device);
+    void erase_data(iterator it) noexcept;
+
+    // Completes every pending read with operation_aborted on the calling thread,
+    // then stops the run loop. Devices stay open and scheduled.
+    void shutdown() noexcept override;
+
+private:
+    std::list<record> streams;
+};
+
+} // namespace plinth::apple::detail

@@ -1,0 +1,372 @@
+#include "device/apple/hid_stream.hpp"
+
+#include "error/apple/hid_errc.hpp"
+#include "error/apple/io_return.hpp"
+#include "io_kit/cf/number.hpp"
+#include "log/log.hpp"
+
+#include <boost/asio/error.hpp>
+#include <boost/asio/post.hpp>
+#include <boost/system/system_error.hpp>
+
+#include <fmt/format.h>
+
+#include <IOKit/hid/IOHIDKeys.h>
+
+#include <algorithm>
+#include <cstring>
+#include <exception>
+#include <future>
+#include <span>
+#include <utility>
+
+namespace plinth::apple {
+namespace {
+
+using completion = rig::oneshot_function<void(boost::system::error_code const&, std::size_t)>;
+
+std::int32_t get_capability(io_kit::io_hid_device const& h, char const* key)
+{
+    CF::Number const number(h.get_property(key));
+    if (number.GetTypeRef() == nullptr)
+        throw boost::system::system_error(make_error_code(hid_errc::property_missing), "get_capability");
+    return static_cast<int>(number);
+}
+
+// The usage getters answer -1 rather than fail: a device may well have none.
+std::int32_t get_usage(io_kit::io_hid_device const& h, char const* key, char const* missing)
+{
+    try
+    {
+        return get_capability(h, key);
+    }
+    catch (boost::system::system_error const& e)
+    {
+        if (e.code() != make_error_code(hid_errc::property_missing))
+            throw;
+        log(log_level::error, missing);
+        return -1;
+    }
+}
+
+void log_failed_callback(char const* callback, IOReturn result)
+{
+    log(log_level::error,
+        fmt::format("{}: received non success result '{}'", callback, make_error_code(result).message()));
+}
+
+std::span<std::uint8_t> span_of(std::vector<std::uint8_t>& bytes)
+{
+    return {bytes.data(), bytes.size()};
+}
+
+} // namespace
+
+hid_stream::service_context::service_context(boost::asio::any_io_executor const& ex, io_kit::io_hid_device h)
+    : service(&boost::asio::use_service<detail::hid_service>(boost::asio::query(ex, boost::asio::execution::context)))
+    , data(service->make_data(std::move(h)))
+{
+}
+
+hid_stream::service_context::service_context(service_context&& other) noexcept
+    : service(other.service), data(std::exchange(other.data, std::nullopt))
+{
+}
+
+hid_stream::service_context& hid_stream::service_context::operator=(service_context&& other) noexcept
+{
+    if (this != &other)
+    {
+        if (data)
+            service->erase_data(*data);
+        service = other.service;
+        data = std::exchange(other.data, std::nullopt);
+    }
+    return *this;
+}
+
+hid_stream::service_context::~service_context()
+{
+    if (data)
+        service->erase_data(*data);
+}
+
+hid_stream::hid_stream(boost::asio::any_io_executor ex) : hid_stream(std::move(ex), apple::device(), {})
+{
+}
+
+hid_stream::hid_stream(boost::asio::any_io_executor ex, apple::device d)
+    : hid_stream(std::move(ex), d, io_kit::io_hid_device(io_kit::io_service_view(d.get_entry().get())))
+{
+}
+
+hid_stream::hid_stream(boost::asio::any_io_executor ex, apple::device d, io_kit::io_hid_device h)
+    : executor(std::move(ex)), device(std::move(d)), hid_device(std::move(h)), context(executor, hid_device)
+{
+    if (!hid_device)
+        return;
+    // Only a system_error is an expected way for opening to fail; anything else
+    // ends the program rather than leave a half-built stream.
+    [this]() noexcept {
+        try
+        {
+            open();
+        }
+        catch (boost::system::system_error const& e)
+        {
+            if (e.code())
+                log(log_level::error, "Error opening HID: " + e.code().message());
+        }
+    }();
+}
+
+hid_stream::~hid_stream()
+{
+    if (!hid_device)
+        return;
+    try
+    {
+        close();
+        cancel();
+    }
+    catch (std::exception const& e)
+    {
+        log(log_level::error, fmt::format("Failure in destroying HID stream: {}", e.what()));
+    }
+}
+
+detail::hid_service::record& hid_stream::record() const
+{
+    return **context.data;
+}
+
+detail::hid_run_loop_token hid_stream::schedule_with_run_loop(CF::String mode)
+{
+    CFRunLoopRef const run_loop = context.service->get_run_loop();
+    hid_device.schedule_with_run_loop(run_loop, static_cast<CFStringRef>(mode.GetTypeRef()));
+    CFRunLoopWakeUp(run_loop);
+    return {hid_device, run_loop, std::move(mode)};
+}
+
+void hid_stream::open()
+{
+    if (!hid_device || !context.data)
+        throw boost::system::system_error(make_error_code(hid_errc::not_open), "open");
+    auto locked = record().lock();
+    if (locked->opened)
+        return;
+    hid_device.open(kIOHIDOptionsTypeSeizeDevice);
+    locked->open_token.emplace(schedule_with_run_loop(CF::String(kCFRunLoopDefaultMode)));
+    auto const size = get_capability(hid_device, kIOHIDMaxInputReportSizeKey);
+    locked->report_buffer.resize(static_cast<std::size_t>(std::max(size, 0)));
+    void* const callback_context = &record();
+    hid_device.register_input_report_callback(span_of(locked->report_buffer), hid_report_callback, callback_context);
+    hid_device.register_removal_callback(hid_removal_callback, callback_context);
+    locked->opened = true;
+}
+
+void hid_stream::open(boost::system::error_code& ec)
+{
+    try
+    {
+        open();
+    }
+    catch (boost::system::system_error const& e)
+    {
+        ec = e.code();
+    }
+}
+
+void hid_stream::close()
+{
+    if (!hid_device || !context.data)
+        return;
+    if (!record().lock()->opened)
+        return;
+    cancel();
+    auto locked = record().lock();
+    if (!locked->opened)
+        return;
+    hid_device.register_input_report_callback(span_of(locked->report_buffer), nullptr, nullptr);
+    hid_device.register_removal_callback(nullptr, nullptr);
+    hid_device.close(kIOHIDOptionsTypeNone);
+    locked->opened = false;
+    locked->read_token.reset();
+    locked->open_token.reset();
+}
+
+void hid_stream::close(boost::system::error_code& ec)
+{
+    try
+    {
+        close();
+    }
+    catch (boost::system::system_error const& e)
+    {
+        ec = e.code();
+    }
+}
+
+void hid_stream::assign(io_kit::io_hid_device h)
+{
+    hid_device = std::move(h);
+}
+
+bool hid_stream::is_open() const
+{
+    if (!hid_device || !context.data)
+        return false;
+    return record().lock()->opened;
+}
+
+boost::asio::any_io_executor hid_stream::get_executor() const
+{
+    return executor;
+}
+
+apple::device hid_stream::get_device() const
+{
+    return device;
+}
+
+std::int32_t hid_stream::get_device_usage() const
+{
+    return get_usage(hid_device, kIOHIDDeviceUsageKey, "No device usage");
+}
+
+std::int32_t hid_stream::get_device_usage_page() const
+{
+    return get_usage(hid_device, kIOHIDDeviceUsagePageKey, "No device usage page");
+}
+
+std::int32_t hid_stream::get_max_output_report_size() const
+{
+    return get_capability(hid_device, kIOHIDMaxOutputReportSizeKey);
+}
+
+std::int32_t hid_stream::get_max_input_report_size() const
+{
+    return get_capability(hid_device, kIOHIDMaxInputReportSizeKey);
+}
+
+std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r)
+{
+    boost::system::error_code ec;
+    auto const n = read(r, ec);
+    if (ec)
+        throw boost::system::system_error(ec, "read");
+    return n;
+}
+
+std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r, boost::system::error_code& ec)
+{
+    if (!is_open())
+        throw boost::system::system_error(make_error_code(hid_errc::not_open), "read");
+    std::promise<std::pair<boost::system::error_code, std::size_t>> promise;
+    auto result = promise.get_future();
+    {
+        auto locked = record().lock();
+        // A read already pending loses its handler uncalled: overlapping reads
+        // are not supported, and its caller stays blocked.
+        locked->pending_read = detail::hid_service::data::read_request{
+            r.report_id, r.buffer,
+            [promise = std::move(promise)](boost::system::error_code const& code, std::size_t n) mutable {
+                promise.set_value({code, n});
+            }};
+        locked->read_token.emplace(schedule_with_run_loop(run_loop_service::read_run_loop_mode));
+    }
+    auto const [code, n] = result.get();
+    ec = code;
+    return n;
+}
+
+std::size_t hid_stream::write(basic_hid_report<boost::asio::const_buffer> r)
+{
+    if (!is_open())
+        throw boost::system::system_error(make_error_code(hid_errc::not_open), "write");
+    hid_device.set_report(kIOHIDReportTypeOutput, 0,
+                          {static_cast<std::uint8_t const*>(r.buffer.data()), r.buffer.size()});
+    return r.buffer.size();
+}
+
+std::size_t hid_stream::write(basic_hid_report<boost::asio::const_buffer> r, boost::system::error_code& ec)
+{
+    try
+    {
+        return write(r);
+    }
+    catch (boost::system::system_error const& e)
+    {
+        ec = e.code();
+        return 0;
+    }
+}
+
+void hid_stream::cancel()
+{
+    if (!hid_device || !context.data)
+        return;
+    if (!record().lock()->opened)
+        return;
+    auto locked = record().lock();
+    if (!locked->pending_read)
+        return;
+    locked->read_token.reset();
+    // The request stays recorded with no handler until the next report, removal
+    // or read.
+    boost::asio::post(executor, [handler = std::move(locked->pending_read->handler)]() mutable {
+        handler(boost::asio::error::operation_aborted, 0);
+    });
+}
+
+void hid_stream::hid_report_callback(void* context, IOReturn result, void*, IOHIDReportType, std::uint32_t report_id,
+                                     std::uint8_t* report, CFIndex length)
+{
+    if (result != kIOReturnSuccess)
+    {
+        log_failed_callback("hid_report_callback", result);
+        return;
+    }
+    completion handler;
+    std::size_t n = 0;
+    {
+        auto locked = static_cast<detail::hid_service::record*>(context)->lock();
+        locked->read_token.reset();
+        if (!locked->pending_read)
+            return;
+        auto& pending = *locked->pending_read;
+        if (pending.report_id != nullptr)
+            *pending.report_id = static_cast<std::uint8_t>(report_id);
+        n = std::min(pending.buffer.size(), static_cast<std::size_t>(std::max<CFIndex>(length, 0)));
+        if (n != 0)
+            std::memcpy(pending.buffer.data(), report, n);
+        handler = std::move(pending.handler);
+        locked->pending_read.reset();
+    }
+    if (handler)
+        handler(boost::system::error_code(), n);
+}
+
+void hid_stream::hid_removal_callback(void* context, IOReturn result, void*)
+{
+    if (result != kIOReturnSuccess)
+    {
+        log_failed_callback("hid_removal_callback", result);
+        return;
+    }
+    completion handler;
+    {
+        auto locked = static_cast<detail::hid_service::record*>(context)->lock();
+        locked->read_token.reset();
+        // An idle stream learns of the removal only at its next read.
+        if (!locked->pending_read)
+            return;
+        locked->opened = false;
+        handler = std::move(locked->pending_read->handler);
+        locked->pending_read.reset();
+    }
+    if (handler)
+        handler(boost::asio::error::operation_aborted, 0);
+}
+
+} // namespace plinth::apple

@@ -1,0 +1,114 @@
+#pragma once
+
+#include "device/apple/basic_hid_report.hpp"
+#include "device/apple/device.hpp"
+#include "device/apple/hid_run_loop_token.hpp"
+#include "device/apple/hid_service.hpp"
+#include "io_kit/cf/string.hpp"
+#include "io_kit/io_hid_device.hpp"
+
+#include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/buffer.hpp>
+#include <boost/system/error_code.hpp>
+
+#include <IOKit/hid/IOHIDBase.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+namespace plinth::apple {
+
+// The I/O object for one HID device: open it (seized), read input reports, write
+// output reports, cancel a pending read, close it. The stream holds no I/O state of
+// its own: what IOKit's callbacks touch lives in a record of the execution
+// context's HID service, guarded by the record's mutex. Reports reach the library
+// only while a read is pending; one read at a time.
+class hid_stream
+{
+public:
+    // The stream's link to its record in the HID service of the executor's
+    // execution context (made on first use). Move-only; erases the record when
+    // destroyed.
+    class service_context
+    {
+    public:
+        service_context(boost::asio::any_io_executor const& ex, io_kit::io_hid_device h);
+        service_context(service_context&& other) noexcept;
+        service_context& operator=(service_context&& other) noexcept;
+        service_context(service_context const&) = delete;
+        service_context& operator=(service_context const&) = delete;
+        ~service_context();
+
+        detail::hid_service* service;
+        std::optional<detail::hid_service::iterator> data;
+    };
+
+    // Closed, with a record all the same.
+    explicit hid_stream(boost::asio::any_io_executor ex);
+    // Opens the HID device of `d` (logging, not throwing, when it cannot).
+    hid_stream(boost::asio::any_io_executor ex, apple::device d);
+    hid_stream(boost::asio::any_io_executor ex, apple::device d, io_kit::io_hid_device h);
+    hid_stream(hid_stream const&) = delete;
+    hid_stream& operator=(hid_stream const&) = delete;
+    // Closes and cancels; never throws (a failure is logged).
+    ~hid_stream();
+
+    // Opens (seizes) the device and schedules it; opening an open stream does
+    // nothing. Throws boost::system::system_error: hid_errc::not_open ("open")
+    // without a device, IOKit's code when it refuses, hid_errc::property_missing
+    // without "MaxInputReportSize".
+    void open();
+    void open(boost::system::error_code& ec);
+    // Cancels a pending read, unregisters the callbacks, closes the device and
+    // unschedules it. Nothing for a closed stream.
+    void close();
+    void close(boost::system::error_code& ec);
+
+    // Replaces the handle used from now on; the record keeps the earlier one.
+    void assign(io_kit::io_hid_device h);
+
+    bool is_open() const;
+    boost::asio::any_io_executor get_executor() const;
+    apple::device get_device() const;
+
+    // -1 (all bits set) when the device has no usage or usage page (logged).
+    std::int32_t get_device_usage() const;
+    std::int32_t get_device_usage_page() const;
+    // Throw boost::system::system_error (hid_errc::property_missing, "get_capability").
+    std::int32_t get_max_output_report_size() const;
+    std::int32_t get_max_input_report_size() const;
+
+    // Waits for the next input report: its ID goes to *r.report_id, at most
+    // r.buffer.size() of its bytes to r.buffer. Returns the bytes copied. Throws
+    // system_error (hid_errc::not_open, "read") on a closed stream, and the
+    // completion's code with "read" (operation_aborted when cancelled, removed or
+    // shut down).
+    std::size_t read(basic_hid_report<boost::asio::mutable_buffer> r);
+    // As above, but the completion's code goes to `ec` (a closed stream throws).
+    std::size_t read(basic_hid_report<boost::asio::mutable_buffer> r, boost::system::error_code& ec);
+
+    // Sends r.buffer as an output report with report ID 0, synchronously.
+    std::size_t write(basic_hid_report<boost::asio::const_buffer> r);
+    std::size_t write(basic_hid_report<boost::asio::const_buffer> r, boost::system::error_code& ec);
+
+    // Completes a pending read with operation_aborted on the stream's executor.
+    void cancel();
+
+    // IOKit's callbacks, on the service's run-loop thread; `context` is the
+    // stream's record.
+    static void hid_report_callback(void* context, IOReturn result, void* sender, IOHIDReportType type,
+                                    std::uint32_t report_id, std::uint8_t* report, CFIndex length);
+    static void hid_removal_callback(void* context, IOReturn result, void* sender);
+
+private:
+    detail::hid_run_loop_token schedule_with_run_loop(CF::String mode);
+    detail::hid_service::record& record() const;
+
+    boost::asio::any_io_executor executor;
+    apple::device device;
+    io_kit::io_hid_device hid_device;
+    service_context context;
+};
+
+} // namespace plinth::apple

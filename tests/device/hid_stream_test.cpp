@@ -1,0 +1,379 @@
+#include "device/apple/device.hpp"
+#include "device/apple/hid_stream.hpp"
+#include "device/apple/tree.hpp"
+#include "error/apple/hid_errc.hpp"
+#include "io_kit/mach_port.hpp"
+#include "log/log.hpp"
+#include "sim/control/hid.hpp"
+#include "support/sim_test.hpp"
+#include "support/thread_count.hpp"
+
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/system/system_error.hpp>
+
+#include <array>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+namespace sim = plinth::sim;
+using plinth::apple::device;
+using plinth::apple::hid_read_report;
+using plinth::apple::hid_stream;
+using plinth::apple::hid_write_report;
+using namespace std::chrono_literals;
+
+// An execution context whose shutdown a test may trigger while streams still live.
+class shutting_context : public boost::asio::io_context
+{
+public:
+    using boost::asio::io_context::shutdown;
+};
+
+// Collects the library's log lines.
+class log_capture
+{
+public:
+    log_capture()
+    {
+        previous_ = plinth::set_log_sink([this](plinth::log_level level, std::string_view line) {
+            std::lock_guard const lock(mutex_);
+            lines_.push_back(std::to_string(static_cast<int>(level)) + " " + std::string(line));
+        });
+    }
+    ~log_capture() { plinth::set_log_sink(previous_); }
+    std::vector<std::string> lines()
+    {
+        std::lock_guard const lock(mutex_);
+        return lines_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<std::string> lines_;
+    plinth::log_sink previous_;
+};
+
+class hid_stream_test : public plinth::testing::sim_test
+{
+protected:
+    void SetUp() override
+    {
+        sim_test::SetUp();
+        threads_before = plinth::testing::thread_count();
+        keyboard_id = sim::add_entry({"IOUSBHostHIDDevice", "Keyboard", "14100000",
+                                      {{"DeviceUsagePage", sim::make_number(1)},
+                                       {"DeviceUsage", sim::make_number(6)},
+                                       {"MaxInputReportSize", sim::make_number(8)},
+                                       {"MaxOutputReportSize", sim::make_number(2)}}},
+                                     sim::root_entry_id);
+        bare_id = sim::add_entry({"IOUSBHostHIDDevice", "Bare", "14200000",
+                                  {{"MaxInputReportSize", sim::make_number(4)}}},
+                                 sim::root_entry_id);
+    }
+    void TearDown() override
+    {
+        EXPECT_TRUE(plinth::testing::threads_return_to(threads_before)) << "a thread was left running";
+        sim_test::TearDown();
+    }
+
+    static device entry(sim::entry_id id)
+    {
+        plinth::apple::tree const registry(plinth::apple::io_kit::mach_port::master_port_default());
+        return device(plinth::apple::io_kit::io_registry_entry(registry.get_by_id(id).next()));
+    }
+
+    static void post(sim::entry_id id, std::uint32_t report_id, std::vector<std::uint8_t> const& bytes)
+    {
+        sim::post_input_report(id, report_id, bytes);
+    }
+
+    std::size_t threads_before = 0;
+    sim::entry_id keyboard_id = 0;
+    sim::entry_id bare_id = 0;
+};
+
+// Runs a context's handlers on a thread of its own while a test blocks in reads.
+class running_context
+{
+public:
+    // A cancel made when the last read has already been cancelled (close() after a
+    // cancel() does that) posts a call that throws std::bad_function_call: the
+    // library's documented behaviour, which a program running the context absorbs.
+    running_context()
+        : guard_(context.get_executor()), thread_([this] {
+              for (;;)
+              {
+                  try
+                  {
+                      context.run();
+                      return;
+                  }
+                  catch (std::bad_function_call const&)
+                  {
+                  }
+              }
+          })
+    {
+    }
+    ~running_context()
+    {
+        guard_.reset();
+        context.stop();
+        thread_.join();
+    }
+    shutting_context context;
+
+private:
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> guard_;
+    std::thread thread_;
+};
+
+TEST_F(hid_stream_test, a_stream_without_a_device_is_closed_and_cannot_open)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor());
+    EXPECT_FALSE(stream.is_open());
+    try
+    {
+        stream.open();
+        FAIL() << "opened without a device";
+    }
+    catch (boost::system::system_error const& e)
+    {
+        EXPECT_EQ(e.code(), plinth::apple::make_error_code(plinth::apple::hid_errc::not_open));
+        EXPECT_NE(std::string(e.what()).find("open"), std::string::npos);
+    }
+    auto ec = make_error_code(boost::system::errc::io_error);
+    stream.close(ec);
+    EXPECT_EQ(ec, boost::system::errc::io_error) << "a successful close leaves the code alone";
+    std::array<std::uint8_t, 4> bytes{};
+    std::uint8_t id = 0;
+    EXPECT_THROW(stream.read({&id, boost::asio::buffer(bytes)}), boost::system::system_error);
+    EXPECT_THROW(stream.write({&id, boost::asio::buffer(bytes)}), boost::system::system_error);
+    boost::system::error_code write_ec;
+    EXPECT_EQ(stream.write({&id, boost::asio::buffer(bytes)}, write_ec), 0u);
+    EXPECT_EQ(write_ec, plinth::apple::make_error_code(plinth::apple::hid_errc::not_open));
+}
+
+TEST_F(hid_stream_test, opening_seizes_the_device_once_and_a_second_client_is_refused_with_a_log_line)
+{
+    log_capture log;
+    boost::asio::io_context context;
+    hid_stream first(context.get_executor(), entry(keyboard_id));
+    ASSERT_TRUE(first.is_open());
+    first.open(); // a second open of an open stream does nothing
+    auto ec = make_error_code(boost::system::errc::io_error);
+    first.open(ec);
+    EXPECT_EQ(ec, boost::system::errc::io_error);
+    EXPECT_TRUE(log.lines().empty());
+
+    hid_stream second(context.get_executor(), entry(keyboard_id));
+    EXPECT_FALSE(second.is_open());
+    auto const lines = log.lines();
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].rfind("2 Error opening HID: ", 0), 0u) << lines[0];
+
+    first.close();
+    EXPECT_FALSE(first.is_open());
+    second.open();
+    EXPECT_TRUE(second.is_open()) << "the device is free once the first stream closed it";
+}
+
+TEST_F(hid_stream_test, a_read_gets_the_next_report_with_its_id_copied_once_and_truncated_to_the_buffer)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(keyboard_id));
+    ASSERT_TRUE(stream.is_open());
+
+    std::array<std::uint8_t, 4> small{0xee, 0xee, 0xee, 0xee};
+    std::uint8_t id = 0;
+    auto reader = std::async(std::launch::async, [&] { return stream.read({&id, boost::asio::buffer(small)}); });
+    post(keyboard_id, 3, {1, 2, 3, 4, 5, 6});
+    EXPECT_EQ(reader.get(), 4u) << "a longer report is cut to the buffer";
+    EXPECT_EQ(id, 3);
+    EXPECT_EQ(small, (std::array<std::uint8_t, 4>{1, 2, 3, 4}));
+
+    std::array<std::uint8_t, 8> large{};
+    large.fill(0xee);
+    auto second = std::async(std::launch::async, [&] { return stream.read({&id, boost::asio::buffer(large)}); });
+    post(keyboard_id, 0x1ff, {9, 8});
+    EXPECT_EQ(second.get(), 2u);
+    EXPECT_EQ(id, 0xff) << "the ID is stored as one byte";
+    EXPECT_EQ(large[1], 8);
+    EXPECT_EQ(large[2], 0xee) << "the rest of the buffer is untouched";
+}
+
+TEST_F(hid_stream_test, reports_sent_while_nobody_reads_wait_for_the_next_reads_in_order)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(keyboard_id));
+    post(keyboard_id, 1, {1});
+    post(keyboard_id, 2, {2});
+    std::array<std::uint8_t, 8> bytes{};
+    std::uint8_t id = 0;
+    EXPECT_EQ(stream.read({&id, boost::asio::buffer(bytes)}), 1u);
+    EXPECT_EQ(id, 1);
+    EXPECT_EQ(stream.read({&id, boost::asio::buffer(bytes)}), 1u);
+    EXPECT_EQ(id, 2);
+}
+
+TEST_F(hid_stream_test, cancel_from_another_thread_releases_a_blocked_reader_through_the_executor)
+{
+    running_context running;
+    hid_stream stream(running.context.get_executor(), entry(keyboard_id));
+    std::array<std::uint8_t, 8> bytes{};
+    std::uint8_t id = 0;
+    auto reader = std::async(std::launch::async, [&] {
+        boost::system::error_code ec;
+        auto const n = stream.read({&id, boost::asio::buffer(bytes)}, ec);
+        return std::make_pair(ec, n);
+    });
+    EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout) << "no report: the reader waits";
+    stream.cancel();
+    auto const [ec, n] = reader.get();
+    EXPECT_EQ(ec, boost::asio::error::operation_aborted);
+    EXPECT_EQ(n, 0u);
+    EXPECT_TRUE(stream.is_open()) << "cancelling does not close";
+
+    // The stream still reads after a cancel.
+    auto again = std::async(std::launch::async, [&] { return stream.read({&id, boost::asio::buffer(bytes)}); });
+    post(keyboard_id, 7, {7});
+    EXPECT_EQ(again.get(), 1u);
+    EXPECT_EQ(id, 7);
+}
+
+TEST_F(hid_stream_test, the_throwing_read_reports_a_cancel_as_a_system_error_naming_read)
+{
+    running_context running;
+    hid_stream stream(running.context.get_executor(), entry(keyboard_id));
+    std::array<std::uint8_t, 8> bytes{};
+    std::uint8_t id = 0;
+    auto reader = std::async(std::launch::async, [&] { return stream.read({&id, boost::asio::buffer(bytes)}); });
+    EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
+    stream.cancel();
+    try
+    {
+        reader.get();
+        FAIL() << "a cancelled read returned";
+    }
+    catch (boost::system::system_error const& e)
+    {
+        EXPECT_EQ(e.code(), boost::asio::error::operation_aborted);
+        EXPECT_NE(std::string(e.what()).find("read"), std::string::npos);
+    }
+}
+
+TEST_F(hid_stream_test, removal_during_a_read_aborts_it_and_closes_the_stream_but_not_while_idle)
+{
+    boost::asio::io_context context;
+    hid_stream idle(context.get_executor(), entry(bare_id));
+    hid_stream reading(context.get_executor(), entry(keyboard_id));
+    std::array<std::uint8_t, 8> bytes{};
+    std::uint8_t id = 0;
+    auto reader = std::async(std::launch::async, [&] {
+        boost::system::error_code ec;
+        reading.read({&id, boost::asio::buffer(bytes)}, ec);
+        return ec;
+    });
+    EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
+    sim::remove_entry(keyboard_id);
+    sim::remove_entry(bare_id);
+    EXPECT_EQ(reader.get(), boost::asio::error::operation_aborted);
+    EXPECT_FALSE(reading.is_open());
+    EXPECT_TRUE(idle.is_open()) << "an idle stream learns of the removal only through a read";
+}
+
+TEST_F(hid_stream_test, shutting_the_context_down_releases_blocked_readers)
+{
+    shutting_context context;
+    {
+        hid_stream first(context.get_executor(), entry(keyboard_id));
+        hid_stream second(context.get_executor(), entry(bare_id));
+        std::array<std::uint8_t, 8> a{};
+        std::array<std::uint8_t, 8> b{};
+        std::uint8_t id = 0;
+        auto read_one = [&](hid_stream& stream, std::array<std::uint8_t, 8>& bytes) {
+            return std::async(std::launch::async, [&] {
+                boost::system::error_code ec;
+                stream.read({&id, boost::asio::buffer(bytes)}, ec);
+                return ec;
+            });
+        };
+        auto one = read_one(first, a);
+        auto two = read_one(second, b);
+        EXPECT_EQ(one.wait_for(50ms), std::future_status::timeout);
+        context.shutdown();
+        EXPECT_EQ(one.get(), boost::asio::error::operation_aborted);
+        EXPECT_EQ(two.get(), boost::asio::error::operation_aborted);
+    }
+}
+
+TEST_F(hid_stream_test, write_sends_an_output_report_with_id_zero_whatever_the_caller_names)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(keyboard_id));
+    std::uint8_t id = 5;
+    std::array<std::uint8_t, 2> const bytes{0x01, 0x02};
+    EXPECT_EQ(stream.write({&id, boost::asio::buffer(bytes)}), 2u);
+    auto const sent = sim::output_reports(keyboard_id);
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].type, kIOHIDReportTypeOutput);
+    EXPECT_EQ(sent[0].report_id, 0u);
+    EXPECT_EQ(sent[0].bytes, (std::vector<std::uint8_t>{0x01, 0x02}));
+}
+
+TEST_F(hid_stream_test, the_usage_getters_answer_minus_one_for_a_device_without_usage_and_log_it)
+{
+    log_capture log;
+    boost::asio::io_context context;
+    hid_stream keyboard(context.get_executor(), entry(keyboard_id));
+    EXPECT_EQ(keyboard.get_device_usage_page(), 1);
+    EXPECT_EQ(keyboard.get_device_usage(), 6);
+    EXPECT_EQ(keyboard.get_max_input_report_size(), 8);
+    EXPECT_EQ(keyboard.get_max_output_report_size(), 2);
+
+    hid_stream bare(context.get_executor(), entry(bare_id));
+    EXPECT_EQ(static_cast<std::uint32_t>(bare.get_device_usage()), 0xFFFFFFFFu);
+    EXPECT_EQ(static_cast<std::uint32_t>(bare.get_device_usage_page()), 0xFFFFFFFFu);
+    EXPECT_EQ(log.lines(), (std::vector<std::string>{"2 No device usage", "2 No device usage page"}));
+    try
+    {
+        bare.get_max_output_report_size();
+        FAIL() << "a missing size was answered";
+    }
+    catch (boost::system::system_error const& e)
+    {
+        EXPECT_EQ(e.code(), plinth::apple::make_error_code(plinth::apple::hid_errc::property_missing));
+        EXPECT_NE(std::string(e.what()).find("get_capability"), std::string::npos);
+    }
+}
+
+TEST_F(hid_stream_test, a_second_cancel_after_one_read_posts_a_call_that_throws_bad_function_call)
+{
+    running_context running;
+    boost::asio::io_context handlers;
+    hid_stream stream(handlers.get_executor(), entry(keyboard_id));
+    std::array<std::uint8_t, 8> bytes{};
+    std::uint8_t id = 0;
+    auto reader = std::async(std::launch::async, [&] {
+        boost::system::error_code ec;
+        stream.read({&id, boost::asio::buffer(bytes)}, ec);
+        return ec;
+    });
+    EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
+    stream.cancel();
+    stream.cancel();
+    handlers.run_one();
+    EXPECT_EQ(reader.get(), boost::asio::error::operation_aborted);
+    EXPECT_THROW(handlers.run_one(), std::bad_function_call);
+}
+
+} // namespace
