@@ -456,7 +456,7 @@ TEST_F(ioreg_program_test, a_mistyped_command_line_is_named_in_one_line_and_exit
         std::string message;
     };
     std::vector<mistake> const mistakes = {
-        {{}, "plinth-ioreg: a command (tree, show, usb, pci, serial or watch) is required"},
+        {{}, "plinth-ioreg: a command (tree, show, usb, pci, serial, watch or hid) is required"},
         {{"frobnicate"}, R"(plinth-ioreg: unknown command "frobnicate")"},
         {{"--json", "frobnicate", "--plane", "IOUSB"}, R"(plinth-ioreg: unknown command "frobnicate")"},
         {{"tree", "--no-such-option"}, R"(plinth-ioreg: unknown option "--no-such-option")"},

@@ -1,4 +1,5 @@
 // plinth-ioreg: the I/O Registry as ioreg shows it, read through plinth::apple.
+#include "tools/plinth-ioreg/hid_command.hpp"
 #include "tools/plinth-ioreg/options.hpp"
 #include "tools/plinth-ioreg/run_command.hpp"
 #include "tools/plinth-ioreg/watch_command.hpp"
@@ -37,8 +38,17 @@ int main(int argc, char** argv)
     if (parsed.exit_status)
         return *parsed.exit_status;
     try {
-        if (parsed.value.what == plinth::ioreg_tool::command::watch)
+        using plinth::ioreg_tool::command;
+        switch (parsed.value.what) {
+        case command::watch:
             return plinth::ioreg_tool::run_watch(parsed.value, stdout);
+        case command::hid_read:
+            return plinth::ioreg_tool::run_hid_read(parsed.value, stdout);
+        case command::hid_write:
+            return plinth::ioreg_tool::run_hid_write(parsed.value);
+        default:
+            break;
+        }
         return write_output(plinth::ioreg_tool::run_command(parsed.value));
     }
     catch (std::exception const& e) {

@@ -1,5 +1,7 @@
 #include "tools/plinth-ioreg/options.hpp"
 
+#include "tools/plinth-ioreg/hid_command.hpp"
+
 #include <CLI/CLI.hpp>
 
 #include <fmt/format.h>
@@ -52,6 +54,13 @@ void add_tree_command(CLI::App& app, options& chosen)
     });
 }
 
+CLI::Validator entry_id_validator()
+{
+    return CLI::Validator(
+        [](std::string& text) { return parse_entry_id(text) ? std::string() : "not a registry entry ID: " + text; },
+        "");
+}
+
 void add_show_command(CLI::App& app, options& chosen)
 {
     auto* show = app.add_subcommand("show", "One entry: names, paths, properties, parents and children");
@@ -59,12 +68,7 @@ void add_show_command(CLI::App& app, options& chosen)
     auto* path_option = show->add_option("path", "The entry's registry path, e.g. IOService:/AppleACPIPlatformExpert");
     auto* id_option = show->add_option("--id", "The entry's registry entry ID, decimal or 0x hexadecimal")
                           ->type_name("ID")
-                          ->check(CLI::Validator(
-                              [](std::string& text) {
-                                  return parse_entry_id(text) ? std::string()
-                                                              : "not a registry entry ID: " + text;
-                              },
-                              ""));
+                          ->check(entry_id_validator());
     show->callback([&chosen, path_option, id_option] {
         if (path_option->empty() && id_option->empty())
             throw CLI::RequiredError("show: the entry's path or --id");
@@ -86,7 +90,7 @@ void check_leftovers(CLI::App const& app)
     bool const has_command = !app.get_subcommands().empty();
     if (left.empty()) {
         if (!has_command)
-            throw CLI::RequiredError("a command (tree, show, usb, pci, serial or watch)");
+            throw CLI::RequiredError("a command (tree, show, usb, pci, serial, watch or hid)");
         return;
     }
     auto const& first = left.front();
@@ -130,6 +134,50 @@ void add_watch_command(CLI::App& app, options& chosen)
                     "Where the I/O Kit is simulated, unplug and plug back a USB device of the bundled registry "
                     "every second");
     watch->callback([&chosen] { chosen.what = command::watch; });
+}
+
+void add_hid_command(CLI::App& app, options& chosen)
+{
+    auto* hid = app.add_subcommand("hid", "Every HID device: usage, vendor:product, product, report sizes, ID and "
+                                          "path; or read and write one");
+    hid->require_subcommand(0, 1);
+    hid->callback([&chosen] {
+        if (chosen.what != command::hid_read && chosen.what != command::hid_write)
+            chosen.what = command::hid;
+    });
+
+    auto* read = hid->add_subcommand("read", "Print each input report of one HID device (time, report ID, bytes) "
+                                             "until --count reports or Ctrl-C");
+    auto* read_id = read->add_option("id", "The device's registry entry ID, decimal or 0x hexadecimal")
+                        ->required()
+                        ->type_name("ID")
+                        ->check(entry_id_validator());
+    read->add_option("--count", chosen.count, "Stop after this many reports")
+        ->type_name("N")
+        ->check(CLI::PositiveNumber);
+    read->callback([&chosen, read_id] {
+        chosen.what = command::hid_read;
+        chosen.id = parse_entry_id(read_id->as<std::string>());
+    });
+
+    auto* write = hid->add_subcommand("write", "Send one output report to one HID device");
+    auto* write_id = write->add_option("id", "The device's registry entry ID, decimal or 0x hexadecimal")
+                         ->required()
+                         ->type_name("ID")
+                         ->check(entry_id_validator());
+    auto* bytes = write->add_option("bytes", "The report's bytes in hexadecimal, e.g. 0102ff or 01:02:ff")
+                      ->required()
+                      ->type_name("HEX")
+                      ->check(CLI::Validator(
+                          [](std::string& text) {
+                              return parse_hex_bytes(text) ? std::string() : "not bytes in hexadecimal: " + text;
+                          },
+                          ""));
+    write->callback([&chosen, write_id, bytes] {
+        chosen.what = command::hid_write;
+        chosen.id = parse_entry_id(write_id->as<std::string>());
+        chosen.report = *parse_hex_bytes(bytes->as<std::string>());
+    });
 }
 
 } // namespace
@@ -182,6 +230,7 @@ parsed_command_line parse_command_line(int argc, char const* const* argv)
     app.add_subcommand("serial", "Every serial port: device files, terminal name, type and the USB device it is on")
         ->callback([&chosen] { chosen.what = command::serial; });
     add_watch_command(app, chosen);
+    add_hid_command(app, chosen);
 
     // Set after the commands, which would inherit it: only the top level keeps
     // what it does not know, to name it in the message below.

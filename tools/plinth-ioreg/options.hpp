@@ -2,6 +2,7 @@
 
 #include "tools/plinth-ioreg/search_criteria.hpp"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -17,6 +18,9 @@ enum class command
     pci,
     serial,
     watch,
+    hid,
+    hid_read,
+    hid_write,
 };
 
 // What the command line asks for.
@@ -34,6 +38,8 @@ struct options
     std::optional<std::uint64_t> id;      // show: the entry by registry entry ID
     std::vector<std::string> classes;     // watch: the classes to watch (every service when empty)
     bool simulate_hotplug = false;        // watch: plug and unplug a bundled device every second
+    std::optional<std::size_t> count;     // hid read: stop after this many reports
+    std::vector<std::uint8_t> report;     // hid write: the output report's bytes
 };
 
 // The command line's outcome: the options to run with, or, after help, the

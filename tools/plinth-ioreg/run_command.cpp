@@ -4,6 +4,7 @@
 #include "io_kit/mach_port.hpp"
 #include "tools/plinth-ioreg/entry_lookup.hpp"
 #include "tools/plinth-ioreg/entry_report.hpp"
+#include "tools/plinth-ioreg/hid_listing.hpp"
 #include "tools/plinth-ioreg/json_printer.hpp"
 #include "tools/plinth-ioreg/pci_listing.hpp"
 #include "tools/plinth-ioreg/plane_name.hpp"
@@ -69,6 +70,10 @@ std::string run_listing(apple::tree const& registry, options const& chosen)
     case command::pci: {
         auto const items = list_pci_devices(registry);
         return chosen.json ? to_text(pci_listing_to_json(items)) : format_pci_listing(items);
+    }
+    case command::hid: {
+        auto const items = list_hid_devices(registry);
+        return chosen.json ? to_text(hid_listing_to_json(items)) : format_hid_listing(items);
     }
     default: {
         auto const items = list_serial_ports(registry);

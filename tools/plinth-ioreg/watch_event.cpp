@@ -1,28 +1,11 @@
 #include "tools/plinth-ioreg/watch_event.hpp"
 
 #include "tools/plinth-ioreg/entry_summary.hpp"
+#include "tools/plinth-ioreg/time_text.hpp"
 
-#include <fmt/chrono.h>
 #include <fmt/format.h>
 
 namespace plinth::ioreg_tool {
-namespace {
-
-// Local time for people, to the millisecond.
-std::string local_time_of_day(std::chrono::system_clock::time_point time)
-{
-    auto const millis = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count() % 1000;
-    return fmt::format("{:%H:%M:%S}.{:03}", fmt::localtime(std::chrono::system_clock::to_time_t(time)), millis);
-}
-
-// UTC for scripts, in ISO 8601.
-std::string utc_timestamp(std::chrono::system_clock::time_point time)
-{
-    auto const millis = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count() % 1000;
-    return fmt::format("{:%Y-%m-%dT%H:%M:%S}.{:03}Z", fmt::gmtime(std::chrono::system_clock::to_time_t(time)), millis);
-}
-
-} // namespace
 
 std::string format_watch_event(watch_event const& event)
 {

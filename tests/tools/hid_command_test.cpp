@@ -1,0 +1,213 @@
+#include "sim/control/hid.hpp"
+#include "support/scratch_folder.hpp"
+#include "support/sim_test.hpp"
+#include "support/thread_count.hpp"
+#include "tools/plinth-ioreg/hid_command.hpp"
+#include "tools/plinth-ioreg/hid_listing.hpp"
+#include "tools/plinth-ioreg/tool_error.hpp"
+
+#include "device/apple/tree.hpp"
+#include "io_kit/mach_port.hpp"
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <future>
+#include <regex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+namespace sim = plinth::sim;
+namespace tool = plinth::ioreg_tool;
+using namespace std::chrono_literals;
+
+class hid_command_test : public plinth::testing::sim_test
+{
+protected:
+    void SetUp() override
+    {
+        sim_test::SetUp();
+        threads_before = plinth::testing::thread_count();
+        platform = sim::add_entry({"IOPlatformExpertDevice", "Platform"}, sim::root_entry_id);
+        keyboard = sim::add_entry({"IOUSBHostHIDDevice", "Keyboard", "14100000",
+                                   {{"DeviceUsagePage", sim::make_number(1)},
+                                    {"DeviceUsage", sim::make_number(6)},
+                                    {"VendorID", sim::make_number(0x046d)},
+                                    {"ProductID", sim::make_number(0xc31c)},
+                                    {"Product", std::string("USB Keyboard")},
+                                    {"MaxInputReportSize", sim::make_number(8)},
+                                    {"MaxOutputReportSize", sim::make_number(1)}}},
+                                  platform);
+        vendor = sim::add_entry({"IOUSBHostHIDDevice", "Gadget", "14200000",
+                                 {{"DeviceUsagePage", sim::make_number(0xff42)},
+                                  {"MaxInputReportSize", sim::make_number(4)}}},
+                                platform);
+        sim::add_entry({"IOUSBHostDevice", "Not HID"}, platform);
+    }
+    void TearDown() override
+    {
+        EXPECT_TRUE(plinth::testing::threads_return_to(threads_before)) << "a thread was left running";
+        sim_test::TearDown();
+    }
+
+    // The commands load the bundled registry, as the tool does: the HID device
+    // they read is one of its own.
+    static std::uint64_t bundled_hid_device()
+    {
+        sim::load_bundled_registry();
+        plinth::apple::tree const registry(plinth::apple::io_kit::mach_port::master_port_default());
+        for (auto const& item : tool::list_hid_devices(registry))
+            if (item.max_input_report_size)
+                return item.id;
+        ADD_FAILURE() << "the bundled registry has no HID device with a report size";
+        return 0;
+    }
+
+    tool::options read_options(std::uint64_t id, std::size_t count) const
+    {
+        tool::options chosen;
+        chosen.what = tool::command::hid_read;
+        chosen.id = id;
+        chosen.count = count;
+        chosen.registries = {};
+        return chosen;
+    }
+
+    std::size_t threads_before = 0;
+    sim::entry_id platform = 0;
+    sim::entry_id keyboard = 0;
+    sim::entry_id vendor = 0;
+};
+
+// Reports sent before the reader has the device open go nowhere: the device sends
+// one every few milliseconds until the reader has printed one, or ended.
+bool keep_sending_until_printed(std::uint64_t device, std::filesystem::path const& file,
+                                std::future<int> const& reader)
+{
+    auto const until = std::chrono::steady_clock::now() + 10s;
+    while (std::chrono::steady_clock::now() < until)
+    {
+        if (!plinth::testing::read_file(file).empty() || reader.wait_for(0s) == std::future_status::ready)
+            return true;
+        sim::post_input_report(device, 1, std::vector<std::uint8_t>{0x00, 0x04});
+        std::this_thread::sleep_for(5ms);
+    }
+    return false;
+}
+
+
+TEST_F(hid_command_test, lists_hid_devices_with_their_usage_in_words)
+{
+    plinth::apple::tree const registry(plinth::apple::io_kit::mach_port::master_port_default());
+    auto const items = tool::list_hid_devices(registry);
+    ASSERT_EQ(items.size(), 2u) << "the USB device that is not HID is left out";
+    EXPECT_EQ(tool::format_hid_listing(items),
+              fmt::format("046d:c31c  USB Keyboard  Generic Desktop / Keyboard  input 8  output 1  {:#x}  "
+                          "IOService:/Keyboard@14100000\n"
+                          "-:-  -  page 0xff42  input 4  output -  {:#x}  IOService:/Gadget@14200000\n",
+                          keyboard, vendor));
+    auto const json = tool::hid_listing_to_json(items);
+    EXPECT_EQ(json[0]["usage_name"], "Generic Desktop / Keyboard");
+    EXPECT_EQ(json[0]["vendor_id"], 0x046d);
+    EXPECT_TRUE(json[1]["product"].is_null());
+}
+
+TEST_F(hid_command_test, hex_bytes_are_whole_bytes_with_optional_separators)
+{
+    EXPECT_EQ(tool::parse_hex_bytes("0102ff"), (std::vector<std::uint8_t>{1, 2, 0xff}));
+    EXPECT_EQ(tool::parse_hex_bytes("01:02 FF"), (std::vector<std::uint8_t>{1, 2, 0xff}));
+    EXPECT_FALSE(tool::parse_hex_bytes(""));
+    EXPECT_FALSE(tool::parse_hex_bytes("012"));
+    EXPECT_FALSE(tool::parse_hex_bytes("0x01"));
+    EXPECT_FALSE(tool::parse_hex_bytes("zz"));
+}
+
+TEST_F(hid_command_test, read_prints_each_report_until_the_count)
+{
+    auto const device = bundled_hid_device();
+    plinth::testing::scratch_folder const scratch("hid-read");
+    auto const file = scratch.path() / "out";
+    std::FILE* out = std::fopen(file.c_str(), "w");
+    auto reader = std::async(std::launch::async, [&] { return tool::run_hid_read(read_options(device, 2), out); });
+    ASSERT_TRUE(keep_sending_until_printed(device, file, reader));
+    sim::post_input_report(device, 2, std::vector<std::uint8_t>{0xff});
+    ASSERT_EQ(reader.wait_for(10s), std::future_status::ready);
+    EXPECT_EQ(reader.get(), 0);
+    std::fclose(out);
+    auto const text = plinth::testing::read_file(file);
+    EXPECT_TRUE(std::regex_match(text, std::regex(R"((\d\d:\d\d:\d\d\.\d{3}  id [12]  (00 04|ff)\n){2})"))) << text;
+}
+
+TEST_F(hid_command_test, ctrl_c_ends_a_read_cleanly_and_frees_the_device)
+{
+    auto const device = bundled_hid_device();
+    plinth::testing::scratch_folder const scratch("hid-read");
+    auto const file = scratch.path() / "out";
+    std::FILE* out = std::fopen(file.c_str(), "w");
+    auto options = read_options(device, 0);
+    options.count.reset();
+    auto reader = std::async(std::launch::async, [&] { return tool::run_hid_read(options, out); });
+    // Once a report is printed the reader handles Ctrl-C itself.
+    ASSERT_TRUE(keep_sending_until_printed(device, file, reader));
+    std::raise(SIGINT);
+    ASSERT_EQ(reader.wait_for(10s), std::future_status::ready);
+    EXPECT_EQ(reader.get(), 0);
+    std::fclose(out);
+
+    // Closed: another client can take it.
+    tool::options write;
+    write.what = tool::command::hid_write;
+    write.id = device;
+    write.report = {0x02};
+    EXPECT_EQ(tool::run_hid_write(write), 0);
+    auto const sent = sim::output_reports(device);
+    ASSERT_EQ(sent.size(), 1u);
+    EXPECT_EQ(sent[0].bytes, std::vector<std::uint8_t>{0x02});
+}
+
+TEST_F(hid_command_test, a_device_removed_during_a_read_is_an_error)
+{
+    auto const device = bundled_hid_device();
+    plinth::testing::scratch_folder const scratch("hid-read");
+    auto const file = scratch.path() / "out";
+    std::FILE* out = std::fopen(file.c_str(), "w");
+    auto reader = std::async(std::launch::async, [&] { return tool::run_hid_read(read_options(device, 5), out); });
+    // Once a report is printed the reader has the device and is reading.
+    ASSERT_TRUE(keep_sending_until_printed(device, file, reader));
+    sim::remove_entry(device);
+    ASSERT_EQ(reader.wait_for(10s), std::future_status::ready);
+    try
+    {
+        reader.get();
+        FAIL() << "the read went on without its device";
+    }
+    catch (tool::tool_error const& e)
+    {
+        EXPECT_STREQ(e.what(), "the device was removed");
+    }
+    std::fclose(out);
+}
+
+TEST_F(hid_command_test, an_entry_that_is_not_a_hid_device_is_refused_by_name)
+{
+    auto const not_hid = sim::root_entry_id;
+    try
+    {
+        tool::run_hid_read(read_options(not_hid, 1), stdout);
+        FAIL();
+    }
+    catch (tool::tool_error const& e)
+    {
+        EXPECT_EQ(std::string(e.what()), fmt::format("{:#x} is not a HID device", not_hid));
+    }
+}
+
+} // namespace
