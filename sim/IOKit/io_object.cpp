@@ -32,7 +32,7 @@ auto with_class_of(kernel_object const& object, Use&& use)
 
 kern_return_t change_references(io_object_t object, char const* call, kern_return_t (handle_table::*change)(io_object_t))
 {
-    count_iokit_call();
+    count_reference_call();
     if (object == IO_OBJECT_NULL)
         return KERN_SUCCESS;
     auto const result = (handle_table::instance().*change)(object);

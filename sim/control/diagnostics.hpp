@@ -18,6 +18,11 @@ std::size_t live_cf_objects() noexcept;
 
 // Calls of IOKit functions (the IO* C interface) since the last reset_call_count().
 std::uint64_t iokit_call_count() noexcept;
+
+// The same calls without IOObjectRetain and IOObjectRelease: what reaches the
+// kernel as a message. Those two only change the task's references to a Mach port
+// name, which costs no trip to IOKit.
+std::uint64_t iokit_round_trip_count() noexcept;
 void reset_call_count() noexcept;
 
 // Misuse seen since the last clear: a release of a dead handle, a use of a released

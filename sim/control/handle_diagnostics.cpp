@@ -15,6 +15,15 @@ std::uint64_t iokit_call_count() noexcept
     return detail::iokit_calls();
 }
 
+std::uint64_t iokit_round_trip_count() noexcept
+{
+    // References first: every reference call seen there is among the calls read
+    // after it, so the difference never wraps below zero.
+    auto const references = detail::reference_calls();
+    auto const calls = detail::iokit_calls();
+    return calls - references;
+}
+
 void reset_call_count() noexcept
 {
     detail::reset_iokit_calls();

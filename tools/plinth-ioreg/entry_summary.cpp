@@ -1,5 +1,7 @@
 #include "tools/plinth-ioreg/entry_summary.hpp"
 
+#include "tools/plinth-ioreg/path_component.hpp"
+
 #include <boost/system/system_error.hpp>
 #include <fmt/format.h>
 
@@ -34,10 +36,21 @@ entry_summary summarize(registry_entry const& entry, plane p, path_reading path)
     entry_summary summary;
     summary.id = device.get_id();
     summary.class_name = device.get_class();
-    summary.name = device.get_name(p);
-    summary.location = optional_text([&] { return device.get_location(p); });
+    // One call for the path gives the name and location too, where its last
+    // component tells them apart for sure; elsewhere (the root and the plane's top
+    // entry, an '@' too many, a path longer than io_string_t) both are asked for.
+    auto full_path = optional_text([&] { return device.get_path(p); });
+    auto named = full_path ? last_path_component(*full_path) : std::nullopt;
+    if (named) {
+        summary.name = std::move(named->name);
+        summary.location = std::move(named->location);
+    }
+    else {
+        summary.name = device.get_name(p);
+        summary.location = optional_text([&] { return device.get_location(p); });
+    }
     if (path == path_reading::read)
-        summary.path = optional_text([&] { return device.get_path(p); });
+        summary.path = std::move(full_path);
     return summary;
 }
 

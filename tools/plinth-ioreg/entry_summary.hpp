@@ -20,8 +20,9 @@ struct entry_summary
                                          // (the root has none)
 };
 
-// Whether summarize reads the registry path: one more IOKit call per entry, which
-// a listing that does not show paths saves.
+// Whether the summary keeps the registry path. The path is read either way, since
+// it carries the name and location in one call; a listing that shows no paths
+// leaves it out.
 enum class path_reading
 {
     read,

@@ -21,12 +21,13 @@ struct tree_node
 };
 
 // Walks the registry downwards in one plane, reading each entry's summary and,
-// when asked, all its properties. On a Mac every IOKit call is a kernel round
-// trip, so the walk makes as few as showing the tree allows: per entry the
-// iterator step that yields it and its release, its ID, class, name and location
-// in the plane, one dictionary of all its properties, and a child iterator (made,
-// drained to its end and released). The registry path costs one more and is read
-// only when asked for.
+// when asked, all its properties. On a Mac every IOKit call but a retain or a
+// release is a kernel round trip, so the walk makes as few as showing the tree
+// allows: per entry the iterator step that yields it, its path in the plane (which
+// carries its name and location), its ID and class, one dictionary of all its
+// properties, and a child iterator made and drained to its end; then the entry and
+// the iterator are released. Where the path cannot show the name and location
+// (see last_path_component) they cost two more calls.
 class registry_walker
 {
 public:
