@@ -19,6 +19,7 @@
 #include <filesystem>
 #include <future>
 #include <regex>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -97,7 +98,14 @@ bool keep_sending_until_printed(std::uint64_t device, std::filesystem::path cons
     {
         if (!plinth::testing::read_file(file).empty() || reader.wait_for(0s) == std::future_status::ready)
             return true;
-        sim::post_input_report(device, 1, std::vector<std::uint8_t>{0x00, 0x04});
+        try
+        {
+            sim::post_input_report(device, 1, std::vector<std::uint8_t>{0x00, 0x04});
+        }
+        catch (std::invalid_argument const&)
+        {
+            // The reader is loading the registry afresh: the entry is not back yet.
+        }
         std::this_thread::sleep_for(5ms);
     }
     return false;
