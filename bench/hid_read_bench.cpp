@@ -16,6 +16,8 @@
 
 #include <benchmark/benchmark.h>
 
+#include <IOKit/hid/IOHIDDevice.h>
+
 #include <boost/asio/io_context.hpp>
 
 #include <algorithm>
@@ -266,6 +268,24 @@ void allocations_per_read(benchmark::State& state)
         ++reads;
     }
     state.counters["allocations_per_read"] = static_cast<double>(allocations) / static_cast<double>(reads);
+
+    // Of these, what the simulated I/O Kit makes when read() schedules the device
+    // in the read mode: on a Mac that is CoreFoundation's and IOKit's share.
+    io_service_t const service = IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(id));
+    IOHIDDeviceRef const other = IOHIDDeviceCreate(kCFAllocatorDefault, service);
+    CFRunLoopRef const loop = CFRunLoopGetCurrent();
+    CFStringRef const mode = CFSTR("read");
+    std::uint64_t scheduling = 0;
+    for (int i = 0; i < 100; ++i)
+    {
+        auto const before = allocations_on_this_thread;
+        IOHIDDeviceScheduleWithRunLoop(other, loop, mode);
+        scheduling += allocations_on_this_thread - before;
+        IOHIDDeviceUnscheduleFromRunLoop(other, loop, mode);
+    }
+    CFRelease(other);
+    IOObjectRelease(service);
+    state.counters["of_which_scheduling_in_sim"] = static_cast<double>(scheduling) / 100.0;
 }
 
 void threads_per_context(benchmark::State& state)
