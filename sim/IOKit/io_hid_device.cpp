@@ -27,6 +27,18 @@ hid_device_object* checked(IOHIDDeviceRef device, char const* function)
     return plinth::sim::detail::cf_checked<hid_device_object>(device, function);
 }
 
+// Why a report cannot go to or come from the device now, if it cannot.
+IOReturn report_refusal(hid_client const& client)
+{
+    if (client.hardware().is_removed())
+        return kIOReturnOffline;
+    if (!client.is_open())
+        return kIOReturnNotOpen;
+    if (client.hardware().seized_by_other(&client))
+        return kIOReturnExclusiveAccess;
+    return kIOReturnSuccess;
+}
+
 } // namespace
 
 extern "C" {
@@ -138,12 +150,8 @@ IOReturn IOHIDDeviceSetReport(IOHIDDeviceRef device, IOHIDReportType reportType,
     if (checked_device == nullptr || reportLength < 0 || (report == nullptr && reportLength > 0))
         return kIOReturnBadArgument;
     auto& client = checked_device->client();
-    if (client.hardware().is_removed())
-        return kIOReturnOffline;
-    if (!client.is_open())
-        return kIOReturnNotOpen;
-    if (client.hardware().seized_by_other(&client))
-        return kIOReturnExclusiveAccess;
+    if (auto const refused = report_refusal(client); refused != kIOReturnSuccess)
+        return refused;
     client.hardware().record_output(reportType, static_cast<std::uint32_t>(reportID),
                                     std::vector<std::uint8_t>(report, report + reportLength));
     return kIOReturnSuccess;
@@ -157,12 +165,8 @@ IOReturn IOHIDDeviceGetReport(IOHIDDeviceRef device, IOHIDReportType reportType,
     if (checked_device == nullptr || pReportLength == nullptr || *pReportLength <= 0 || report == nullptr)
         return kIOReturnBadArgument;
     auto& client = checked_device->client();
-    if (client.hardware().is_removed())
-        return kIOReturnOffline;
-    if (!client.is_open())
-        return kIOReturnNotOpen;
-    if (client.hardware().seized_by_other(&client))
-        return kIOReturnExclusiveAccess;
+    if (auto const refused = report_refusal(client); refused != kIOReturnSuccess)
+        return refused;
     std::vector<std::uint8_t> bytes;
     if (reportType != kIOHIDReportTypeFeature ||
         !client.hardware().feature(static_cast<std::uint32_t>(reportID), bytes))

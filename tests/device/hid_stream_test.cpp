@@ -5,8 +5,7 @@
 #include "io_kit/mach_port.hpp"
 #include "log/log.hpp"
 #include "sim/control/hid.hpp"
-#include "support/sim_test.hpp"
-#include "support/thread_count.hpp"
+#include "support/threaded_sim_test.hpp"
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
@@ -61,13 +60,12 @@ private:
     plinth::log_sink previous_;
 };
 
-class hid_stream_test : public plinth::testing::sim_test
+class hid_stream_test : public plinth::testing::threaded_sim_test
 {
 protected:
     void SetUp() override
     {
-        sim_test::SetUp();
-        threads_before = plinth::testing::thread_count();
+        threaded_sim_test::SetUp();
         keyboard_id = sim::add_entry({"IOUSBHostHIDDevice", "Keyboard", "14100000",
                                       {{"DeviceUsagePage", sim::make_number(1)},
                                        {"DeviceUsage", sim::make_number(6)},
@@ -77,11 +75,6 @@ protected:
         bare_id = sim::add_entry({"IOUSBHostHIDDevice", "Bare", "14200000",
                                   {{"MaxInputReportSize", sim::make_number(4)}}},
                                  sim::root_entry_id);
-    }
-    void TearDown() override
-    {
-        EXPECT_TRUE(plinth::testing::threads_return_to(threads_before)) << "a thread was left running";
-        sim_test::TearDown();
     }
 
     static device entry(sim::entry_id id)
@@ -95,7 +88,6 @@ protected:
         sim::post_input_report(id, report_id, bytes);
     }
 
-    std::size_t threads_before = 0;
     sim::entry_id keyboard_id = 0;
     sim::entry_id bare_id = 0;
 };

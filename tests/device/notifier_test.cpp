@@ -1,8 +1,7 @@
 #include "device/apple/notifier.hpp"
 #include "io_kit/cf/dictionary.hpp"
 #include "io_kit/io_iterator.hpp"
-#include "support/sim_test.hpp"
-#include "support/thread_count.hpp"
+#include "support/threaded_sim_test.hpp"
 
 #include <boost/asio/io_context.hpp>
 
@@ -76,21 +75,7 @@ io_kit::io_iterator watch(notifier_service& service, char const* type, char cons
     return notification;
 }
 
-class notifier_test : public plinth::testing::sim_test
-{
-protected:
-    void SetUp() override
-    {
-        sim_test::SetUp();
-        threads_before = plinth::testing::thread_count();
-    }
-    void TearDown() override
-    {
-        EXPECT_TRUE(plinth::testing::threads_return_to(threads_before)) << "a thread was left running";
-        sim_test::TearDown();
-    }
-    std::size_t threads_before = 0;
-};
+using notifier_test = plinth::testing::threaded_sim_test;
 
 TEST_F(notifier_test, serves_its_port_on_a_loop_of_its_own)
 {

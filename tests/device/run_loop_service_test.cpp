@@ -1,7 +1,6 @@
 #include "device/apple/perform_on_run_loop.hpp"
 #include "device/apple/run_loop_service.hpp"
-#include "support/sim_test.hpp"
-#include "support/thread_count.hpp"
+#include "support/threaded_sim_test.hpp"
 
 #include <boost/asio/io_context.hpp>
 
@@ -31,21 +30,7 @@ CFStringRef read_mode()
     return static_cast<CFStringRef>(run_loop_service::read_run_loop_mode.GetTypeRef());
 }
 
-class run_loop_service_test : public plinth::testing::sim_test
-{
-protected:
-    void SetUp() override
-    {
-        sim_test::SetUp();
-        threads_before = plinth::testing::thread_count();
-    }
-    void TearDown() override
-    {
-        EXPECT_TRUE(plinth::testing::threads_return_to(threads_before)) << "a thread was left running";
-        sim_test::TearDown();
-    }
-    std::size_t threads_before = 0;
-};
+using run_loop_service_test = plinth::testing::threaded_sim_test;
 
 TEST_F(run_loop_service_test, read_mode_is_named_read)
 {

@@ -1,7 +1,6 @@
 #include "sim/control/hid.hpp"
 #include "support/scratch_folder.hpp"
-#include "support/sim_test.hpp"
-#include "support/thread_count.hpp"
+#include "support/threaded_sim_test.hpp"
 #include "tools/plinth-ioreg/hid_command.hpp"
 #include "tools/plinth-ioreg/hid_listing.hpp"
 #include "tools/plinth-ioreg/tool_error.hpp"
@@ -30,13 +29,12 @@ namespace sim = plinth::sim;
 namespace tool = plinth::ioreg_tool;
 using namespace std::chrono_literals;
 
-class hid_command_test : public plinth::testing::sim_test
+class hid_command_test : public plinth::testing::threaded_sim_test
 {
 protected:
     void SetUp() override
     {
-        sim_test::SetUp();
-        threads_before = plinth::testing::thread_count();
+        threaded_sim_test::SetUp();
         platform = sim::add_entry({"IOPlatformExpertDevice", "Platform"}, sim::root_entry_id);
         keyboard = sim::add_entry({"IOUSBHostHIDDevice", "Keyboard", "14100000",
                                    {{"DeviceUsagePage", sim::make_number(1)},
@@ -52,11 +50,6 @@ protected:
                                   {"MaxInputReportSize", sim::make_number(4)}}},
                                 platform);
         sim::add_entry({"IOUSBHostDevice", "Not HID"}, platform);
-    }
-    void TearDown() override
-    {
-        EXPECT_TRUE(plinth::testing::threads_return_to(threads_before)) << "a thread was left running";
-        sim_test::TearDown();
     }
 
     // The commands load the bundled registry, as the tool does: the HID device
@@ -82,7 +75,6 @@ protected:
         return chosen;
     }
 
-    std::size_t threads_before = 0;
     sim::entry_id platform = 0;
     sim::entry_id keyboard = 0;
     sim::entry_id vendor = 0;

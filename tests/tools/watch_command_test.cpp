@@ -1,6 +1,5 @@
 #include "device/apple/notifier.hpp"
-#include "support/sim_test.hpp"
-#include "support/thread_count.hpp"
+#include "support/threaded_sim_test.hpp"
 #include "tools/plinth-ioreg/registry_watch.hpp"
 #include "tools/plinth-ioreg/watch_event.hpp"
 
@@ -56,21 +55,7 @@ struct event_log
     }
 };
 
-class watch_command_test : public plinth::testing::sim_test
-{
-protected:
-    void SetUp() override
-    {
-        sim_test::SetUp();
-        threads_before = plinth::testing::thread_count();
-    }
-    void TearDown() override
-    {
-        EXPECT_TRUE(plinth::testing::threads_return_to(threads_before)) << "a thread was left running";
-        sim_test::TearDown();
-    }
-    std::size_t threads_before = 0;
-};
+using watch_command_test = plinth::testing::threaded_sim_test;
 
 TEST_F(watch_command_test, reports_an_entry_arriving_and_leaving_with_the_path_it_had)
 {

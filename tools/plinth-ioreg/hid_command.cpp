@@ -25,6 +25,7 @@
 #include <cctype>
 #include <csignal>
 #include <functional>
+#include <optional>
 #include <thread>
 
 namespace plinth::ioreg_tool {
@@ -112,14 +113,29 @@ private:
     std::thread thread_;
 };
 
-// Opens the stream on `device`, turning the library's log line into the error.
-void open_or_fail(apple::hid_stream& stream, log_keeper const& log, std::uint64_t id)
+// The HID device a command names, opened on a context of its own; a device that
+// cannot be opened is an error carrying the library's own line about it.
+class hid_session
 {
-    if (stream.is_open())
-        return;
-    throw tool_error(fmt::format("cannot open HID device {}: {}", format_entry_id(id),
-                                 log.last().empty() ? "unknown error" : log.last()));
-}
+public:
+    explicit hid_session(options const& chosen) : id_(*chosen.id)
+    {
+        prepare_registry(chosen.registries);
+        stream.emplace(io.get_executor(), find_hid_device(id_));
+        if (!stream->is_open())
+            throw tool_error(fmt::format("cannot open HID device {}: {}", format_entry_id(id_),
+                                         log_.last().empty() ? "unknown error" : log_.last()));
+    }
+
+    std::uint64_t id() const noexcept { return id_; }
+
+    boost::asio::io_context io;
+    std::optional<apple::hid_stream> stream;
+
+private:
+    std::uint64_t id_;
+    log_keeper log_;
+};
 
 } // namespace
 
@@ -158,12 +174,9 @@ std::string format_input_report(std::chrono::system_clock::time_point time, std:
 
 int run_hid_read(options const& chosen, std::FILE* out)
 {
-    prepare_registry(chosen.registries);
-    auto const device = find_hid_device(*chosen.id);
-    log_keeper const log;
-    boost::asio::io_context io;
-    apple::hid_stream stream(io.get_executor(), device);
-    open_or_fail(stream, log, *chosen.id);
+    hid_session session(chosen);
+    auto& io = session.io;
+    auto& stream = *session.stream;
 
     std::size_t size = fallback_report_size;
     if (auto const named = stream.get_max_input_report_size(); named > 0)
@@ -213,17 +226,12 @@ int run_hid_read(options const& chosen, std::FILE* out)
 
 int run_hid_write(options const& chosen)
 {
-    prepare_registry(chosen.registries);
-    auto const device = find_hid_device(*chosen.id);
-    log_keeper const log;
-    boost::asio::io_context io;
-    apple::hid_stream stream(io.get_executor(), device);
-    open_or_fail(stream, log, *chosen.id);
+    hid_session session(chosen);
     std::uint8_t report_id = 0;
     boost::system::error_code ec;
-    stream.write({&report_id, boost::asio::buffer(chosen.report)}, ec);
+    session.stream->write({&report_id, boost::asio::buffer(chosen.report)}, ec);
     if (ec)
-        throw tool_error(fmt::format("cannot write to HID device {}: {}", format_entry_id(*chosen.id), ec.message()));
+        throw tool_error(fmt::format("cannot write to HID device {}: {}", format_entry_id(session.id()), ec.message()));
     return 0;
 }
 
