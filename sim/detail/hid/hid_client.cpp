@@ -5,6 +5,7 @@
 #include <IOKit/hid/IOHIDKeys.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 
 namespace plinth::sim::detail {
@@ -181,7 +182,12 @@ void hid_client::removed()
 
 void hid_client::signal_if_pending()
 {
-    std::vector<CFRunLoopRef> loops;
+    // A client is scheduled in a mode or two: the loops to wake fit on the stack,
+    // so that the report path allocates nothing here.
+    constexpr std::size_t inline_loops = 8;
+    std::array<CFRunLoopRef, inline_loops> few{};
+    std::vector<CFRunLoopRef> many;
+    std::size_t count = 0;
     {
         std::lock_guard const lock(mutex_);
         bool const work = (removal_pending_ && removal_callback_ != nullptr) ||
@@ -191,11 +197,20 @@ void hid_client::signal_if_pending()
         for (auto const& s : schedulings_)
         {
             CFRetain(s.loop);
-            loops.push_back(s.loop);
+            if (count < inline_loops)
+                few[count] = s.loop;
+            else
+                many.push_back(s.loop);
+            ++count;
         }
     }
     CFRunLoopSourceSignal(source_);
-    for (auto const loop : loops)
+    for (std::size_t i = 0; i < std::min(count, inline_loops); ++i)
+    {
+        CFRunLoopWakeUp(few[i]);
+        CFRelease(few[i]);
+    }
+    for (auto const loop : many)
     {
         CFRunLoopWakeUp(loop);
         CFRelease(loop);

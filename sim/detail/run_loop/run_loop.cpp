@@ -175,6 +175,8 @@ void run_loop::add_locked(run_loop_source* source, CFStringRef name, std::vector
     source->retain(); // the mode's reference
     mode.sources.push_back(source);
     source->memberships.push_back({this, key});
+    if (source->context().schedule == nullptr)
+        return;
     // The callout holds its own references, since the source may leave before it runs.
     source->retain();
     retain();

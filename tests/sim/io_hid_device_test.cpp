@@ -1,0 +1,279 @@
+#include "sim/control/hid.hpp"
+#include "sim/io_registry_support.hpp"
+#include "support/threaded_sim_test.hpp"
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <IOKit/IOKitLib.h>
+#include <IOKit/hid/IOHIDDevice.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <future>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace {
+
+namespace sim = plinth::sim;
+using plinth::testing::io::cf;
+using plinth::testing::io::handle;
+using plinth::testing::io::string;
+using namespace std::chrono_literals;
+
+using io_hid_device_test = plinth::testing::threaded_sim_test;
+
+handle service_of(sim::entry_id id)
+{
+    return handle(IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(id)));
+}
+
+cf device_of(sim::entry_id id)
+{
+    auto const service = service_of(id);
+    return cf(IOHIDDeviceCreate(kCFAllocatorDefault, service.get()));
+}
+
+IOHIDDeviceRef as_device(cf const& device)
+{
+    return device.as<IOHIDDeviceRef>();
+}
+
+sim::entry_id add_keyboard(sim::entry_id parent = sim::root_entry_id)
+{
+    return sim::add_entry({"IOUSBHostHIDDevice", "Keyboard", "1", {{"MaxInputReportSize", sim::make_number(4)}}},
+                          parent);
+}
+
+// What an input-report callback saw.
+struct report_log
+{
+    std::mutex mutex;
+    std::vector<std::vector<std::uint8_t>> reports;
+    std::vector<std::thread::id> threads;
+    std::vector<CFIndex> lengths;
+    std::array<std::uint8_t, 2> buffer{};
+
+    static void input(void* context, IOReturn, void*, IOHIDReportType, uint32_t, uint8_t* report, CFIndex length)
+    {
+        auto& self = *static_cast<report_log*>(context);
+        std::lock_guard const lock(self.mutex);
+        self.reports.emplace_back(report, report + std::min<CFIndex>(length, 2));
+        self.lengths.push_back(length);
+        self.threads.push_back(std::this_thread::get_id());
+    }
+
+    std::size_t count()
+    {
+        std::lock_guard const lock(mutex);
+        return reports.size();
+    }
+};
+
+// A thread running a loop in one mode until told to stop.
+class mode_runner
+{
+public:
+    explicit mode_runner(CFStringRef mode) : mode_(mode)
+    {
+        std::promise<CFRunLoopRef> started;
+        thread_ = std::thread([this, &started] {
+            CFRunLoopRef const loop = CFRunLoopGetCurrent();
+            CFRetain(loop);
+            id_ = std::this_thread::get_id();
+            started.set_value(loop);
+            while (!quit_)
+                CFRunLoopRunInMode(mode_, 0.01, false);
+        });
+        loop_ = started.get_future().get();
+    }
+    ~mode_runner()
+    {
+        quit_ = true;
+        thread_.join();
+        CFRelease(loop_);
+    }
+    CFRunLoopRef loop() const { return loop_; }
+    std::thread::id thread_id() const { return id_; }
+
+private:
+    CFStringRef mode_;
+    std::atomic<bool> quit_{false};
+    std::thread thread_;
+    CFRunLoopRef loop_ = nullptr;
+    std::thread::id id_;
+};
+
+bool eventually(std::function<bool()> const& done)
+{
+    auto const until = std::chrono::steady_clock::now() + 10s;
+    while (!done())
+    {
+        if (std::chrono::steady_clock::now() > until)
+            return false;
+        std::this_thread::sleep_for(1ms);
+    }
+    return true;
+}
+
+TEST_F(io_hid_device_test, only_hid_devices_make_a_device_object_and_it_holds_its_service)
+{
+    auto const plain = sim::add_entry({"IOUSBHostDevice", "Plain"}, sim::root_entry_id);
+    EXPECT_FALSE(device_of(plain));
+    auto const keyboard = add_keyboard();
+    auto const device = device_of(keyboard);
+    ASSERT_TRUE(device);
+    EXPECT_EQ(CFGetTypeID(device.get()), IOHIDDeviceGetTypeID());
+    std::uint64_t id = 0;
+    IORegistryEntryGetRegistryEntryID(IOHIDDeviceGetService(as_device(device)), &id);
+    EXPECT_EQ(id, keyboard);
+}
+
+TEST_F(io_hid_device_test, a_seized_device_refuses_other_clients_and_close_needs_an_open)
+{
+    auto const keyboard = add_keyboard();
+    auto const first = device_of(keyboard);
+    auto const second = device_of(keyboard);
+    EXPECT_EQ(IOHIDDeviceClose(as_device(first), 0), kIOReturnNotOpen);
+    EXPECT_EQ(IOHIDDeviceOpen(as_device(first), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
+    EXPECT_EQ(IOHIDDeviceOpen(as_device(second), kIOHIDOptionsTypeNone), kIOReturnExclusiveAccess);
+    std::uint8_t const byte = 1;
+    EXPECT_EQ(IOHIDDeviceSetReport(as_device(second), kIOHIDReportTypeOutput, 0, &byte, 1), kIOReturnExclusiveAccess);
+    EXPECT_EQ(IOHIDDeviceClose(as_device(first), 0), kIOReturnSuccess);
+    EXPECT_EQ(IOHIDDeviceOpen(as_device(second), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
+    EXPECT_EQ(IOHIDDeviceClose(as_device(second), 0), kIOReturnSuccess);
+}
+
+TEST_F(io_hid_device_test, properties_follow_the_get_rule_and_come_from_ancestors_too)
+{
+    auto const parent = sim::add_entry({"IOUSBHostDevice", "Parent", "1", {{"VendorID", sim::make_number(0x46d)}}},
+                                       sim::root_entry_id);
+    auto const keyboard = add_keyboard(parent);
+    auto const device = device_of(keyboard);
+    auto const key = string("VendorID");
+    CFTypeRef const vendor = IOHIDDeviceGetProperty(as_device(device), key.as<CFStringRef>());
+    ASSERT_NE(vendor, nullptr);
+    int value = 0;
+    CFNumberGetValue(static_cast<CFNumberRef>(vendor), kCFNumberIntType, &value);
+    EXPECT_EQ(value, 0x46d);
+    EXPECT_EQ(IOHIDDeviceGetProperty(as_device(device), key.as<CFStringRef>()), vendor) << "kept, not copied";
+    auto const missing = string("Nothing");
+    EXPECT_EQ(IOHIDDeviceGetProperty(as_device(device), missing.as<CFStringRef>()), nullptr);
+}
+
+TEST_F(io_hid_device_test, reports_reach_only_a_loop_running_a_scheduled_mode_in_order_and_truncated)
+{
+    auto const keyboard = add_keyboard();
+    auto const device = device_of(keyboard);
+    report_log seen;
+    ASSERT_EQ(IOHIDDeviceOpen(as_device(device), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
+    IOHIDDeviceRegisterInputReportCallback(as_device(device), seen.buffer.data(), 2, report_log::input, &seen);
+    {
+        mode_runner runner(CFSTR("read"));
+        // Scheduled only in the default mode, which the loop does not run: the
+        // reports wait in the client's queue.
+        IOHIDDeviceScheduleWithRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
+        sim::post_input_report(keyboard, 1, std::vector<std::uint8_t>{1, 2, 3});
+        sim::post_input_report(keyboard, 2, std::vector<std::uint8_t>{4});
+        std::this_thread::sleep_for(50ms);
+        EXPECT_EQ(seen.count(), 0u);
+        IOHIDDeviceScheduleWithRunLoop(as_device(device), runner.loop(), CFSTR("read"));
+        ASSERT_TRUE(eventually([&] { return seen.count() == 2; }));
+        std::lock_guard const lock(seen.mutex);
+        EXPECT_EQ(seen.reports[0], (std::vector<std::uint8_t>{1, 2})) << "cut to the registered buffer";
+        EXPECT_EQ(seen.lengths[0], 3) << "the callback still learns the report's size";
+        EXPECT_EQ(seen.reports[1], (std::vector<std::uint8_t>{4}));
+        EXPECT_EQ(seen.threads[0], runner.thread_id());
+    }
+    IOHIDDeviceClose(as_device(device), 0);
+}
+
+TEST_F(io_hid_device_test, a_full_queue_drops_the_newest_reports_and_a_closed_device_hears_nothing)
+{
+    auto const keyboard = add_keyboard();
+    auto const device = device_of(keyboard);
+    sim::post_input_report(keyboard, 1, std::vector<std::uint8_t>{0}); // nobody has it open: lost, not counted
+    ASSERT_EQ(IOHIDDeviceOpen(as_device(device), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
+    report_log seen;
+    IOHIDDeviceRegisterInputReportCallback(as_device(device), seen.buffer.data(), 2, report_log::input, &seen);
+    for (int i = 0; i < 70; ++i)
+        sim::post_input_report(keyboard, 1, std::vector<std::uint8_t>{static_cast<std::uint8_t>(i)});
+    EXPECT_EQ(sim::dropped_input_reports(keyboard), 6u);
+    {
+        mode_runner runner(kCFRunLoopDefaultMode);
+        IOHIDDeviceScheduleWithRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
+        ASSERT_TRUE(eventually([&] { return seen.count() == 64; }));
+        std::lock_guard const lock(seen.mutex);
+        EXPECT_EQ(seen.reports.front()[0], 0);
+        EXPECT_EQ(seen.reports.back()[0], 63) << "the oldest are kept";
+    }
+    IOHIDDeviceClose(as_device(device), 0);
+}
+
+TEST_F(io_hid_device_test, unplugging_raises_removal_on_the_serving_loop_and_a_new_device_works_after_replugging)
+{
+    auto const keyboard = add_keyboard();
+    auto const device = device_of(keyboard);
+    ASSERT_EQ(IOHIDDeviceOpen(as_device(device), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
+    std::atomic<std::thread::id> removed_on{};
+    IOHIDDeviceRegisterRemovalCallback(
+        as_device(device),
+        [](void* context, IOReturn, void*) {
+            static_cast<std::atomic<std::thread::id>*>(context)->store(std::this_thread::get_id());
+        },
+        &removed_on);
+    {
+        mode_runner runner(kCFRunLoopDefaultMode);
+        IOHIDDeviceScheduleWithRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
+        sim::remove_entry(keyboard);
+        ASSERT_TRUE(eventually([&] { return removed_on.load() != std::thread::id(); }));
+        EXPECT_EQ(removed_on.load(), runner.thread_id());
+    }
+    std::uint8_t const byte = 1;
+    EXPECT_EQ(IOHIDDeviceSetReport(as_device(device), kIOHIDReportTypeOutput, 0, &byte, 1), kIOReturnOffline);
+
+    sim::add_entry({"IOUSBHostHIDDevice", "Keyboard", "1", {{"MaxInputReportSize", sim::make_number(4)}}, keyboard},
+                   sim::root_entry_id);
+    auto const again = device_of(keyboard);
+    ASSERT_TRUE(again);
+    EXPECT_EQ(IOHIDDeviceOpen(as_device(again), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
+    EXPECT_EQ(IOHIDDeviceClose(as_device(again), 0), kIOReturnSuccess);
+}
+
+TEST_F(io_hid_device_test, set_report_is_captured_and_get_report_answers_features)
+{
+    auto const keyboard = add_keyboard();
+    auto const device = device_of(keyboard);
+    std::array<std::uint8_t, 4> buffer{};
+    CFIndex length = static_cast<CFIndex>(buffer.size());
+    EXPECT_EQ(IOHIDDeviceGetReport(as_device(device), kIOHIDReportTypeFeature, 3, buffer.data(), &length),
+              kIOReturnNotOpen);
+    std::uint8_t const out[] = {9, 8};
+    EXPECT_EQ(IOHIDDeviceSetReport(as_device(device), kIOHIDReportTypeOutput, 0, out, 2), kIOReturnNotOpen);
+
+    ASSERT_EQ(IOHIDDeviceOpen(as_device(device), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
+    EXPECT_EQ(IOHIDDeviceSetReport(as_device(device), kIOHIDReportTypeOutput, 7, out, 2), kIOReturnSuccess);
+    EXPECT_EQ(IOHIDDeviceSetReport(as_device(device), kIOHIDReportTypeFeature, 3, out, 1), kIOReturnSuccess);
+    auto const sent = sim::output_reports(keyboard);
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_EQ(sent[0].type, kIOHIDReportTypeOutput);
+    EXPECT_EQ(sent[0].report_id, 7u);
+    EXPECT_EQ(sent[0].bytes, (std::vector<std::uint8_t>{9, 8}));
+    EXPECT_EQ(sent[1].type, kIOHIDReportTypeFeature);
+
+    length = 0;
+    EXPECT_EQ(IOHIDDeviceGetReport(as_device(device), kIOHIDReportTypeFeature, 3, buffer.data(), &length),
+              kIOReturnBadArgument);
+    sim::set_feature_report(keyboard, 3, std::vector<std::uint8_t>{1, 2, 3, 4, 5, 6});
+    length = static_cast<CFIndex>(buffer.size());
+    EXPECT_EQ(IOHIDDeviceGetReport(as_device(device), kIOHIDReportTypeFeature, 3, buffer.data(), &length),
+              kIOReturnSuccess);
+    EXPECT_EQ(length, 4);
+    EXPECT_EQ(buffer, (std::array<std::uint8_t, 4>{1, 2, 3, 4}));
+    EXPECT_EQ(IOHIDDeviceClose(as_device(device), 0), kIOReturnSuccess);
+    EXPECT_THROW(sim::set_feature_report(sim::root_entry_id, 1, std::vector<std::uint8_t>{1}), std::invalid_argument);
+    EXPECT_THROW(sim::post_input_report(0x7777777, 1, std::vector<std::uint8_t>{1}), std::invalid_argument);
+}
+
+} // namespace
