@@ -8,6 +8,7 @@
 //   read takes one report at a time, as the bare handoff takes one value);
 // - allocations_per_read: heap allocations made on the reader's thread per read();
 // - threads_per_context: threads an execution context has with N open streams.
+#include "bench/handoff_support.hpp"
 #include "device/apple/hid_stream.hpp"
 #include "device/apple/tree.hpp"
 #include "io_kit/mach_port.hpp"
@@ -67,21 +68,12 @@ namespace {
 
 namespace sim = plinth::sim;
 using plinth::apple::hid_stream;
-using clock_type = std::chrono::steady_clock;
+using plinth::bench::acknowledgements;
+using plinth::bench::clock_type;
+using plinth::bench::microseconds;
+using plinth::bench::report_latencies;
 constexpr int samples_per_run = 20000;
 constexpr std::uint64_t in_flight = 16; // below the simulated device's queue
-
-double microseconds(clock_type::duration d)
-{
-    return std::chrono::duration<double, std::micro>(d).count();
-}
-
-void report_latencies(benchmark::State& state, std::vector<double>& latencies)
-{
-    std::sort(latencies.begin(), latencies.end());
-    state.counters["median_us"] = latencies[latencies.size() / 2];
-    state.counters["p99_us"] = latencies[latencies.size() * 99 / 100];
-}
 
 std::size_t thread_count()
 {
@@ -101,22 +93,6 @@ plinth::apple::device entry(sim::entry_id id)
     plinth::apple::tree const registry(plinth::apple::io_kit::mach_port::master_port_default());
     return plinth::apple::device(plinth::apple::io_kit::io_registry_entry(registry.get_by_id(id).next()));
 }
-
-// Counts what a receiver has taken, and lets the sender wait for it.
-struct acknowledgements
-{
-    std::atomic<std::uint64_t> count{0};
-    void add()
-    {
-        count.fetch_add(1);
-        count.notify_one();
-    }
-    void wait_for(std::uint64_t n)
-    {
-        for (auto seen = count.load(); seen < n; seen = count.load())
-            count.wait(seen);
-    }
-};
 
 void report_to_read(benchmark::State& state)
 {
@@ -154,37 +130,6 @@ void report_to_read(benchmark::State& state)
     sim::post_input_report(id, 1, report);
     reader.join();
     report_latencies(state, latencies);
-}
-
-void promise_handoff(benchmark::State& state)
-{
-    std::vector<double> latencies;
-    latencies.reserve(samples_per_run * 4);
-    acknowledgements taken;
-    clock_type::time_point sent;
-    std::vector<std::promise<void>> promises(static_cast<std::size_t>(state.max_iterations));
-    std::vector<std::future<void>> futures;
-    for (auto& promise : promises)
-        futures.push_back(promise.get_future());
-    std::thread receiver([&] {
-        for (auto& future : futures)
-        {
-            future.wait();
-            latencies.push_back(microseconds(clock_type::now() - sent));
-            taken.add();
-        }
-    });
-    std::uint64_t given = 0;
-    for (auto _ : state)
-    {
-        sent = clock_type::now();
-        promises[given].set_value();
-        taken.wait_for(++given);
-    }
-    receiver.join();
-    report_latencies(state, latencies);
-    // The bare handoff's rate: one value at a time, each taken before the next goes.
-    state.counters["handoffs_per_s"] = benchmark::Counter(static_cast<double>(given), benchmark::Counter::kIsRate);
 }
 
 void back_to_back_reads(benchmark::State& state)
@@ -284,7 +229,7 @@ void threads_per_context(benchmark::State& state)
 }
 
 BENCHMARK(report_to_read)->Iterations(samples_per_run)->UseRealTime();
-BENCHMARK(promise_handoff)->Iterations(samples_per_run)->UseRealTime();
+BENCHMARK(plinth::bench::promise_handoff)->Iterations(samples_per_run)->UseRealTime();
 BENCHMARK(back_to_back_reads)->Iterations(50000)->UseRealTime();
 BENCHMARK(allocations_per_read)->Iterations(2000);
 BENCHMARK(threads_per_context)->Arg(1)->Arg(10)->Arg(100)->Iterations(3);

@@ -1,0 +1,82 @@
+#pragma once
+
+// What the handoff benchmarks share: latencies in microseconds reported as median
+// and 99th percentile, a counter a receiver bumps and a sender waits on, and the
+// baseline they are all compared with, a bare std::promise between two threads.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <future>
+#include <thread>
+#include <vector>
+
+namespace plinth::bench {
+
+using clock_type = std::chrono::steady_clock;
+
+inline double microseconds(clock_type::duration d)
+{
+    return std::chrono::duration<double, std::micro>(d).count();
+}
+
+inline void report_latencies(benchmark::State& state, std::vector<double>& latencies)
+{
+    std::sort(latencies.begin(), latencies.end());
+    state.counters["median_us"] = latencies[latencies.size() / 2];
+    state.counters["p99_us"] = latencies[latencies.size() * 99 / 100];
+}
+
+// Counts what a receiver has taken; the sender waits for it before the next send.
+struct acknowledgements
+{
+    std::atomic<std::uint64_t> count{0};
+
+    void add()
+    {
+        count.fetch_add(1);
+        count.notify_one();
+    }
+
+    void wait_for(std::uint64_t n)
+    {
+        for (auto seen = count.load(); seen < n; seen = count.load())
+            count.wait(seen);
+    }
+};
+
+// One value at a time through a std::promise to a waiting thread, each taken
+// before the next is sent: the latency, and the rate of such handoffs.
+inline void promise_handoff(benchmark::State& state)
+{
+    std::vector<double> latencies;
+    latencies.reserve(static_cast<std::size_t>(state.max_iterations));
+    acknowledgements taken;
+    clock_type::time_point sent;
+    std::vector<std::promise<void>> promises(static_cast<std::size_t>(state.max_iterations));
+    std::vector<std::future<void>> futures;
+    for (auto& promise : promises)
+        futures.push_back(promise.get_future());
+    std::thread receiver([&] {
+        for (auto& future : futures)
+        {
+            future.wait();
+            latencies.push_back(microseconds(clock_type::now() - sent));
+            taken.add();
+        }
+    });
+    std::uint64_t given = 0;
+    for (auto _ : state)
+    {
+        sent = clock_type::now();
+        promises[given].set_value();
+        taken.wait_for(++given);
+    }
+    receiver.join();
+    report_latencies(state, latencies);
+    state.counters["handoffs_per_s"] = benchmark::Counter(static_cast<double>(given), benchmark::Counter::kIsRate);
+}
+
+} // namespace plinth::bench
