@@ -31,6 +31,9 @@ plinth::plane make_plane(char const* name)
         if (wanted == plane_names[i])
             return static_cast<plinth::plane>(i);
     }
+    // An empty name makes no prefix, rather than a bare ": " before the message.
+    if (wanted.empty())
+        throw boost::system::system_error(make_error_code(errc::unknown_plane));
     throw boost::system::system_error(make_error_code(errc::unknown_plane), wanted);
 }
 
