@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <new>
 #include <type_traits>
 #include <utility>
 
@@ -31,6 +32,46 @@ class oneshot_function<R(Args...)>
         F function;
     };
 
+    // A callable whose storage came from an allocator. Deleting it through the base
+    // must hand the storage back to that allocator, which a plain operator delete
+    // cannot know; a destroying delete reads the allocator out of the object before
+    // ending its life, so the base keeps its plain virtual destructor.
+    template <typename F, typename Allocator>
+    struct fcn_impl_allocated final : fcn_base
+    {
+        using allocator_type =
+            typename std::allocator_traits<Allocator>::template rebind_alloc<fcn_impl_allocated>;
+        using traits = std::allocator_traits<allocator_type>;
+
+        fcn_impl_allocated(F&& f, allocator_type const& a) : function(std::move(f)), allocator(a) {}
+        R call(Args&&... args) override { return std::invoke(function, std::forward<Args>(args)...); }
+
+        static fcn_impl_allocated* make(F&& f, Allocator const& a)
+        {
+            allocator_type allocator(a);
+            auto* const memory = traits::allocate(allocator, 1);
+            try
+            {
+                return ::new (static_cast<void*>(memory)) fcn_impl_allocated(std::move(f), allocator);
+            }
+            catch (...)
+            {
+                traits::deallocate(allocator, memory, 1);
+                throw;
+            }
+        }
+
+        void operator delete(fcn_impl_allocated* self, std::destroying_delete_t)
+        {
+            allocator_type allocator(std::move(self->allocator));
+            self->~fcn_impl_allocated();
+            traits::deallocate(allocator, self, 1);
+        }
+
+        F function;
+        allocator_type allocator;
+    };
+
 public:
     oneshot_function() noexcept = default;
 
@@ -39,6 +80,15 @@ public:
                  std::is_invocable_r_v<R, std::decay_t<F>&, Args...>)
     oneshot_function(F&& f) // NOLINT(google-explicit-constructor): a callable converts like std::function
         : impl_(std::make_unique<fcn_impl<std::decay_t<F>>>(std::decay_t<F>(std::forward<F>(f))))
+    {
+    }
+
+    // As above, with the callable's storage taken from `allocator` and given back to
+    // it when the callable is destroyed, on whichever thread that happens.
+    template <typename Allocator, typename F>
+        requires(std::is_invocable_r_v<R, std::decay_t<F>&, Args...>)
+    oneshot_function(std::allocator_arg_t, Allocator const& allocator, F&& f)
+        : impl_(fcn_impl_allocated<std::decay_t<F>, Allocator>::make(std::decay_t<F>(std::forward<F>(f)), allocator))
     {
     }
 

@@ -61,3 +61,64 @@ TEST(oneshot_function, moves_and_takes_move_only_callables_that_get_their_argume
 }
 
 } // namespace
+
+namespace {
+
+// Hands out blocks and records what it got back, so that a test sees the callable's
+// storage return to the allocator it came from.
+struct allocation_log
+{
+    int allocated = 0;
+    int deallocated = 0;
+};
+
+template <typename T>
+struct logging_allocator
+{
+    using value_type = T;
+    allocation_log* log;
+
+    explicit logging_allocator(allocation_log* l) noexcept : log(l) {}
+    template <typename U>
+    logging_allocator(logging_allocator<U> const& other) noexcept : log(other.log) // NOLINT: rebinding converts
+    {
+    }
+    T* allocate(std::size_t n)
+    {
+        ++log->allocated;
+        return std::allocator<T>().allocate(n);
+    }
+    void deallocate(T* p, std::size_t n) noexcept
+    {
+        ++log->deallocated;
+        std::allocator<T>().deallocate(p, n);
+    }
+    template <typename U>
+    bool operator==(logging_allocator<U> const& other) const noexcept
+    {
+        return log == other.log;
+    }
+};
+
+} // namespace
+
+TEST(oneshot_function, takes_its_storage_from_the_given_allocator_and_gives_it_back_called_or_not)
+{
+    allocation_log log;
+    probe p;
+    auto const calls = p.calls;
+    {
+        rig::oneshot_function<void(int)> f(std::allocator_arg, logging_allocator<std::byte>(&log), p);
+        EXPECT_EQ(log.allocated, 1);
+        auto moved = std::move(f);
+        moved(1);
+        EXPECT_EQ(log.deallocated, 1) << "the call consumes the callable and frees its storage";
+    }
+    {
+        rig::oneshot_function<void(int)> uncalled(std::allocator_arg, logging_allocator<std::byte>(&log), p);
+    }
+    EXPECT_EQ(log.allocated, 2);
+    EXPECT_EQ(log.deallocated, 2) << "an uncalled callable gives its storage back too";
+    EXPECT_EQ(*calls, 1);
+    EXPECT_EQ(calls.use_count(), 2) << "each copy of the callable must be destroyed";
+}
