@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <tuple>
 
 namespace plinth::sim::detail {
 namespace {
@@ -166,7 +167,7 @@ bool run_loop::mode_is_empty(std::string const& mode) const
     return it == modes_.end() || it->second.sources.empty();
 }
 
-void run_loop::add_locked(run_loop_source* source, CFStringRef name, std::vector<callout>& callouts)
+void run_loop::add_locked(run_loop_source* source, CFStringRef name, callout_list& callouts)
 {
     auto const& key = key_of(name);
     auto& mode = mode_named(name, key);
@@ -184,7 +185,7 @@ void run_loop::add_locked(run_loop_source* source, CFStringRef name, std::vector
     callouts.push_back({source, this, mode.name});
 }
 
-void run_loop::remove_locked(run_loop_source* source, std::string const& key, std::vector<callout>& callouts)
+void run_loop::remove_locked(run_loop_source* source, std::string const& key, callout_list& callouts)
 {
     auto found = modes_.find(key);
     if (found == modes_.end())
@@ -205,7 +206,7 @@ void run_loop::remove_locked(run_loop_source* source, std::string const& key, st
     callouts.push_back({source, this, mode.name});
 }
 
-void run_loop::run_callouts(std::vector<callout> const& callouts, bool schedule)
+void run_loop::run_callouts(callout_list const& callouts, bool schedule)
 {
     for (auto const& c : callouts)
     {
@@ -221,7 +222,7 @@ void run_loop::run_callouts(std::vector<callout> const& callouts, bool schedule)
 
 void run_loop::add_source(run_loop_source* source, CFStringRef mode)
 {
-    std::vector<callout> callouts;
+    callout_list callouts;
     {
         std::lock_guard guard(mutex());
         if (!source->valid)
@@ -241,7 +242,7 @@ void run_loop::add_source(run_loop_source* source, CFStringRef mode)
 
 void run_loop::remove_source(run_loop_source* source, CFStringRef mode)
 {
-    std::vector<callout> callouts;
+    callout_list callouts;
     {
         std::lock_guard guard(mutex());
         auto const& key = key_of(mode);
@@ -270,7 +271,7 @@ bool run_loop::contains_source(run_loop_source* source, CFStringRef mode) const
 
 void run_loop::add_common_mode(CFStringRef mode)
 {
-    std::vector<callout> callouts;
+    callout_list callouts;
     {
         std::lock_guard guard(mutex());
         auto const& key = key_of(mode);
@@ -285,7 +286,7 @@ void run_loop::add_common_mode(CFStringRef mode)
 
 void run_loop::invalidate(run_loop_source* source)
 {
-    std::vector<callout> callouts;
+    callout_list callouts;
     {
         std::lock_guard guard(mutex());
         if (!source->valid)
@@ -301,7 +302,7 @@ void run_loop::invalidate(run_loop_source* source)
 
 void run_loop::thread_ended()
 {
-    std::vector<callout> callouts;
+    callout_list callouts;
     {
         std::lock_guard guard(mutex());
         for (auto& [key, mode] : modes_)
@@ -317,18 +318,28 @@ bool run_loop::perform_ready_sources(lock& held, std::string const& mode, bool o
     auto found = modes_.find(mode);
     if (found == modes_.end())
         return false;
-    std::vector<run_loop_source*> ready;
+    // Sources run in order of their order value, and in the order they were
+    // added among equals; a pass that finds a few allocates nothing.
+    struct ready_source
+    {
+        CFIndex order;
+        std::size_t added;
+        run_loop_source* source;
+    };
+    boost::container::small_vector<ready_source, 16> ready;
     for (auto* source : found->second.sources)
         if (source->valid && source->signalled)
-            ready.push_back(source);
+            ready.push_back({source->order(), ready.size(), source});
     if (ready.empty())
         return false;
-    std::stable_sort(ready.begin(), ready.end(), [](auto* a, auto* b) { return a->order() < b->order(); });
-    for (auto* source : ready)
-        source->retain();
+    std::sort(ready.begin(), ready.end(),
+              [](auto const& a, auto const& b) { return std::tie(a.order, a.added) < std::tie(b.order, b.added); });
+    for (auto const& r : ready)
+        r.source->retain();
     bool handled = false;
-    for (auto* source : ready)
+    for (auto const& r : ready)
     {
+        auto* const source = r.source;
         if (handled && only_one)
             break;
         // An earlier perform may have invalidated or performed this one.
@@ -344,8 +355,8 @@ bool run_loop::perform_ready_sources(lock& held, std::string const& mode, bool o
         handled = true;
     }
     held.unlock();
-    for (auto* source : ready)
-        release_object(source);
+    for (auto const& r : ready)
+        release_object(r.source);
     held.lock();
     return handled;
 }

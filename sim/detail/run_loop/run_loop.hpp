@@ -4,6 +4,8 @@
 
 #include <CoreFoundation/CFRunLoop.h>
 
+#include <boost/container/small_vector.hpp>
+
 #include <chrono>
 #include <condition_variable>
 #include <map>
@@ -73,14 +75,17 @@ private:
         run_loop* loop;
         CFStringRef mode;
     };
+    // Adding or removing a source makes a callout or a few: kept inline, so that
+    // scheduling a device in a mode and taking it out again allocates nothing.
+    using callout_list = boost::container::small_vector<callout, 4>;
     using lock = std::unique_lock<std::mutex>;
 
     mode_state& mode_named(CFStringRef name, std::string const& key);
-    void add_locked(run_loop_source* source, CFStringRef name, std::vector<callout>& callouts);
-    void remove_locked(run_loop_source* source, std::string const& mode, std::vector<callout>& callouts);
+    void add_locked(run_loop_source* source, CFStringRef name, callout_list& callouts);
+    void remove_locked(run_loop_source* source, std::string const& mode, callout_list& callouts);
     bool mode_is_empty(std::string const& mode) const;
     bool perform_ready_sources(lock& held, std::string const& mode, bool only_one);
-    static void run_callouts(std::vector<callout> const& callouts, bool schedule);
+    static void run_callouts(callout_list const& callouts, bool schedule);
 
     std::map<std::string, mode_state> modes_;
     std::set<std::string> common_modes_;
