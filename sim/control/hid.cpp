@@ -70,4 +70,9 @@ void set_feature_report(entry_id device, std::uint32_t report_id, std::span<std:
     hardware_of(device)->set_feature(report_id, std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
 }
 
+void set_input_report_observer(entry_id device, std::function<void()> observer)
+{
+    hardware_of(device)->set_delivery_observer(std::move(observer));
+}
+
 } // namespace plinth::sim

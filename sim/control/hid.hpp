@@ -6,6 +6,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -41,5 +42,12 @@ std::vector<output_report> output_reports(entry_id device);
 // with. Throws std::invalid_argument for an unknown entry or one that is not a HID
 // device.
 void set_feature_report(entry_id device, std::uint32_t report_id, std::span<std::uint8_t const> bytes);
+
+// Calls `observer` on the thread that delivers each input report to a client of
+// the device, just before the client's report callback runs; an empty function
+// removes it. Where a test or a benchmark sees a report reach the application.
+// Throws std::invalid_argument for an unknown entry or one that is not a HID
+// device.
+void set_input_report_observer(entry_id device, std::function<void()> observer);
 
 } // namespace plinth::sim

@@ -11,6 +11,7 @@
 #include <chrono>
 #include <future>
 #include <mutex>
+#include <stdexcept>
 #include <thread>
 #include <vector>
 
@@ -187,6 +188,36 @@ TEST_F(io_hid_device_test, reports_reach_only_a_loop_running_a_scheduled_mode_in
         EXPECT_EQ(seen.threads[0], runner.thread_id());
     }
     IOHIDDeviceClose(as_device(device), 0);
+}
+
+TEST_F(io_hid_device_test, the_report_observer_runs_on_the_delivering_thread_just_before_each_callback)
+{
+    auto const keyboard = add_keyboard();
+    auto const device = device_of(keyboard);
+    report_log seen;
+    std::vector<std::size_t> callbacks_before_observer;
+    std::vector<std::thread::id> observer_threads;
+    sim::set_input_report_observer(keyboard, [&] {
+        std::lock_guard const lock(seen.mutex);
+        callbacks_before_observer.push_back(seen.reports.size());
+        observer_threads.push_back(std::this_thread::get_id());
+    });
+    ASSERT_EQ(IOHIDDeviceOpen(as_device(device), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
+    IOHIDDeviceRegisterInputReportCallback(as_device(device), seen.buffer.data(), 2, report_log::input, &seen);
+    {
+        mode_runner runner(kCFRunLoopDefaultMode);
+        IOHIDDeviceScheduleWithRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
+        for (std::uint8_t i = 0; i < 3; ++i)
+            sim::post_input_report(keyboard, 1, std::vector<std::uint8_t>{i});
+        ASSERT_TRUE(eventually([&] { return seen.count() == 3; }));
+        std::lock_guard const lock(seen.mutex);
+        EXPECT_EQ(callbacks_before_observer, (std::vector<std::size_t>{0, 1, 2}));
+        EXPECT_EQ(observer_threads, std::vector<std::thread::id>(3, runner.thread_id()));
+        IOHIDDeviceUnscheduleFromRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
+    }
+    sim::set_input_report_observer(keyboard, nullptr);
+    IOHIDDeviceClose(as_device(device), 0);
+    EXPECT_THROW(sim::set_input_report_observer(sim::root_entry_id, [] {}), std::invalid_argument);
 }
 
 TEST_F(io_hid_device_test, a_full_queue_drops_the_newest_reports_and_a_closed_device_hears_nothing)

@@ -255,8 +255,11 @@ void hid_client::deliver_one()
     if (removal != nullptr)
         removal(removal_context, kIOReturnSuccess, device_);
     else if (input != nullptr)
+    {
+        hardware_->report_delivery();
         input(input_context, kIOReturnSuccess, device_, kIOHIDReportTypeInput, delivered.report_id, buffer,
               static_cast<CFIndex>(delivered.bytes.size()));
+    }
     signal_if_pending();
 }
 

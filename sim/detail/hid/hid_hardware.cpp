@@ -166,4 +166,22 @@ void hid_hardware::remove()
         client->removed();
 }
 
+void hid_hardware::set_delivery_observer(std::function<void()> observer)
+{
+    auto shared = observer ? std::make_shared<std::function<void()> const>(std::move(observer)) : nullptr;
+    std::lock_guard const lock(mutex_);
+    delivery_observer_ = std::move(shared);
+}
+
+void hid_hardware::report_delivery() const
+{
+    std::shared_ptr<std::function<void()> const> observer;
+    {
+        std::lock_guard const lock(mutex_);
+        observer = delivery_observer_;
+    }
+    if (observer)
+        (*observer)();
+}
+
 } // namespace plinth::sim::detail

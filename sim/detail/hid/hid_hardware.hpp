@@ -4,6 +4,7 @@
 #include <IOKit/hid/IOHIDDeviceTypes.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -51,6 +52,10 @@ public:
     // The entry left the registry: every client learns it.
     void remove();
 
+    // Called on the delivering thread just before a client's report callback.
+    void set_delivery_observer(std::function<void()> observer);
+    void report_delivery() const;
+
 private:
     explicit hid_hardware(std::uint64_t id) : id_(id) {}
     std::vector<std::shared_ptr<hid_client>> live_clients() const;
@@ -62,6 +67,8 @@ private:
     std::map<std::uint32_t, std::vector<std::uint8_t>> features_;
     std::size_t dropped_ = 0;
     bool removed_ = false;
+    // Shared, so that a delivery copies a pointer rather than the function.
+    std::shared_ptr<std::function<void()> const> delivery_observer_;
 };
 
 } // namespace plinth::sim::detail
