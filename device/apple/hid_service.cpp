@@ -8,8 +8,16 @@ namespace plinth::apple::detail {
 
 boost::asio::detail::service_id<hid_service> hid_service::id;
 
-hid_service::data::data(io_kit::io_hid_device d) noexcept : device(std::move(d))
+hid_service::data::data(io_kit::io_hid_device d) : device(std::move(d))
 {
+}
+
+void hid_service::data::withdraw_read() noexcept
+{
+    pending_read.reset();
+    read_token.reset();
+    async_read = nullptr;
+    read_withdrawn = true;
 }
 
 hid_service::hid_service(boost::asio::execution_context& owner) : run_loop_service(owner)
@@ -32,8 +40,14 @@ void hid_service::erase_data(iterator it) noexcept
     streams.erase(it);
 }
 
+bool hid_service::is_shutting_down() const noexcept
+{
+    return shutting_down.load();
+}
+
 void hid_service::shutdown() noexcept
 {
+    shutting_down.store(true);
     for (auto& stream : streams)
     {
         rig::oneshot_function<void(boost::system::error_code const&, std::size_t)> handler;

@@ -10,7 +10,9 @@
 #include <boost/asio/execution_context.hpp>
 #include <boost/system/error_code.hpp>
 
+#include <atomic>
 #include <cstdint>
+#include <memory>
 #include <list>
 #include <mutex>
 #include <optional>
@@ -35,7 +37,20 @@ public:
             rig::oneshot_function<void(boost::system::error_code const&, std::size_t)> handler;
         };
 
-        explicit data(io_kit::io_hid_device d) noexcept;
+        // A report an asynchronous read gave back when it was cancelled after the
+        // report had filled it: the next read takes it before any other.
+        struct unread_report
+        {
+            std::uint8_t report_id = 0;
+            std::vector<std::uint8_t> bytes;
+        };
+
+        explicit data(io_kit::io_hid_device d);
+
+        // Takes back the pending read before any report filled it (a timeout, a
+        // cancellation through its handler's slot). A report the run-loop thread
+        // had already taken from the device for it then becomes the unread one.
+        void withdraw_read() noexcept;
 
         // Destroyed in reverse: the pending handler (uncalled), the buffer, the read
         // then the open scheduling (unscheduling each), the device. Nothing closes it.
@@ -45,6 +60,14 @@ public:
         std::vector<std::uint8_t> report_buffer;
         std::optional<read_request> pending_read;
         bool opened = false;
+        // The asynchronous read that pending_read belongs to, if any: how a
+        // cancellation from that read's handler knows it is still the pending one.
+        void const* async_read = nullptr;
+        std::optional<unread_report> unread;
+        bool read_withdrawn = false;
+        // Expires with the record: a cancellation that comes after its stream is
+        // gone finds it expired.
+        std::shared_ptr<void const> alive = std::make_shared<char>();
     };
 
     // What IOKit's callbacks receive as their context: the record's address.
@@ -65,8 +88,13 @@ public:
     // then stops the run loop. Devices stay open and scheduled.
     void shutdown() noexcept override;
 
+    // True from the start of shutdown(): completions must then run on the calling
+    // thread, since the context's executors will run nothing more.
+    bool is_shutting_down() const noexcept;
+
 private:
     std::list<record> streams;
+    std::atomic<bool> shutting_down{false};
 };
 
 } // namespace plinth::apple::detail

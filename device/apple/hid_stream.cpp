@@ -1,5 +1,7 @@
 #include "device/apple/hid_stream.hpp"
 
+#include "device/apple/detail/handoff_allocator.hpp"
+#include "device/apple/detail/hid_read_cancellation.hpp"
 #include "error/apple/hid_errc.hpp"
 #include "error/apple/io_return.hpp"
 #include "io_kit/cf/number.hpp"
@@ -14,6 +16,7 @@
 #include <IOKit/hid/IOHIDKeys.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <exception>
 #include <future>
@@ -58,6 +61,17 @@ void log_failed_callback(char const* callback, IOReturn result)
 std::span<std::uint8_t> span_of(std::vector<std::uint8_t>& bytes)
 {
     return {bytes.data(), bytes.size()};
+}
+
+// Hands the report an asynchronous read gave back to the next read.
+std::size_t take_unread(std::optional<detail::hid_service::data::unread_report>& unread, std::uint8_t* report_id,
+                        boost::asio::mutable_buffer buffer)
+{
+    if (report_id != nullptr)
+        *report_id = unread->report_id;
+    auto const n = boost::asio::buffer_copy(buffer, boost::asio::buffer(unread->bytes));
+    unread.reset();
+    return n;
 }
 
 } // namespace
@@ -191,6 +205,7 @@ void hid_stream::close()
     hid_device.register_removal_callback(nullptr, nullptr);
     hid_device.close(kIOHIDOptionsTypeNone);
     locked->opened = false;
+    locked->unread.reset();
     locked->read_token.reset();
     locked->open_token.reset();
 }
@@ -260,24 +275,115 @@ std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r)
 
 std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r, boost::system::error_code& ec)
 {
+    return read_until(r, std::nullopt, ec);
+}
+
+std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r, std::chrono::nanoseconds timeout)
+{
+    boost::system::error_code ec;
+    auto const n = read(r, timeout, ec);
+    if (ec)
+        throw boost::system::system_error(ec, "read");
+    return n;
+}
+
+std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r, std::chrono::nanoseconds timeout,
+                             boost::system::error_code& ec)
+{
+    return read_until(r, std::chrono::steady_clock::now() + timeout, ec);
+}
+
+std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer> r,
+                                   std::optional<std::chrono::steady_clock::time_point> deadline,
+                                   boost::system::error_code& ec)
+{
     if (!is_open())
         throw boost::system::system_error(make_error_code(hid_errc::not_open), "read");
-    std::promise<std::pair<boost::system::error_code, std::size_t>> promise;
+    // The promise's state and the handler are made here and released on the
+    // completing thread: from the shared pools, a steady stream of reads needs
+    // no new memory.
+    detail::handoff_allocator<> const memory;
+    std::promise<std::pair<boost::system::error_code, std::size_t>> promise(std::allocator_arg, memory);
     auto result = promise.get_future();
     {
         auto locked = record().lock();
+        if (locked->unread)
+        {
+            ec = {};
+            return take_unread(locked->unread, r.report_id, r.buffer);
+        }
         // A read already pending loses its handler uncalled: overlapping reads
         // are not supported, and its caller stays blocked.
         locked->pending_read = detail::hid_service::data::read_request{
             r.report_id, r.buffer,
-            [promise = std::move(promise)](boost::system::error_code const& code, std::size_t n) mutable {
-                promise.set_value({code, n});
-            }};
+            completion(std::allocator_arg, memory,
+                       [promise = std::move(promise)](boost::system::error_code const& code, std::size_t n) mutable {
+                           promise.set_value({code, n});
+                       })};
+        locked->async_read = nullptr;
+        locked->read_withdrawn = false;
         locked->read_token.emplace(schedule_with_run_loop(run_loop_service::read_run_loop_mode));
+    }
+    if (deadline && result.wait_until(*deadline) == std::future_status::timeout)
+    {
+        auto locked = record().lock();
+        // Still pending with its handler: no report has been taken for it, so it
+        // can be withdrawn whole.
+        if (locked->pending_read && locked->pending_read->handler)
+        {
+            locked->withdraw_read();
+            ec = boost::asio::error::timed_out;
+            return 0;
+        }
+        // cancel() has taken the handler and posted it: the read is aborted
+        // whether or not anyone runs the executor.
+        if (locked->pending_read)
+        {
+            ec = boost::asio::error::operation_aborted;
+            return 0;
+        }
+        // Otherwise a report, a removal or a shutdown holds it: its result is on
+        // its way.
     }
     auto const [code, n] = result.get();
     ec = code;
     return n;
+}
+
+void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> r, detail::hid_async_read::pointer op,
+                                  boost::asio::cancellation_slot slot)
+{
+    if (!is_open())
+    {
+        detail::hid_async_read::post(std::move(op), make_error_code(hid_errc::not_open), 0);
+        return;
+    }
+    auto* const service = context.service;
+    // A read this one replaces is destroyed after the lock is released: its
+    // handler may own anything, even this stream.
+    std::optional<detail::hid_service::data::read_request> replaced;
+    auto locked = record().lock();
+    if (locked->unread)
+    {
+        detail::hid_async_read::post(std::move(op), {}, take_unread(locked->unread, r.report_id, r.buffer));
+        return;
+    }
+    replaced = std::move(locked->pending_read);
+    op->bind(r.buffer, r.report_id, locked->alive, &record());
+    if (slot.is_connected())
+        slot.emplace<detail::hid_read_cancellation>(locked->alive, &record(), op.get());
+    locked->async_read = op.get();
+    locked->read_withdrawn = false;
+    locked->pending_read = detail::hid_service::data::read_request{
+        op->report_id_slot(), r.buffer,
+        completion(std::allocator_arg, detail::handoff_allocator<>(),
+                   [op = std::move(op), service](boost::system::error_code const& code, std::size_t n) mutable {
+                       if (service->is_shutting_down())
+                           detail::hid_async_read::complete_here(std::move(op), code, n);
+                       else
+                           detail::hid_async_read::post(std::move(op), code, n);
+                   })};
+    locked->read_token.emplace(schedule_with_run_loop(run_loop_service::read_run_loop_mode));
 }
 
 std::size_t hid_stream::write(basic_hid_report<boost::asio::const_buffer> r)
@@ -333,7 +439,17 @@ void hid_stream::hid_report_callback(void* context, IOReturn result, void*, IOHI
         auto locked = static_cast<detail::hid_service::record*>(context)->lock();
         locked->read_token.reset();
         if (!locked->pending_read)
+        {
+            // The report was on its way to a read that was withdrawn meanwhile:
+            // it is the next read's.
+            if (std::exchange(locked->read_withdrawn, false))
+            {
+                auto const kept = std::min(locked->report_buffer.size(), static_cast<std::size_t>(std::max<CFIndex>(length, 0)));
+                locked->unread = detail::hid_service::data::unread_report{static_cast<std::uint8_t>(report_id),
+                                                                          {report, report + kept}};
+            }
             return;
+        }
         auto& pending = *locked->pending_read;
         if (pending.report_id != nullptr)
             *pending.report_id = static_cast<std::uint8_t>(report_id);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "device/apple/basic_hid_report.hpp"
+#include "device/apple/detail/hid_async_read.hpp"
 #include "device/apple/device.hpp"
 #include "device/apple/hid_run_loop_token.hpp"
 #include "device/apple/hid_service.hpp"
@@ -8,14 +9,19 @@
 #include "io_kit/io_hid_device.hpp"
 
 #include <boost/asio/any_io_executor.hpp>
+#include <boost/asio/async_result.hpp>
 #include <boost/asio/buffer.hpp>
+#include <boost/asio/cancellation_signal.hpp>
 #include <boost/system/error_code.hpp>
 
 #include <IOKit/hid/IOHIDBase.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <type_traits>
+#include <utility>
 
 namespace plinth::apple {
 
@@ -88,6 +94,41 @@ public:
     // As above, but the completion's code goes to `ec` (a closed stream throws).
     std::size_t read(basic_hid_report<boost::asio::mutable_buffer> r, boost::system::error_code& ec);
 
+    // As read(), but gives up after `timeout`: then it returns 0 with
+    // boost::asio::error::timed_out (the throwing form throws it with "read"), and
+    // the stream stays open with no read pending; a report that comes later waits
+    // for the next read. A zero or negative timeout takes only a report the
+    // run-loop thread has already handed over, which is rarely there.
+    std::size_t read(basic_hid_report<boost::asio::mutable_buffer> r, std::chrono::nanoseconds timeout);
+    std::size_t read(basic_hid_report<boost::asio::mutable_buffer> r, std::chrono::nanoseconds timeout,
+                     boost::system::error_code& ec);
+
+    // Starts a read that completes with void(boost::system::error_code, std::size_t):
+    // the same results as read(), delivered through the handler's associated
+    // executor (by default the stream's), never inside async_read and never on the
+    // run-loop thread. Any completion token works (a handler, use_future,
+    // use_awaitable, deferred...). The handler's associated allocator provides the
+    // operation's state. Its associated cancellation slot withdraws the read (any
+    // cancellation type) unless a report has already been taken for it; cancel(),
+    // removal and shutdown complete it with operation_aborted, as for read() (on
+    // shutdown, on the thread that shuts the context down). A closed stream
+    // completes it with hid_errc::not_open. One read at a time, sync or async:
+    // a read started while another is pending replaces it, and the earlier
+    // handler is destroyed without being called.
+    template <typename CompletionToken>
+    auto async_read(basic_hid_report<boost::asio::mutable_buffer> r, CompletionToken&& token)
+    {
+        return boost::asio::async_initiate<CompletionToken, void(boost::system::error_code, std::size_t)>(
+            [this](auto handler, basic_hid_report<boost::asio::mutable_buffer> report) {
+                using handler_type = std::decay_t<decltype(handler)>;
+                auto op = detail::hid_async_read_op<handler_type>::make(std::move(handler), executor);
+                boost::asio::cancellation_slot const slot =
+                    static_cast<detail::hid_async_read_op<handler_type>&>(*op).cancellation_slot();
+                start_async_read(report, std::move(op), slot);
+            },
+            token, r);
+    }
+
     // Sends r.buffer as an output report with report ID 0, synchronously.
     std::size_t write(basic_hid_report<boost::asio::const_buffer> r);
     std::size_t write(basic_hid_report<boost::asio::const_buffer> r, boost::system::error_code& ec);
@@ -103,6 +144,11 @@ public:
 
 private:
     detail::hid_run_loop_token schedule_with_run_loop(CF::String mode);
+    void start_async_read(basic_hid_report<boost::asio::mutable_buffer> r, detail::hid_async_read::pointer op,
+                          boost::asio::cancellation_slot slot);
+    std::size_t read_until(basic_hid_report<boost::asio::mutable_buffer> r,
+                           std::optional<std::chrono::steady_clock::time_point> deadline,
+                           boost::system::error_code& ec);
     detail::hid_service::record& record() const;
 
     boost::asio::any_io_executor executor;

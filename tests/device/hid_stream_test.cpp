@@ -1,132 +1,30 @@
-#include "device/apple/device.hpp"
-#include "device/apple/hid_stream.hpp"
-#include "device/apple/tree.hpp"
+#include "device/hid_stream_support.hpp"
 #include "error/apple/hid_errc.hpp"
-#include "io_kit/mach_port.hpp"
-#include "log/log.hpp"
-#include "sim/control/hid.hpp"
-#include "support/threaded_sim_test.hpp"
 
-#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/error.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/system/system_error.hpp>
 
 #include <array>
+#include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <future>
-#include <mutex>
-#include <string>
 #include <thread>
 #include <vector>
 
 namespace {
 
 namespace sim = plinth::sim;
-using plinth::apple::device;
 using plinth::apple::hid_read_report;
 using plinth::apple::hid_stream;
 using plinth::apple::hid_write_report;
+using plinth::testing::hid_stream_test;
+using plinth::testing::log_capture;
+using plinth::testing::running_context;
+using plinth::testing::shutting_context;
 using namespace std::chrono_literals;
-
-// An execution context whose shutdown a test may trigger while streams still live.
-class shutting_context : public boost::asio::io_context
-{
-public:
-    using boost::asio::io_context::shutdown;
-};
-
-// Collects the library's log lines.
-class log_capture
-{
-public:
-    log_capture()
-    {
-        previous_ = plinth::set_log_sink([this](plinth::log_level level, std::string_view line) {
-            std::lock_guard const lock(mutex_);
-            lines_.push_back(std::to_string(static_cast<int>(level)) + " " + std::string(line));
-        });
-    }
-    ~log_capture() { plinth::set_log_sink(previous_); }
-    std::vector<std::string> lines()
-    {
-        std::lock_guard const lock(mutex_);
-        return lines_;
-    }
-
-private:
-    std::mutex mutex_;
-    std::vector<std::string> lines_;
-    plinth::log_sink previous_;
-};
-
-class hid_stream_test : public plinth::testing::threaded_sim_test
-{
-protected:
-    void SetUp() override
-    {
-        threaded_sim_test::SetUp();
-        keyboard_id = sim::add_entry({"IOUSBHostHIDDevice", "Keyboard", "14100000",
-                                      {{"DeviceUsagePage", sim::make_number(1)},
-                                       {"DeviceUsage", sim::make_number(6)},
-                                       {"MaxInputReportSize", sim::make_number(8)},
-                                       {"MaxOutputReportSize", sim::make_number(2)}}},
-                                     sim::root_entry_id);
-        bare_id = sim::add_entry({"IOUSBHostHIDDevice", "Bare", "14200000",
-                                  {{"MaxInputReportSize", sim::make_number(4)}}},
-                                 sim::root_entry_id);
-    }
-
-    static device entry(sim::entry_id id)
-    {
-        plinth::apple::tree const registry(plinth::apple::io_kit::mach_port::master_port_default());
-        return device(plinth::apple::io_kit::io_registry_entry(registry.get_by_id(id).next()));
-    }
-
-    static void post(sim::entry_id id, std::uint32_t report_id, std::vector<std::uint8_t> const& bytes)
-    {
-        sim::post_input_report(id, report_id, bytes);
-    }
-
-    sim::entry_id keyboard_id = 0;
-    sim::entry_id bare_id = 0;
-};
-
-// Runs a context's handlers on a thread of its own while a test blocks in reads.
-class running_context
-{
-public:
-    // A cancel made when the last read has already been cancelled (close() after a
-    // cancel() does that) posts a call that throws std::bad_function_call: the
-    // library's documented behaviour, which a program running the context absorbs.
-    running_context()
-        : guard_(context.get_executor()), thread_([this] {
-              for (;;)
-              {
-                  try
-                  {
-                      context.run();
-                      return;
-                  }
-                  catch (std::bad_function_call const&)
-                  {
-                  }
-              }
-          })
-    {
-    }
-    ~running_context()
-    {
-        guard_.reset();
-        context.stop();
-        thread_.join();
-    }
-    shutting_context context;
-
-private:
-    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> guard_;
-    std::thread thread_;
-};
 
 TEST_F(hid_stream_test, a_stream_without_a_device_is_closed_and_cannot_open)
 {
@@ -369,3 +267,86 @@ TEST_F(hid_stream_test, a_second_cancel_after_one_read_posts_a_call_that_throws_
 }
 
 } // namespace
+
+TEST_F(hid_stream_test, a_read_with_a_timeout_gives_timed_out_and_leaves_the_stream_ready_for_the_next_report)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(keyboard_id));
+    std::array<std::uint8_t, 8> bytes{};
+    std::uint8_t id = 0;
+    for (auto const timeout : {20ms, 0ms, -5ms})
+    {
+        boost::system::error_code ec;
+        EXPECT_EQ(stream.read({&id, boost::asio::buffer(bytes)}, timeout, ec), 0u);
+        EXPECT_EQ(ec, boost::asio::error::timed_out) << timeout.count() << " ms";
+    }
+    try
+    {
+        stream.read({&id, boost::asio::buffer(bytes)}, 1ms);
+        FAIL() << "a read with no report returned";
+    }
+    catch (boost::system::system_error const& e)
+    {
+        EXPECT_EQ(e.code(), boost::asio::error::timed_out);
+        EXPECT_NE(std::string(e.what()).find("read"), std::string::npos);
+    }
+    EXPECT_TRUE(stream.is_open());
+
+    // A report that comes after a timeout waits for the next read, untimed or timed.
+    post(keyboard_id, 3, {7, 8});
+    EXPECT_EQ(stream.read({&id, boost::asio::buffer(bytes)}, 10s), 2u);
+    EXPECT_EQ(id, 3);
+    EXPECT_EQ(bytes[0], 7);
+    post(keyboard_id, 4, {9});
+    EXPECT_EQ(stream.read({&id, boost::asio::buffer(bytes)}), 1u);
+    EXPECT_EQ(id, 4);
+
+    stream.close();
+    EXPECT_THROW(stream.read({&id, boost::asio::buffer(bytes)}, 1s), boost::system::system_error);
+}
+
+// Reports arrive at uneven times while the reader keeps timing out: each read
+// either takes one report or times out having taken none, so every report is
+// read once, in order.
+TEST_F(hid_stream_test, timeouts_racing_reports_lose_none_and_take_none_twice)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(keyboard_id));
+    constexpr int reports = 300;
+    std::atomic<int> taken{0};
+    std::thread device([&] {
+        for (int i = 0; i < reports; ++i)
+        {
+            // Never more than half the device's queue ahead, however slow the reader.
+            while (i - taken.load() > 32)
+                std::this_thread::sleep_for(1ms);
+            post(keyboard_id, 1, {static_cast<std::uint8_t>(i), static_cast<std::uint8_t>(i >> 8)});
+            std::this_thread::sleep_for(std::chrono::microseconds(i % 7 * 150));
+        }
+    });
+    std::vector<int> seen;
+    int timeouts = 0;
+    auto const give_up = std::chrono::steady_clock::now() + 60s;
+    while (seen.size() < reports && std::chrono::steady_clock::now() < give_up)
+    {
+        std::array<std::uint8_t, 8> bytes{};
+        std::uint8_t id = 0;
+        boost::system::error_code ec;
+        auto const n = stream.read({&id, boost::asio::buffer(bytes)}, std::chrono::microseconds(300), ec);
+        if (ec == boost::asio::error::timed_out)
+        {
+            EXPECT_EQ(n, 0u);
+            ++timeouts;
+            continue;
+        }
+        ASSERT_FALSE(ec) << ec.message();
+        seen.push_back(bytes[0] | bytes[1] << 8);
+        taken.store(static_cast<int>(seen.size()));
+    }
+    device.join();
+    ASSERT_EQ(seen.size(), static_cast<std::size_t>(reports));
+    for (int i = 0; i < reports; ++i)
+        ASSERT_EQ(seen[static_cast<std::size_t>(i)], i) << "report " << i << " out of order or lost";
+    EXPECT_GT(timeouts, 0) << "the race was never run";
+    EXPECT_EQ(sim::dropped_input_reports(keyboard_id), 0u);
+}
