@@ -1,12 +1,15 @@
-// The report path of a HID stream on the simulated I/O Kit:
-// - report_to_read: the time from the simulated device sending a report to
-//   read() returning it on the reader's thread, beside promise_handoff, the same
-//   handoff made with a bare std::promise between two threads (median and 99th
-//   percentile in microseconds, one handoff at a time);
-// - back_to_back_reads: reports per second through one stream with a reader that
-//   reads back to back, beside promise_handoff's rate of handoffs per second (a
-//   read takes one report at a time, as the bare handoff takes one value);
-// - allocations_per_read: heap allocations made on the reader's thread per read();
+// The report path of a HID stream on the simulated I/O Kit, synchronous and
+// asynchronous, each beside the bare std::promise handoff between two threads
+// (promise_handoff) in the same run:
+// - callback_to_read / callback_to_async_handler: the time from the simulated
+//   device's report callback (on the run-loop thread) to read() returning, or to
+//   async_read's handler starting, on another thread (median and 99th
+//   percentile in microseconds, one report at a time);
+// - back_to_back_reads / back_to_back_async_reads: reports per second through
+//   one stream with a reader that reads back to back, beside promise_handoff's
+//   rate of handoffs (a read takes one report at a time);
+// - allocations_per_read / allocations_per_async_read: heap allocations per
+//   read on every thread, counted after a warm-up;
 // - threads_per_context: threads an execution context has with N open streams.
 #include "bench/handoff_support.hpp"
 #include "device/apple/hid_stream.hpp"
@@ -20,6 +23,7 @@
 #include <IOKit/hid/IOHIDDevice.h>
 
 #include <boost/asio/io_context.hpp>
+#include <boost/asio/post.hpp>
 
 #include <algorithm>
 #include <array>
@@ -28,6 +32,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <future>
 #include <iterator>
 #include <memory>
@@ -42,13 +47,13 @@
 
 namespace {
 
-thread_local std::uint64_t allocations_on_this_thread = 0;
+std::atomic<std::uint64_t> allocations{0};
 
 } // namespace
 
 void* operator new(std::size_t size)
 {
-    ++allocations_on_this_thread;
+    allocations.fetch_add(1, std::memory_order_relaxed);
     if (void* p = std::malloc(size == 0 ? 1 : size))
         return p;
     throw std::bad_alloc();
@@ -94,16 +99,34 @@ plinth::apple::device entry(sim::entry_id id)
     return plinth::apple::device(plinth::apple::io_kit::io_registry_entry(registry.get_by_id(id).next()));
 }
 
-void report_to_read(benchmark::State& state)
+// Where the clock starts: the simulated device's report callback, on the
+// run-loop thread.
+struct callback_clock
+{
+    std::atomic<clock_type::rep> called{0};
+
+    explicit callback_clock(sim::entry_id id)
+    {
+        sim::set_input_report_observer(id, [this] { called.store(clock_type::now().time_since_epoch().count()); });
+    }
+    double microseconds_since_callback() const
+    {
+        return microseconds(clock_type::now() - clock_type::time_point(clock_type::duration(called.load())));
+    }
+};
+
+std::array<std::uint8_t, 8> const report{1, 2, 3, 4, 5, 6, 7, 8};
+
+void callback_to_read(benchmark::State& state)
 {
     sim::reset_registry();
     auto const id = add_hid_device(0);
+    callback_clock const clock(id);
     boost::asio::io_context context;
     hid_stream stream(context.get_executor(), entry(id));
     std::vector<double> latencies;
     latencies.reserve(samples_per_run * 4);
     acknowledgements read;
-    clock_type::time_point sent;
     std::atomic<bool> quit{false};
     std::thread reader([&] {
         std::array<std::uint8_t, 8> bytes{};
@@ -114,21 +137,66 @@ void report_to_read(benchmark::State& state)
             stream.read({&report_id, boost::asio::buffer(bytes)}, ec);
             if (ec)
                 break;
-            latencies.push_back(microseconds(clock_type::now() - sent));
+            latencies.push_back(clock.microseconds_since_callback());
             read.add();
         }
     });
-    std::array<std::uint8_t, 8> const report{1, 2, 3, 4, 5, 6, 7, 8};
     std::uint64_t posted = 0;
     for (auto _ : state)
     {
-        sent = clock_type::now();
         sim::post_input_report(id, 1, report);
         read.wait_for(++posted);
     }
     quit = true;
     sim::post_input_report(id, 1, report);
     reader.join();
+    report_latencies(state, latencies);
+}
+
+// Reads asynchronously in a loop on an io_context's thread: each handler starts
+// the next read, as a coroutine or a callback-style reader does.
+struct async_reader
+{
+    hid_stream& stream;
+    std::function<void()> on_report;
+    std::array<std::uint8_t, 8> bytes{};
+    std::uint8_t report_id = 0;
+
+    void start()
+    {
+        stream.async_read({&report_id, boost::asio::buffer(bytes)}, [this](boost::system::error_code ec, std::size_t) {
+            if (ec)
+                return;
+            on_report();
+            start();
+        });
+    }
+};
+
+void callback_to_async_handler(benchmark::State& state)
+{
+    sim::reset_registry();
+    auto const id = add_hid_device(0);
+    callback_clock const clock(id);
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(id));
+    std::vector<double> latencies;
+    latencies.reserve(samples_per_run * 4);
+    acknowledgements read;
+    async_reader reader{stream, [&] {
+                            latencies.push_back(clock.microseconds_since_callback());
+                            read.add();
+                        }};
+    reader.start();
+    std::thread runner([&] { context.run(); });
+    std::uint64_t posted = 0;
+    for (auto _ : state)
+    {
+        sim::post_input_report(id, 1, report);
+        read.wait_for(++posted);
+    }
+    boost::asio::post(context, [&] { stream.cancel(); });
+    runner.join();
     report_latencies(state, latencies);
 }
 
@@ -149,7 +217,6 @@ void back_to_back_reads(benchmark::State& state)
             read.add();
         }
     });
-    std::array<std::uint8_t, 8> const report{1, 2, 3, 4, 5, 6, 7, 8};
     std::uint64_t posted = 0;
     for (auto _ : state)
     {
@@ -164,16 +231,47 @@ void back_to_back_reads(benchmark::State& state)
     state.counters["reports_per_s"] = benchmark::Counter(static_cast<double>(total), benchmark::Counter::kIsRate);
 }
 
+void back_to_back_async_reads(benchmark::State& state)
+{
+    sim::reset_registry();
+    auto const id = add_hid_device(0);
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(id));
+    acknowledgements read;
+    async_reader reader{stream, [&] { read.add(); }};
+    reader.start();
+    std::thread runner([&] { context.run(); });
+    auto const total = static_cast<std::uint64_t>(state.max_iterations);
+    std::uint64_t posted = 0;
+    for (auto _ : state)
+    {
+        if (posted >= in_flight)
+            read.wait_for(posted - in_flight + 1);
+        sim::post_input_report(id, 1, report);
+        ++posted;
+    }
+    read.wait_for(total);
+    boost::asio::post(context, [&] { stream.cancel(); });
+    runner.join();
+    state.counters["reports_per_s"] = benchmark::Counter(static_cast<double>(total), benchmark::Counter::kIsRate);
+}
+
+constexpr int warm_up_reads = 1000;
+
 void allocations_per_read(benchmark::State& state)
 {
     sim::reset_registry();
     auto const id = add_hid_device(0);
     boost::asio::io_context context;
     hid_stream stream(context.get_executor(), entry(id));
-    std::array<std::uint8_t, 8> const report{1, 2, 3, 4, 5, 6, 7, 8};
     std::array<std::uint8_t, 8> bytes{};
     std::uint8_t report_id = 0;
-    std::uint64_t allocations = 0;
+    for (int i = 0; i < warm_up_reads; ++i)
+    {
+        sim::post_input_report(id, 1, report);
+        stream.read({&report_id, boost::asio::buffer(bytes)});
+    }
+    std::uint64_t counted = 0;
     std::uint64_t reads = 0;
     for (auto _ : state)
     {
@@ -181,30 +279,45 @@ void allocations_per_read(benchmark::State& state)
         state.PauseTiming();
         sim::post_input_report(id, 1, report);
         state.ResumeTiming();
-        auto const before = allocations_on_this_thread;
+        auto const before = allocations.load();
         stream.read({&report_id, boost::asio::buffer(bytes)});
-        allocations += allocations_on_this_thread - before;
+        counted += allocations.load() - before;
         ++reads;
     }
-    state.counters["allocations_per_read"] = static_cast<double>(allocations) / static_cast<double>(reads);
+    state.counters["allocations_per_read"] = static_cast<double>(counted) / static_cast<double>(reads);
+}
 
-    // Of these, what the simulated I/O Kit makes when read() schedules the device
-    // in the read mode: on a Mac that is CoreFoundation's and IOKit's share.
-    io_service_t const service = IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(id));
-    IOHIDDeviceRef const other = IOHIDDeviceCreate(kCFAllocatorDefault, service);
-    CFRunLoopRef const loop = CFRunLoopGetCurrent();
-    CFStringRef const mode = CFSTR("read");
-    std::uint64_t scheduling = 0;
-    for (int i = 0; i < 100; ++i)
+void allocations_per_async_read(benchmark::State& state)
+{
+    sim::reset_registry();
+    auto const id = add_hid_device(0);
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(id));
+    acknowledgements read;
+    async_reader reader{stream, [&] { read.add(); }};
+    reader.start();
+    std::thread runner([&] { context.run(); });
+    std::uint64_t posted = 0;
+    for (int i = 0; i < warm_up_reads; ++i)
     {
-        auto const before = allocations_on_this_thread;
-        IOHIDDeviceScheduleWithRunLoop(other, loop, mode);
-        scheduling += allocations_on_this_thread - before;
-        IOHIDDeviceUnscheduleFromRunLoop(other, loop, mode);
+        sim::post_input_report(id, 1, report);
+        read.wait_for(++posted);
     }
-    CFRelease(other);
-    IOObjectRelease(service);
-    state.counters["of_which_scheduling_in_sim"] = static_cast<double>(scheduling) / 100.0;
+    std::uint64_t counted = 0;
+    for (auto _ : state)
+    {
+        // Only the read is counted: the report is posted outside the window.
+        state.PauseTiming();
+        sim::post_input_report(id, 1, report);
+        state.ResumeTiming();
+        auto const before = allocations.load();
+        read.wait_for(++posted);
+        counted += allocations.load() - before;
+    }
+    boost::asio::post(context, [&] { stream.cancel(); });
+    runner.join();
+    state.counters["allocations_per_read"] =
+        static_cast<double>(counted) / static_cast<double>(state.iterations());
 }
 
 void threads_per_context(benchmark::State& state)
@@ -228,10 +341,13 @@ void threads_per_context(benchmark::State& state)
     state.counters["threads"] = static_cast<double>(added);
 }
 
-BENCHMARK(report_to_read)->Iterations(samples_per_run)->UseRealTime();
+BENCHMARK(callback_to_read)->Iterations(samples_per_run)->UseRealTime();
+BENCHMARK(callback_to_async_handler)->Iterations(samples_per_run)->UseRealTime();
 BENCHMARK(plinth::bench::promise_handoff)->Iterations(samples_per_run)->UseRealTime();
 BENCHMARK(back_to_back_reads)->Iterations(50000)->UseRealTime();
+BENCHMARK(back_to_back_async_reads)->Iterations(50000)->UseRealTime();
 BENCHMARK(allocations_per_read)->Iterations(2000);
+BENCHMARK(allocations_per_async_read)->Iterations(2000);
 BENCHMARK(threads_per_context)->Arg(1)->Arg(10)->Arg(100)->Iterations(3);
 
 } // namespace
