@@ -7,7 +7,8 @@
 namespace plinth::apple {
 
 // One HID report: where its ID goes (a read stores the delivered report's ID
-// there; a write ignores it) and its bytes.
+// there; write() ignores it; the get_/send_ requests read the ID to name there,
+// 0 when null) and its bytes.
 template <typename Buffer>
 struct basic_hid_report
 {

@@ -408,6 +408,98 @@ std::size_t hid_stream::write(basic_hid_report<boost::asio::const_buffer> r, boo
     }
 }
 
+namespace {
+
+// The ID a request names: 0, that of a device which numbers no reports, when the
+// caller names none.
+CFIndex requested_id(std::uint8_t const* report_id)
+{
+    return report_id == nullptr ? 0 : *report_id;
+}
+
+std::span<std::uint8_t> bytes_of(boost::asio::mutable_buffer buffer)
+{
+    return {static_cast<std::uint8_t*>(buffer.data()), buffer.size()};
+}
+
+std::span<std::uint8_t const> bytes_of(boost::asio::const_buffer buffer)
+{
+    return {static_cast<std::uint8_t const*>(buffer.data()), buffer.size()};
+}
+
+void throw_unless_open(bool open, char const* operation)
+{
+    if (!open)
+        throw boost::system::system_error(make_error_code(hid_errc::not_open), operation);
+}
+
+// The error_code& form of a throwing transfer: 0 and the error's code on failure.
+template <typename Transfer>
+std::size_t or_error_code(Transfer&& transfer, boost::system::error_code& ec)
+{
+    try
+    {
+        return std::forward<Transfer>(transfer)();
+    }
+    catch (boost::system::system_error const& e)
+    {
+        ec = e.code();
+        return 0;
+    }
+}
+
+} // namespace
+
+std::size_t hid_stream::get_feature_report(basic_hid_report<boost::asio::mutable_buffer> r)
+{
+    throw_unless_open(is_open(), "get_feature_report");
+    return hid_device.get_report(kIOHIDReportTypeFeature, requested_id(r.report_id), bytes_of(r.buffer));
+}
+
+std::size_t hid_stream::get_feature_report(basic_hid_report<boost::asio::mutable_buffer> r,
+                                           boost::system::error_code& ec)
+{
+    return or_error_code([&] { return get_feature_report(r); }, ec);
+}
+
+std::size_t hid_stream::send_feature_report(basic_hid_report<boost::asio::const_buffer> r)
+{
+    throw_unless_open(is_open(), "send_feature_report");
+    hid_device.set_report(kIOHIDReportTypeFeature, requested_id(r.report_id), bytes_of(r.buffer));
+    return r.buffer.size();
+}
+
+std::size_t hid_stream::send_feature_report(basic_hid_report<boost::asio::const_buffer> r,
+                                            boost::system::error_code& ec)
+{
+    return or_error_code([&] { return send_feature_report(r); }, ec);
+}
+
+std::size_t hid_stream::get_input_report(basic_hid_report<boost::asio::mutable_buffer> r)
+{
+    throw_unless_open(is_open(), "get_input_report");
+    return hid_device.get_report(kIOHIDReportTypeInput, requested_id(r.report_id), bytes_of(r.buffer));
+}
+
+std::size_t hid_stream::get_input_report(basic_hid_report<boost::asio::mutable_buffer> r,
+                                         boost::system::error_code& ec)
+{
+    return or_error_code([&] { return get_input_report(r); }, ec);
+}
+
+std::size_t hid_stream::send_output_report(basic_hid_report<boost::asio::const_buffer> r)
+{
+    throw_unless_open(is_open(), "send_output_report");
+    hid_device.set_report(kIOHIDReportTypeOutput, requested_id(r.report_id), bytes_of(r.buffer));
+    return r.buffer.size();
+}
+
+std::size_t hid_stream::send_output_report(basic_hid_report<boost::asio::const_buffer> r,
+                                           boost::system::error_code& ec)
+{
+    return or_error_code([&] { return send_output_report(r); }, ec);
+}
+
 void hid_stream::cancel()
 {
     if (!hid_device || !context.data)

@@ -133,6 +133,35 @@ public:
     std::size_t write(basic_hid_report<boost::asio::const_buffer> r);
     std::size_t write(basic_hid_report<boost::asio::const_buffer> r, boost::system::error_code& ec);
 
+    // Requests and sends by report ID, synchronously, on the caller's thread: they
+    // need no pending read and do not disturb one. The ID is *r.report_id, read and
+    // never written; a null report_id names ID 0, the one report of a device that
+    // numbers none. The device's bytes are as IOKit gives them: a device that numbers
+    // its reports has the ID in byte 0 too. Errors as write() gives them:
+    // hid_errc::not_open (with the function's name) on a closed stream, IOKit's code
+    // otherwise: kIOReturnOffline once the device is unplugged, kIOReturnBadArgument
+    // for an empty buffer to receive into, and whatever the device's transport answers
+    // for an ID the device has no report of (the simulated I/O Kit gives
+    // kIOReturnUnsupported). The error_code& forms return 0 on failure.
+    //
+    // Asks the device for its feature report (IOHIDDeviceGetReport) into r.buffer and
+    // returns the bytes received: the report's size, or r.buffer.size() when the
+    // buffer is shorter, as the device sends no more than it is asked for and the rest
+    // of the report is lost.
+    std::size_t get_feature_report(basic_hid_report<boost::asio::mutable_buffer> r);
+    std::size_t get_feature_report(basic_hid_report<boost::asio::mutable_buffer> r, boost::system::error_code& ec);
+    // Sends r.buffer as a feature report (IOHIDDeviceSetReport); returns its size.
+    std::size_t send_feature_report(basic_hid_report<boost::asio::const_buffer> r);
+    std::size_t send_feature_report(basic_hid_report<boost::asio::const_buffer> r, boost::system::error_code& ec);
+    // Asks the device for its present input report, as get_feature_report does. It
+    // is not taken from the reports the device sends: a pending read still gets the
+    // next of those.
+    std::size_t get_input_report(basic_hid_report<boost::asio::mutable_buffer> r);
+    std::size_t get_input_report(basic_hid_report<boost::asio::mutable_buffer> r, boost::system::error_code& ec);
+    // Sends r.buffer as an output report with the caller's report ID; returns its size.
+    std::size_t send_output_report(basic_hid_report<boost::asio::const_buffer> r);
+    std::size_t send_output_report(basic_hid_report<boost::asio::const_buffer> r, boost::system::error_code& ec);
+
     // Completes a pending read with operation_aborted on the stream's executor.
     void cancel();
 

@@ -39,6 +39,23 @@ IOReturn report_refusal(hid_client const& client)
     return kIOReturnSuccess;
 }
 
+// The device's present report of `type` and `report_id`: the feature and input
+// reports it was given through the control interface (an input report also by
+// sending it). It has no output reports to give.
+bool current_report(hid_hardware const& hardware, IOHIDReportType type, std::uint32_t report_id,
+                    std::vector<std::uint8_t>& bytes)
+{
+    switch (type)
+    {
+    case kIOHIDReportTypeFeature:
+        return hardware.feature(report_id, bytes);
+    case kIOHIDReportTypeInput:
+        return hardware.input(report_id, bytes);
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
 extern "C" {
@@ -168,9 +185,12 @@ IOReturn IOHIDDeviceGetReport(IOHIDDeviceRef device, IOHIDReportType reportType,
     if (auto const refused = report_refusal(client); refused != kIOReturnSuccess)
         return refused;
     std::vector<std::uint8_t> bytes;
-    if (reportType != kIOHIDReportTypeFeature ||
-        !client.hardware().feature(static_cast<std::uint32_t>(reportID), bytes))
+    // A device answers only for report IDs it has; the error for the others
+    // depends on the transport on a Mac, and the simulation gives one for all.
+    if (!current_report(client.hardware(), reportType, static_cast<std::uint32_t>(reportID), bytes))
         return kIOReturnUnsupported;
+    // The device sends at most the length asked for: a short buffer gets the
+    // report's first bytes.
     auto const n = std::min<std::size_t>(bytes.size(), static_cast<std::size_t>(*pReportLength));
     std::memcpy(report, bytes.data(), n);
     *pReportLength = static_cast<CFIndex>(n);

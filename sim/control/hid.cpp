@@ -18,15 +18,15 @@ void require_entry(entry_id device)
         throw std::invalid_argument("no registry entry has ID " + std::to_string(device));
 }
 
-// The device's hardware, made on first use: a feature set before any client
+// The device's hardware, made on first use: a report set before any client
 // opened the device must still be there for it.
-std::shared_ptr<detail::hid_hardware> hardware_of(entry_id device)
+std::shared_ptr<detail::hid_hardware> hardware_of(entry_id device, char const* function)
 {
     if (auto found = detail::hid_hardware::find(device))
         return found;
     require_entry(device);
     io_service_t const service = IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(device));
-    auto const entry = detail::lookup_entry(service, "set_feature_report");
+    auto const entry = detail::lookup_entry(service, function);
     bool const hid = service != IO_OBJECT_NULL && IOObjectConformsTo(service, "IOHIDDevice") != 0;
     if (service != IO_OBJECT_NULL)
         IOObjectRelease(service);
@@ -67,7 +67,14 @@ std::vector<output_report> output_reports(entry_id device)
 
 void set_feature_report(entry_id device, std::uint32_t report_id, std::span<std::uint8_t const> bytes)
 {
-    hardware_of(device)->set_feature(report_id, std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
+    hardware_of(device, "set_feature_report")
+        ->set_feature(report_id, std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
+}
+
+void set_input_report(entry_id device, std::uint32_t report_id, std::span<std::uint8_t const> bytes)
+{
+    hardware_of(device, "set_input_report")
+        ->set_input(report_id, std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
 }
 
 void set_input_report_observer(entry_id device, std::function<void()> observer)

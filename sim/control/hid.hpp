@@ -26,7 +26,8 @@ void post_input_report(entry_id device, std::uint32_t report_id, std::span<std::
 // Input reports dropped because a client's queue was full.
 std::size_t dropped_input_reports(entry_id device);
 
-// One report a client sent with IOHIDDeviceSetReport.
+// One report a client sent with IOHIDDeviceSetReport, of any type (output or
+// feature), with the type and report ID it was sent with.
 struct output_report
 {
     IOHIDReportType type;
@@ -38,10 +39,22 @@ struct output_report
 // unknown entry.
 std::vector<output_report> output_reports(entry_id device);
 
-// The feature report of ID `report_id` that the device answers IOHIDDeviceGetReport
-// with. Throws std::invalid_argument for an unknown entry or one that is not a HID
-// device.
+// IOHIDDeviceGetReport asks the device for its present report of one type and ID.
+// `bytes` are what the client receives (a device that numbers its reports puts
+// the ID in byte 0), cut to the client's buffer when longer. An ID the device has
+// no report of gives kIOReturnUnsupported; so does any output report. A feature or
+// output report a client sends changes no answer: what it means is the device's
+// business, played through output_reports. Both throw std::invalid_argument for an
+// unknown entry or one that is not a HID device.
+
+// The feature report of ID `report_id` that the device answers with.
 void set_feature_report(entry_id device, std::uint32_t report_id, std::span<std::uint8_t const> bytes);
+
+// The input report of ID `report_id` that the device answers with, sent to no one.
+// Posting an input report (post_input_report) to a device a client has made also
+// makes it the answer for its ID, as a device reports its present state; the later
+// of the two calls wins.
+void set_input_report(entry_id device, std::uint32_t report_id, std::span<std::uint8_t const> bytes);
 
 // Calls `observer` on the thread that delivers each input report to a client of
 // the device, just before the client's report callback runs; an empty function

@@ -307,4 +307,65 @@ TEST_F(io_hid_device_test, set_report_is_captured_and_get_report_answers_feature
     EXPECT_THROW(sim::post_input_report(0x7777777, 1, std::vector<std::uint8_t>{1}), std::invalid_argument);
 }
 
+TEST_F(io_hid_device_test, get_report_answers_input_reports_set_or_last_sent_and_never_output_reports)
+{
+    auto const keyboard = add_keyboard();
+    sim::set_input_report(keyboard, 2, std::vector<std::uint8_t>{2, 7}); // before any client made the device
+    auto const device = device_of(keyboard);
+    auto const other = device_of(keyboard);
+    ASSERT_EQ(IOHIDDeviceOpen(as_device(device), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
+    std::array<std::uint8_t, 4> buffer{};
+    auto get = [&](IOHIDReportType type, CFIndex id, IOHIDDeviceRef from) {
+        buffer.fill(0);
+        CFIndex length = static_cast<CFIndex>(buffer.size());
+        auto const result = IOHIDDeviceGetReport(from, type, id, buffer.data(), &length);
+        return std::make_pair(result, std::vector<std::uint8_t>(buffer.begin(), buffer.begin() + length));
+    };
+    using answer = std::pair<IOReturn, std::vector<std::uint8_t>>;
+    EXPECT_EQ(get(kIOHIDReportTypeInput, 2, as_device(device)), (answer{kIOReturnSuccess, {2, 7}}));
+    EXPECT_EQ(get(kIOHIDReportTypeInput, 3, as_device(device)).first, kIOReturnUnsupported);
+    EXPECT_EQ(get(kIOHIDReportTypeFeature, 2, as_device(device)).first, kIOReturnUnsupported)
+        << "input and feature reports of one ID are different reports";
+
+    report_log seen;
+    IOHIDDeviceRegisterInputReportCallback(as_device(device), seen.buffer.data(), 2, report_log::input, &seen);
+    {
+        mode_runner runner(kCFRunLoopDefaultMode);
+        IOHIDDeviceScheduleWithRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
+        sim::post_input_report(keyboard, 2, std::vector<std::uint8_t>{2, 8});
+        ASSERT_TRUE(eventually([&] { return seen.count() == 1; }));
+        EXPECT_EQ(get(kIOHIDReportTypeInput, 2, as_device(device)), (answer{kIOReturnSuccess, {2, 8}}))
+            << "the last report sent is the present one";
+        sim::set_input_report(keyboard, 2, std::vector<std::uint8_t>{2, 9});
+        EXPECT_EQ(get(kIOHIDReportTypeInput, 2, as_device(device)), (answer{kIOReturnSuccess, {2, 9}}));
+        std::this_thread::sleep_for(20ms);
+        EXPECT_EQ(seen.count(), 1u) << "setting the present report sends nothing";
+        IOHIDDeviceUnscheduleFromRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
+    }
+    IOHIDDeviceRegisterInputReportCallback(as_device(device), seen.buffer.data(), 2, nullptr, nullptr);
+
+    // What a client sends is recorded, and changes no answer: the device decides.
+    sim::set_feature_report(keyboard, 2, std::vector<std::uint8_t>{2, 1});
+    std::uint8_t const sent[] = {2, 5};
+    EXPECT_EQ(IOHIDDeviceSetReport(as_device(device), kIOHIDReportTypeFeature, 2, sent, 2), kIOReturnSuccess);
+    EXPECT_EQ(IOHIDDeviceSetReport(as_device(device), kIOHIDReportTypeOutput, 2, sent, 2), kIOReturnSuccess);
+    EXPECT_EQ(get(kIOHIDReportTypeFeature, 2, as_device(device)), (answer{kIOReturnSuccess, {2, 1}}));
+    EXPECT_EQ(get(kIOHIDReportTypeOutput, 2, as_device(device)).first, kIOReturnUnsupported);
+    auto const recorded = sim::output_reports(keyboard);
+    ASSERT_EQ(recorded.size(), 2u);
+    EXPECT_EQ(recorded[0].type, kIOHIDReportTypeFeature);
+    EXPECT_EQ(recorded[0].report_id, 2u);
+    EXPECT_EQ(recorded[1].type, kIOHIDReportTypeOutput);
+
+    EXPECT_EQ(get(kIOHIDReportTypeInput, 2, as_device(other)).first, kIOReturnNotOpen);
+    EXPECT_EQ(IOHIDDeviceOpen(as_device(other), kIOHIDOptionsTypeNone), kIOReturnExclusiveAccess);
+    EXPECT_EQ(get(kIOHIDReportTypeInput, 2, as_device(other)).first, kIOReturnExclusiveAccess)
+        << "the seizer alone talks to the device";
+    sim::remove_entry(keyboard);
+    EXPECT_EQ(get(kIOHIDReportTypeInput, 2, as_device(device)).first, kIOReturnOffline);
+    EXPECT_THROW(sim::set_input_report(sim::root_entry_id, 1, std::vector<std::uint8_t>{1}), std::invalid_argument);
+    EXPECT_THROW(sim::set_input_report(keyboard, 1, std::vector<std::uint8_t>{1}), std::invalid_argument)
+        << "an unplugged device takes no reports";
+}
+
 } // namespace

@@ -105,8 +105,14 @@ bool hid_hardware::is_removed() const
 
 void hid_hardware::post_input(std::uint32_t report_id, std::vector<std::uint8_t> const& bytes)
 {
-    if (is_removed())
-        return;
+    {
+        std::lock_guard const lock(mutex_);
+        if (removed_)
+            return;
+        // A device asked for an input report answers with its present state, which
+        // is what it last reported.
+        inputs_[report_id] = bytes;
+    }
     auto const clients = live_clients();
     auto const seizer = std::find_if(clients.begin(), clients.end(), [](auto const& c) { return c->is_seizing(); });
     for (auto const& client : clients)
@@ -151,6 +157,22 @@ bool hid_hardware::feature(std::uint32_t report_id, std::vector<std::uint8_t>& b
     std::lock_guard const lock(mutex_);
     auto const found = features_.find(report_id);
     if (found == features_.end())
+        return false;
+    bytes = found->second;
+    return true;
+}
+
+void hid_hardware::set_input(std::uint32_t report_id, std::vector<std::uint8_t> bytes)
+{
+    std::lock_guard const lock(mutex_);
+    inputs_[report_id] = std::move(bytes);
+}
+
+bool hid_hardware::input(std::uint32_t report_id, std::vector<std::uint8_t>& bytes) const
+{
+    std::lock_guard const lock(mutex_);
+    auto const found = inputs_.find(report_id);
+    if (found == inputs_.end())
         return false;
     bytes = found->second;
     return true;

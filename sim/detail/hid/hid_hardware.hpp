@@ -16,7 +16,8 @@ class hid_client;
 class registry_entry;
 
 // The device end of one HID device of the registry: who has it open, what it was
-// sent, the feature reports it answers with, and whether it is still plugged in.
+// sent, the feature and input reports it answers with, and whether it is still
+// plugged in.
 class hid_hardware
 {
 public:
@@ -40,6 +41,8 @@ public:
     bool seized_by_other(hid_client const* asking) const;
     bool is_removed() const;
 
+    // Sends an input report to the clients; it is also the device's current input
+    // report of that ID from now on.
     void post_input(std::uint32_t report_id, std::vector<std::uint8_t> const& bytes);
     std::size_t dropped_input_reports() const;
 
@@ -48,6 +51,11 @@ public:
     void set_feature(std::uint32_t report_id, std::vector<std::uint8_t> bytes);
     // The feature report's bytes; false when the device has none of that ID.
     bool feature(std::uint32_t report_id, std::vector<std::uint8_t>& bytes) const;
+    // The input report of that ID the device answers a request with, without
+    // sending it to anyone.
+    void set_input(std::uint32_t report_id, std::vector<std::uint8_t> bytes);
+    // The current input report's bytes; false when the device has none of that ID.
+    bool input(std::uint32_t report_id, std::vector<std::uint8_t>& bytes) const;
 
     // The entry left the registry: every client learns it.
     void remove();
@@ -65,6 +73,7 @@ private:
     std::vector<std::weak_ptr<hid_client>> clients_;
     std::vector<sent_report> sent_;
     std::map<std::uint32_t, std::vector<std::uint8_t>> features_;
+    std::map<std::uint32_t, std::vector<std::uint8_t>> inputs_;
     std::size_t dropped_ = 0;
     bool removed_ = false;
     // Shared, so that a delivery copies a pointer rather than the function.
