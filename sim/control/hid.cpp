@@ -79,7 +79,7 @@ void set_input_report(entry_id device, std::uint32_t report_id, std::span<std::u
 
 void set_input_report_observer(entry_id device, std::function<void()> observer)
 {
-    hardware_of(device)->set_delivery_observer(std::move(observer));
+    hardware_of(device, "set_input_report_observer")->set_delivery_observer(std::move(observer));
 }
 
 } // namespace plinth::sim
