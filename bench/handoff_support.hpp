@@ -1,9 +1,13 @@
 #pragma once
 
 // What the handoff benchmarks share: latencies in microseconds reported as median
-// and 99th percentile, a counter a receiver bumps and a sender waits on, and the
-// baseline they are all compared with, a bare std::promise between two threads.
+// and 99th percentile, a counter a receiver bumps and a sender waits on, the
+// pinning of senders and receivers to CPUs of their own, and the baseline they
+// are all compared with, a bare std::promise between two threads.
 #include <benchmark/benchmark.h>
+
+#include <pthread.h>
+#include <sched.h>
 
 #include <algorithm>
 #include <atomic>
@@ -28,6 +32,33 @@ inline void report_latencies(benchmark::State& state, std::vector<double>& laten
     state.counters["median_us"] = latencies[latencies.size() / 2];
     state.counters["p99_us"] = latencies[latencies.size() * 99 / 100];
 }
+
+// Keeps the calling thread on one CPU while it lives, then gives back the CPUs it
+// had. A handoff measured between two threads depends on where the scheduler puts
+// the woken one: on the waker's CPU it waits for the waker to go to sleep. So
+// every sender here runs on CPU 0 and every receiver on CPU 1, the bare handoff's
+// as the library's, and the figures compare the handoffs rather than placements.
+class pinned_to_cpu
+{
+public:
+    explicit pinned_to_cpu(int cpu)
+    {
+        pthread_getaffinity_np(pthread_self(), sizeof before_, &before_);
+        cpu_set_t only{};
+        CPU_ZERO(&only);
+        CPU_SET(cpu, &only);
+        pthread_setaffinity_np(pthread_self(), sizeof only, &only);
+    }
+    ~pinned_to_cpu() { pthread_setaffinity_np(pthread_self(), sizeof before_, &before_); }
+    pinned_to_cpu(pinned_to_cpu const&) = delete;
+    pinned_to_cpu& operator=(pinned_to_cpu const&) = delete;
+
+private:
+    cpu_set_t before_{};
+};
+
+constexpr int sender_cpu = 0;
+constexpr int receiver_cpu = 1;
 
 // Counts what a receiver has taken; the sender waits for it before the next send.
 struct acknowledgements
@@ -59,7 +90,9 @@ inline void promise_handoff(benchmark::State& state)
     std::vector<std::future<void>> futures;
     for (auto& promise : promises)
         futures.push_back(promise.get_future());
+    pinned_to_cpu const sender(sender_cpu);
     std::thread receiver([&] {
+        pinned_to_cpu const pinned(receiver_cpu);
         for (auto& future : futures)
         {
             future.wait();

@@ -100,14 +100,17 @@ plinth::apple::device entry(sim::entry_id id)
 }
 
 // Where the clock starts: the simulated device's report callback, on the
-// run-loop thread.
+// run-loop thread, which it keeps on the senders' CPU.
 struct callback_clock
 {
     std::atomic<clock_type::rep> called{0};
 
     explicit callback_clock(sim::entry_id id)
     {
-        sim::set_input_report_observer(id, [this] { called.store(clock_type::now().time_since_epoch().count()); });
+        sim::set_input_report_observer(id, [this] {
+            thread_local plinth::bench::pinned_to_cpu const pinned(plinth::bench::sender_cpu);
+            called.store(clock_type::now().time_since_epoch().count());
+        });
     }
     double microseconds_since_callback() const
     {
@@ -128,7 +131,9 @@ void callback_to_read(benchmark::State& state)
     latencies.reserve(samples_per_run * 4);
     acknowledgements read;
     std::atomic<bool> quit{false};
+    plinth::bench::pinned_to_cpu const sender(plinth::bench::sender_cpu);
     std::thread reader([&] {
+        plinth::bench::pinned_to_cpu const pinned(plinth::bench::receiver_cpu);
         std::array<std::uint8_t, 8> bytes{};
         std::uint8_t report_id = 0;
         while (!quit)
@@ -188,7 +193,11 @@ void callback_to_async_handler(benchmark::State& state)
                             read.add();
                         }};
     reader.start();
-    std::thread runner([&] { context.run(); });
+    plinth::bench::pinned_to_cpu const sender(plinth::bench::sender_cpu);
+    std::thread runner([&] {
+        plinth::bench::pinned_to_cpu const pinned(plinth::bench::receiver_cpu);
+        context.run();
+    });
     std::uint64_t posted = 0;
     for (auto _ : state)
     {
