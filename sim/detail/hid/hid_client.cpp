@@ -4,6 +4,8 @@
 
 #include <IOKit/hid/IOHIDKeys.h>
 
+#include <boost/container/small_vector.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -182,12 +184,9 @@ void hid_client::removed()
 
 void hid_client::signal_if_pending()
 {
-    // A client is scheduled in a mode or two: the loops to wake fit on the stack,
-    // so that the report path allocates nothing here.
-    constexpr std::size_t inline_loops = 8;
-    std::array<CFRunLoopRef, inline_loops> few{};
-    std::vector<CFRunLoopRef> many;
-    std::size_t count = 0;
+    // A client is scheduled in a mode or two: the loops to wake fit inline, so
+    // that the report path allocates nothing here.
+    boost::container::small_vector<CFRunLoopRef, 8> loops;
     {
         std::lock_guard const lock(mutex_);
         bool const work = (removal_pending_ && removal_callback_ != nullptr) ||
@@ -197,20 +196,11 @@ void hid_client::signal_if_pending()
         for (auto const& s : schedulings_)
         {
             CFRetain(s.loop);
-            if (count < inline_loops)
-                few[count] = s.loop;
-            else
-                many.push_back(s.loop);
-            ++count;
+            loops.push_back(s.loop);
         }
     }
     CFRunLoopSourceSignal(source_);
-    for (std::size_t i = 0; i < std::min(count, inline_loops); ++i)
-    {
-        CFRunLoopWakeUp(few[i]);
-        CFRelease(few[i]);
-    }
-    for (auto const loop : many)
+    for (auto const loop : loops)
     {
         CFRunLoopWakeUp(loop);
         CFRelease(loop);
