@@ -7,7 +7,6 @@
 #include <boost/container/small_vector.hpp>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 namespace plinth::sim::detail {
