@@ -51,7 +51,9 @@ void run_loop_source_handoff(benchmark::State& state)
 
     std::promise<CFRunLoopRef> published;
     std::atomic<bool> quit{false};
+    plinth::bench::pinned_to_cpu const sender(plinth::bench::sender_cpu);
     std::thread loop_thread([&] {
+        plinth::bench::pinned_to_cpu const pinned(plinth::bench::receiver_cpu);
         CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
         // Held past the thread's end, which frees the thread's own reference.
         published.set_value(static_cast<CFRunLoopRef>(const_cast<void*>(CFRetain(CFRunLoopGetCurrent()))));
