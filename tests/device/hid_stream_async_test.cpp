@@ -1,6 +1,7 @@
 #include "device/hid_stream_support.hpp"
 #include "error/apple/hid_errc.hpp"
 
+#include <boost/asio/bind_allocator.hpp>
 #include <boost/asio/bind_cancellation_slot.hpp>
 #include <boost/asio/bind_executor.hpp>
 #include <boost/asio/cancellation_signal.hpp>
@@ -318,6 +319,51 @@ TEST_F(hid_stream_test, removal_and_shutdown_complete_pending_async_reads_with_o
     EXPECT_EQ(called, asio::error::operation_aborted);
     ASSERT_EQ(future.wait_for(0s), std::future_status::ready);
     EXPECT_THROW(future.get(), boost::system::system_error);
+}
+
+// Counts what goes through it: the operation's state must.
+template <typename T>
+struct counting_allocator
+{
+    using value_type = T;
+    std::atomic<int>* allocations;
+
+    explicit counting_allocator(std::atomic<int>* count) noexcept : allocations(count) {}
+    template <typename U>
+    counting_allocator(counting_allocator<U> const& other) noexcept : allocations(other.allocations) // NOLINT
+    {
+    }
+    T* allocate(std::size_t n)
+    {
+        allocations->fetch_add(1);
+        return std::allocator<T>().allocate(n);
+    }
+    void deallocate(T* p, std::size_t n) noexcept { std::allocator<T>().deallocate(p, n); }
+    template <typename U>
+    bool operator==(counting_allocator<U> const& other) const noexcept
+    {
+        return allocations == other.allocations;
+    }
+};
+
+TEST_F(hid_stream_test, the_operation_state_comes_from_the_handler_allocator)
+{
+    asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(keyboard_id));
+    std::atomic<int> allocations{0};
+    std::array<std::uint8_t, 8> bytes{};
+    int completed = 0;
+    for (int i = 0; i < 3; ++i)
+    {
+        post(keyboard_id, 1, {1});
+        stream.async_read({nullptr, asio::buffer(bytes)},
+                          asio::bind_allocator(counting_allocator<void>(&allocations),
+                                               [&](error_code ec, std::size_t) { completed += ec ? 0 : 1; }));
+        context.restart();
+        context.run();
+    }
+    EXPECT_EQ(completed, 3);
+    EXPECT_EQ(allocations.load(), 3) << "one state per read, from the handler's allocator";
 }
 
 TEST_F(hid_stream_test, a_read_loop_in_steady_state_allocates_nothing_on_any_thread)
