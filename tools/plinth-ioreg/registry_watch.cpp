@@ -1,93 +1,81 @@
 #include "tools/plinth-ioreg/registry_watch.hpp"
 
-#include "device/apple/device.hpp"
-#include "io_kit/io_service.hpp"
+#include <boost/asio/post.hpp>
 
-#include <IOKit/IOKitLib.h>
-
-#include <algorithm>
-#include <map>
-#include <memory>
-#include <mutex>
-#include <vector>
+#include <chrono>
 
 namespace plinth::ioreg_tool {
-namespace {
-
-// What one class's pair of notifications shares: the sink, and the paths of the
-// entries seen, since an entry that has left has no path any more.
-struct class_watch
-{
-    registry_watch::sink on_event;
-    std::mutex mutex;
-    std::map<std::uint64_t, std::string> paths;
-
-    // Takes every entry the notification holds; reports each unless arming. What
-    // accumulated between two callbacks comes out in no useful order (IOKit hands
-    // it out newest first, but entries arriving during the drain join it), so a
-    // batch is put in registry-ID order, which is the order the kernel made the
-    // entries in: parents arrive before their children, and leave after them.
-    void take(io_iterator_t notification, bool arrived, bool report)
-    {
-        // The notification owns the iterator: the wrapper takes a reference of its own.
-        auto entries = apple::io_kit::io_iterator::share(notification);
-        std::vector<watch_event> events;
-        while (auto object = entries.next())
-        {
-            apple::device const entry{apple::io_kit::io_registry_entry(std::move(object))};
-            watch_event event{std::chrono::system_clock::now(), arrived, entry.get_class(), entry.get_name(),
-                              entry.get_id(), {}};
-            std::lock_guard const lock(mutex);
-            if (arrived)
-                event.path = paths[event.id] = entry.get_path(plane::service);
-            else if (auto const known = paths.find(event.id); known != paths.end())
-            {
-                event.path = known->second;
-                paths.erase(known);
-            }
-            events.push_back(std::move(event));
-        }
-        if (!report)
-            return;
-        std::sort(events.begin(), events.end(), [arrived](watch_event const& a, watch_event const& b) {
-            return arrived ? a.id < b.id : a.id > b.id;
-        });
-        for (auto const& event : events)
-            on_event(event);
-    }
-
-    static void arrived(void* refcon, io_iterator_t notification)
-    {
-        static_cast<class_watch*>(refcon)->take(notification, true, true);
-    }
-
-    static void left(void* refcon, io_iterator_t notification)
-    {
-        static_cast<class_watch*>(refcon)->take(notification, false, true);
-    }
-};
-
-} // namespace
 
 registry_watch::registry_watch(apple::detail::notifier_service& notifier, std::vector<std::string> const& class_names,
                                sink on_event)
+    : on_event_(std::move(on_event))
 {
-    auto const& port = notifier.get_notification_port();
     for (auto const& class_name : class_names.empty() ? std::vector<std::string>{"IOService"} : class_names)
+        watchers_.push_back(std::make_unique<apple::device_watcher>(notifier, delivery_.get_executor(),
+                                                                     apple::device_match{class_name}));
+    // Started on the delivery thread, which alone uses the watchers from now on.
+    boost::asio::post(delivery_, [this] {
+        for (auto const& watcher : watchers_)
+            wait(*watcher);
+    });
+}
+
+registry_watch::~registry_watch()
+{
+    boost::asio::post(delivery_, [this] {
+        stopping_ = true;
+        for (auto const& watcher : watchers_)
+            watcher->cancel();
+    });
+    // Returns once the cancelled waits have completed: nothing is left to run.
+    delivery_.join();
+}
+
+void registry_watch::wait(apple::device_watcher& watcher)
+{
+    watcher.async_wait([this, &watcher](boost::system::error_code const& error, apple::device_event const& event) {
+        if (stopping_ || error == boost::asio::error::operation_aborted)
+            return;
+        if (!error)
+            deliver(event);
+        wait(watcher);
+    });
+}
+
+void registry_watch::deliver(apple::device_event const& event)
+{
+    auto const& entry = event.device;
+    bool const arrived = event.kind == apple::device_event::kind_type::arrived;
+    watch_event reported{std::chrono::system_clock::now(), arrived, {}, {}, 0, {}};
+    try
     {
-        auto watch = std::make_shared<class_watch>();
-        watch->on_event = on_event;
-        auto const matching = apple::io_kit::io_service::matching(class_name);
-        // Arming drains what is there already: those entries are known, not new.
-        auto arrivals = port.add_matching_notification(kIOFirstMatchNotification, matching, class_watch::arrived,
-                                                       watch.get());
-        watch->take(arrivals.get(), true, false);
-        auto departures = port.add_matching_notification(kIOTerminatedNotification, matching, class_watch::left,
-                                                         watch.get());
-        watch->take(departures.get(), false, false);
-        tokens_.push_back(notifier.get_token(std::move(arrivals), watch));
-        tokens_.push_back(notifier.get_token(std::move(departures), std::move(watch)));
+        reported.class_name = entry.get_class();
+        reported.name = entry.get_name();
+        reported.id = entry.get_id();
     }
+    catch (boost::system::system_error const&)
+    {
+        return; // an entry that cannot be read any more is not worth a line
+    }
+    if (arrived)
+    {
+        // An entry gone again before it is reported here has no path: "-".
+        try
+        {
+            reported.path = paths_[reported.id] = entry.get_path(plane::service);
+        }
+        catch (boost::system::system_error const&)
+        {
+        }
+    }
+    else if (auto const known = paths_.find(reported.id); known != paths_.end())
+    {
+        reported.path = known->second;
+        paths_.erase(known);
+    }
+    if (!event.present_at_start)
+        on_event_(reported);
 }
 
 } // namespace plinth::ioreg_tool
+

@@ -18,7 +18,7 @@
 namespace plinth::ioreg_tool {
 namespace {
 
-// Writes events as they come, on the notifier's thread; a failed write stops the
+// Writes events as they come, on the watch's thread; a failed write stops the
 // command.
 class event_writer
 {
