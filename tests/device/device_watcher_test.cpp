@@ -137,7 +137,7 @@ TEST_F(device_watcher_test, keeps_every_event_in_order_across_bursts_from_anothe
         });
     };
     wait_next();
-    std::thread reader([&context] { context.run(); });
+    std::thread reader([&context] { context.run_for(30s); });
     std::vector<sim::entry_id> added;
     for (std::size_t i = 0; i < devices; ++i)
     {

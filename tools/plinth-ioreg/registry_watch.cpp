@@ -22,6 +22,11 @@ registry_watch::registry_watch(apple::detail::notifier_service& notifier, std::v
 
 registry_watch::~registry_watch()
 {
+    stop();
+}
+
+void registry_watch::stop()
+{
     boost::asio::post(delivery_, [this] {
         stopping_ = true;
         for (auto const& watcher : watchers_)

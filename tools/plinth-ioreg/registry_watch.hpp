@@ -32,8 +32,12 @@ public:
                    sink on_event);
     registry_watch(registry_watch const&) = delete;
     registry_watch& operator=(registry_watch const&) = delete;
-    // Cancels the waits and joins the sink's thread.
+    // Calls stop().
     ~registry_watch();
+
+    // Ends the deliveries: cancels the waits and joins the sink's thread, so that
+    // the sink is not called any more. Later calls do nothing.
+    void stop();
 
 private:
     void wait(apple::device_watcher& watcher);

@@ -62,9 +62,11 @@ int run_watch(options const& chosen, std::FILE* out)
             hotplug.emplace(io->get_executor(), std::chrono::seconds(1));
         io->run();
     }
-    // Shut the notifier down while the watch still holds its tokens: the loop is
-    // joined and every notification dropped here, so the tokens' clean-ups that
+    // The writer stops the context: end the deliveries before the context goes.
+    // Then shut the notifier down while the watch still holds its tokens: the loop
+    // is joined and every notification dropped here, so the tokens' clean-ups that
     // follow find nothing left to wait for.
+    watch->stop();
     io.reset();
     watch.reset();
     if (writer.failed())

@@ -41,36 +41,59 @@ void device_watch_state::take_initial(io_iterator_t notification, device_event::
 // (newest first, with entries arriving during the drain joining in), so a batch is
 // put in registry-ID order, the order the kernel made the entries in: parents
 // arrive before their children and leave after them.
+//
+// A drain takes what came up to its end, so one notification may hand out the
+// departure of an entry whose arrival the other has not handed out yet: that
+// departure is held back until the arrival comes, and then follows it.
 void device_watch_state::take(io_iterator_t notification, device_event::kind_type kind, bool initial)
 {
     bool const arriving = kind == device_event::kind_type::arrived;
     // The notification owns the iterator: the wrapper takes a reference of its own.
     auto entries = io_kit::io_iterator::share(notification);
-    std::vector<std::pair<std::uint64_t, device>> batch;
-    std::lock_guard const lock(mutex_);
-    try
+    struct taken
     {
-        while (auto object = entries.next())
+        std::uint64_t id;
+        device entry;
+        bool left_already; // an arrival whose departure came first
+    };
+    std::vector<taken> batch;
+    std::lock_guard const lock(mutex_);
+    while (auto object = entries.next())
+    {
+        device entry{io_kit::io_registry_entry(std::move(object))};
+        if (closed_ || (initial && !arriving))
+            continue;
+        try
         {
-            device entry{io_kit::io_registry_entry(std::move(object))};
-            if (closed_ || (initial && !arriving))
-                continue;
             auto const id = entry.get_id();
-            bool const reported = arriving ? match_.accepts(entry) && present_.insert(id).second
-                                           : present_.erase(id) != 0;
-            if (reported)
-                batch.emplace_back(id, std::move(entry));
+            if (arriving)
+            {
+                if (!match_.accepts(entry))
+                    continue;
+                if (left_early_.erase(id) != 0)
+                    batch.push_back({id, std::move(entry), true});
+                else if (present_.insert(id).second)
+                    batch.push_back({id, std::move(entry), false});
+            }
+            else if (present_.erase(id) != 0)
+                batch.push_back({id, std::move(entry), false});
+            else if (match_.accepts(entry))
+                left_early_.insert(id);
+        }
+        catch (...)
+        {
+            // An entry whose ID cannot be read has gone from under us: nothing to
+            // tell of it, and a callback must not throw.
         }
     }
-    catch (...)
-    {
-        // An entry whose ID cannot be read has gone from under us; the rest of the
-        // batch is still worth reporting, and a callback must not throw.
-    }
     std::sort(batch.begin(), batch.end(),
-              [arriving](auto const& a, auto const& b) { return arriving ? a.first < b.first : a.first > b.first; });
-    for (auto& [id, entry] : batch)
-        push(device_event{kind, std::move(entry), initial});
+              [arriving](auto const& a, auto const& b) { return arriving ? a.id < b.id : a.id > b.id; });
+    for (auto& [id, entry, left_already] : batch)
+    {
+        if (left_already)
+            push(device_event{device_event::kind_type::arrived, entry, false});
+        push(device_event{left_already ? device_event::kind_type::left : kind, std::move(entry), initial});
+    }
     schedule_waits();
 }
 
@@ -234,6 +257,7 @@ void device_watch_state::close()
         dropped.swap(queue_);
         queued_events_ = 0;
         present_.clear();
+        left_early_.clear();
     }
     cancel();
 }
