@@ -11,6 +11,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <type_traits>
 #include <utility>
 
 namespace plinth::apple::detail {
@@ -50,12 +51,13 @@ template <typename Handler, typename IoExecutor>
 class device_watch_wait_for final : public device_watch_wait
 {
     using handler_executor = boost::asio::associated_executor_t<Handler, IoExecutor>;
-    using io_work_type =
-        typename boost::asio::prefer_result<IoExecutor,
-                                            boost::asio::execution::outstanding_work_t::tracked_t>::type;
-    using handler_work_type =
-        typename boost::asio::prefer_result<handler_executor,
-                                            boost::asio::execution::outstanding_work_t::tracked_t>::type;
+    // Decayed: for an executor without the property (use_future's) prefer() hands
+    // back its argument itself, and the member must hold a copy, not a reference
+    // to a temporary.
+    using io_work_type = std::decay_t<
+        typename boost::asio::prefer_result<IoExecutor, boost::asio::execution::outstanding_work_t::tracked_t>::type>;
+    using handler_work_type = std::decay_t<typename boost::asio::prefer_result<
+        handler_executor, boost::asio::execution::outstanding_work_t::tracked_t>::type>;
 
 public:
     template <typename H>
