@@ -17,6 +17,7 @@
 #include "io_kit/mach_port.hpp"
 #include "sim/control/hid.hpp"
 #include "sim/control/registry.hpp"
+#include "tests/support/counted_heap.hpp"
 
 #include <benchmark/benchmark.h>
 
@@ -39,35 +40,6 @@
 #include <new>
 #include <thread>
 #include <vector>
-
-// g++ takes the replaced operators below for a mismatch between new and free.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-#endif
-
-namespace {
-
-std::atomic<std::uint64_t> allocations{0};
-
-} // namespace
-
-void* operator new(std::size_t size)
-{
-    allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size == 0 ? 1 : size))
-        return p;
-    throw std::bad_alloc();
-}
-
-void operator delete(void* p) noexcept
-{
-    std::free(p);
-}
-
-void operator delete(void* p, std::size_t) noexcept
-{
-    std::free(p);
-}
 
 namespace {
 
@@ -99,6 +71,14 @@ plinth::apple::device entry(sim::entry_id id)
     return plinth::apple::device(plinth::apple::io_kit::io_registry_entry(registry.get_by_id(id).next()));
 }
 
+// A fresh registry with one simulated HID device, and a stream open on it.
+struct bench_device
+{
+    sim::entry_id id = (sim::reset_registry(), add_hid_device(0));
+    boost::asio::io_context context;
+    hid_stream stream{context.get_executor(), entry(id)};
+};
+
 // Where the clock starts: the simulated device's report callback, on the
 // run-loop thread, which it keeps on the senders' CPU.
 struct callback_clock
@@ -122,11 +102,10 @@ std::array<std::uint8_t, 8> const report{1, 2, 3, 4, 5, 6, 7, 8};
 
 void callback_to_read(benchmark::State& state)
 {
-    sim::reset_registry();
-    auto const id = add_hid_device(0);
+    bench_device device;
+    auto const id = device.id;
+    auto& stream = device.stream;
     callback_clock const clock(id);
-    boost::asio::io_context context;
-    hid_stream stream(context.get_executor(), entry(id));
     std::vector<double> latencies;
     latencies.reserve(samples_per_run * 4);
     acknowledgements read;
@@ -178,43 +157,77 @@ struct async_reader
     }
 };
 
+// An async_reader started on the device's stream, with the context run by a
+// thread of its own (on the receivers' CPU) until the reader is cancelled.
+class async_reading
+{
+public:
+    async_reading(bench_device& device, std::function<void()> on_report)
+        : device_(device), reader_{device.stream, std::move(on_report)}
+    {
+        reader_.start();
+        runner_ = std::thread([this] {
+            plinth::bench::pinned_to_cpu const pinned(plinth::bench::receiver_cpu);
+            device_.context.run();
+        });
+    }
+    ~async_reading()
+    {
+        boost::asio::post(device_.context, [this] { device_.stream.cancel(); });
+        runner_.join();
+    }
+    async_reading(async_reading const&) = delete;
+    async_reading& operator=(async_reading const&) = delete;
+
+private:
+    bench_device& device_;
+    async_reader reader_;
+    std::thread runner_;
+};
+
 void callback_to_async_handler(benchmark::State& state)
 {
-    sim::reset_registry();
-    auto const id = add_hid_device(0);
-    callback_clock const clock(id);
-    boost::asio::io_context context;
-    hid_stream stream(context.get_executor(), entry(id));
+    bench_device device;
+    callback_clock const clock(device.id);
     std::vector<double> latencies;
     latencies.reserve(samples_per_run * 4);
     acknowledgements read;
-    async_reader reader{stream, [&] {
-                            latencies.push_back(clock.microseconds_since_callback());
-                            read.add();
-                        }};
-    reader.start();
     plinth::bench::pinned_to_cpu const sender(plinth::bench::sender_cpu);
-    std::thread runner([&] {
-        plinth::bench::pinned_to_cpu const pinned(plinth::bench::receiver_cpu);
-        context.run();
-    });
+    {
+        async_reading const reading(device, [&] {
+            latencies.push_back(clock.microseconds_since_callback());
+            read.add();
+        });
+        std::uint64_t posted = 0;
+        for (auto _ : state)
+        {
+            sim::post_input_report(device.id, 1, report);
+            read.wait_for(++posted);
+        }
+    }
+    report_latencies(state, latencies);
+}
+
+// Posts one report per iteration, keeping a few ahead of the reader, never
+// enough to fill the device's queue; returns once the reader has taken them all.
+void post_back_to_back(benchmark::State& state, sim::entry_id id, acknowledgements& read)
+{
+    auto const total = static_cast<std::uint64_t>(state.max_iterations);
     std::uint64_t posted = 0;
     for (auto _ : state)
     {
+        if (posted >= in_flight)
+            read.wait_for(posted - in_flight + 1);
         sim::post_input_report(id, 1, report);
-        read.wait_for(++posted);
+        ++posted;
     }
-    boost::asio::post(context, [&] { stream.cancel(); });
-    runner.join();
-    report_latencies(state, latencies);
+    read.wait_for(total);
+    state.counters["reports_per_s"] = benchmark::Counter(static_cast<double>(total), benchmark::Counter::kIsRate);
 }
 
 void back_to_back_reads(benchmark::State& state)
 {
-    sim::reset_registry();
-    auto const id = add_hid_device(0);
-    boost::asio::io_context context;
-    hid_stream stream(context.get_executor(), entry(id));
+    bench_device device;
     acknowledgements read;
     auto const total = static_cast<std::uint64_t>(state.max_iterations);
     std::thread reader([&] {
@@ -222,94 +235,57 @@ void back_to_back_reads(benchmark::State& state)
         std::uint8_t report_id = 0;
         for (std::uint64_t i = 0; i < total; ++i)
         {
-            stream.read({&report_id, boost::asio::buffer(bytes)});
+            device.stream.read({&report_id, boost::asio::buffer(bytes)});
             read.add();
         }
     });
-    std::uint64_t posted = 0;
-    for (auto _ : state)
-    {
-        // Keeps a few reports ahead of the reader, never enough to fill the queue.
-        if (posted >= in_flight)
-            read.wait_for(posted - in_flight + 1);
-        sim::post_input_report(id, 1, report);
-        ++posted;
-    }
-    read.wait_for(total);
+    post_back_to_back(state, device.id, read);
     reader.join();
-    state.counters["reports_per_s"] = benchmark::Counter(static_cast<double>(total), benchmark::Counter::kIsRate);
 }
 
 void back_to_back_async_reads(benchmark::State& state)
 {
-    sim::reset_registry();
-    auto const id = add_hid_device(0);
-    boost::asio::io_context context;
-    hid_stream stream(context.get_executor(), entry(id));
+    bench_device device;
     acknowledgements read;
-    async_reader reader{stream, [&] { read.add(); }};
-    reader.start();
-    std::thread runner([&] { context.run(); });
-    auto const total = static_cast<std::uint64_t>(state.max_iterations);
-    std::uint64_t posted = 0;
-    for (auto _ : state)
-    {
-        if (posted >= in_flight)
-            read.wait_for(posted - in_flight + 1);
-        sim::post_input_report(id, 1, report);
-        ++posted;
-    }
-    read.wait_for(total);
-    boost::asio::post(context, [&] { stream.cancel(); });
-    runner.join();
-    state.counters["reports_per_s"] = benchmark::Counter(static_cast<double>(total), benchmark::Counter::kIsRate);
+    async_reading const reading(device, [&] { read.add(); });
+    post_back_to_back(state, device.id, read);
 }
 
 constexpr int warm_up_reads = 1000;
 
 void allocations_per_read(benchmark::State& state)
 {
-    sim::reset_registry();
-    auto const id = add_hid_device(0);
-    boost::asio::io_context context;
-    hid_stream stream(context.get_executor(), entry(id));
+    bench_device device;
     std::array<std::uint8_t, 8> bytes{};
     std::uint8_t report_id = 0;
     for (int i = 0; i < warm_up_reads; ++i)
     {
-        sim::post_input_report(id, 1, report);
-        stream.read({&report_id, boost::asio::buffer(bytes)});
+        sim::post_input_report(device.id, 1, report);
+        device.stream.read({&report_id, boost::asio::buffer(bytes)});
     }
     std::uint64_t counted = 0;
-    std::uint64_t reads = 0;
     for (auto _ : state)
     {
         // The report waits in the device's queue; only the read is counted.
         state.PauseTiming();
-        sim::post_input_report(id, 1, report);
+        sim::post_input_report(device.id, 1, report);
         state.ResumeTiming();
-        auto const before = allocations.load();
-        stream.read({&report_id, boost::asio::buffer(bytes)});
-        counted += allocations.load() - before;
-        ++reads;
+        auto const before = plinth::testing::heap_allocations.load();
+        device.stream.read({&report_id, boost::asio::buffer(bytes)});
+        counted += plinth::testing::heap_allocations.load() - before;
     }
-    state.counters["allocations_per_read"] = static_cast<double>(counted) / static_cast<double>(reads);
+    state.counters["allocations_per_read"] = static_cast<double>(counted) / static_cast<double>(state.iterations());
 }
 
 void allocations_per_async_read(benchmark::State& state)
 {
-    sim::reset_registry();
-    auto const id = add_hid_device(0);
-    boost::asio::io_context context;
-    hid_stream stream(context.get_executor(), entry(id));
+    bench_device device;
     acknowledgements read;
-    async_reader reader{stream, [&] { read.add(); }};
-    reader.start();
-    std::thread runner([&] { context.run(); });
+    async_reading const reading(device, [&] { read.add(); });
     std::uint64_t posted = 0;
     for (int i = 0; i < warm_up_reads; ++i)
     {
-        sim::post_input_report(id, 1, report);
+        sim::post_input_report(device.id, 1, report);
         read.wait_for(++posted);
     }
     std::uint64_t counted = 0;
@@ -317,16 +293,13 @@ void allocations_per_async_read(benchmark::State& state)
     {
         // Only the read is counted: the report is posted outside the window.
         state.PauseTiming();
-        sim::post_input_report(id, 1, report);
+        sim::post_input_report(device.id, 1, report);
         state.ResumeTiming();
-        auto const before = allocations.load();
+        auto const before = plinth::testing::heap_allocations.load();
         read.wait_for(++posted);
-        counted += allocations.load() - before;
+        counted += plinth::testing::heap_allocations.load() - before;
     }
-    boost::asio::post(context, [&] { stream.cancel(); });
-    runner.join();
-    state.counters["allocations_per_read"] =
-        static_cast<double>(counted) / static_cast<double>(state.iterations());
+    state.counters["allocations_per_read"] = static_cast<double>(counted) / static_cast<double>(state.iterations());
 }
 
 void threads_per_context(benchmark::State& state)

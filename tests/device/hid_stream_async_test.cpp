@@ -19,10 +19,8 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <cstdlib>
 #include <exception>
 #include <future>
-#include <new>
 #include <optional>
 #include <thread>
 #include <variant>
@@ -30,32 +28,7 @@
 
 // Every heap allocation of the process, on any thread: a read loop in steady
 // state must make none.
-// g++ takes the replaced operators below for a mismatch between new and free.
-#if defined(__GNUC__) && !defined(__clang__)
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-#endif
-
-namespace {
-std::atomic<std::uint64_t> heap_allocations{0};
-} // namespace
-
-void* operator new(std::size_t size)
-{
-    heap_allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size == 0 ? 1 : size))
-        return p;
-    throw std::bad_alloc();
-}
-
-void operator delete(void* p) noexcept
-{
-    std::free(p);
-}
-
-void operator delete(void* p, std::size_t) noexcept
-{
-    std::free(p);
-}
+#include "support/counted_heap.hpp"
 
 namespace {
 
@@ -395,10 +368,10 @@ TEST_F(hid_stream_test, a_read_loop_in_steady_state_allocates_nothing_on_any_thr
     {
         // The report is posted outside the window: only the read is counted.
         post(keyboard_id, 1, {1, 2});
-        auto const before = heap_allocations.load();
+        auto const before = plinth::testing::heap_allocations.load();
         for (int seen = reads.load(); seen < i; seen = reads.load())
             reads.wait(seen);
-        counted += heap_allocations.load() - before;
+        counted += plinth::testing::heap_allocations.load() - before;
     }
     EXPECT_EQ(counted, 0u);
     asio::post(running.context, [&] { stream.cancel(); });
