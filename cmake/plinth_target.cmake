@@ -43,3 +43,16 @@ if(PLINTH_SANITIZE)
     add_compile_options(-Wno-tsan)
   endif()
 endif()
+
+# Fuzzing: every target gets libFuzzer's coverage instrumentation, so that the
+# fuzzers see which branches of the loaders, the tool and the library an input
+# reached; only the fuzz targets link libFuzzer itself (fuzz/CMakeLists.txt).
+if(PLINTH_BUILD_FUZZERS)
+  if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+    message(FATAL_ERROR "PLINTH_BUILD_FUZZERS needs clang (libFuzzer): configure with CXX=clang++")
+  endif()
+  if(NOT "address" IN_LIST PLINTH_SANITIZE)
+    message(WARNING "The fuzzers find far more with PLINTH_SANITIZE=\"address;undefined\"")
+  endif()
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

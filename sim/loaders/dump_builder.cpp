@@ -1,5 +1,6 @@
 #include "sim/loaders/dump_builder.hpp"
 
+#include "sim/control/registry.hpp"
 #include "sim/detail/kernel/hex_text.hpp"
 
 #include <algorithm>
@@ -44,6 +45,10 @@ void dump_builder::add_property(entry_id id, std::string key, value v)
 
 void dump_builder::add_link(entry_id parent, entry_id child)
 {
+    // The root stands above every plane; ioreg never prints it under an entry.
+    if (child == root_entry_id)
+        throw conflict("the root entry " + hex_text(child) + " is printed under " + hex_text(parent) +
+                       "; the root has no parent");
     if (!links_seen_.emplace(parent, child).second)
         return;
     if (is_ancestor_or_self(child, parent))

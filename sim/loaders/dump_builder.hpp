@@ -40,7 +40,7 @@ public:
     // Adds a property to an entry already added; a key it already has keeps its value.
     void add_property(entry_id id, std::string key, value v);
 
-    // Throws conflict when the child is the parent or one of its ancestors.
+    // Throws conflict when the child is the parent or one of its ancestors, or the root entry.
     void add_link(entry_id parent, entry_id child);
 
     // Notes an entry printed at the top of the dump, without a parent.

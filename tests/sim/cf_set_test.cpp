@@ -4,6 +4,7 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <algorithm>
+#include <string>
 #include <vector>
 
 namespace {
@@ -49,6 +50,22 @@ TEST_F(cf_set_test, retains_values_and_compares_as_sets)
     release_all(set, other);
     EXPECT_EQ(CFGetRetainCount(number), 1);
     CFRelease(number);
+}
+
+// Found by cf_value_fuzzer: the registry's reading of an empty set handed over the
+// data() of an empty vector, and the simulation reported that as misuse.
+TEST_F(cf_set_test, values_of_an_empty_set_go_to_an_empty_buffer)
+{
+    CFSetRef empty = CFSetCreate(nullptr, nullptr, 0, &kCFTypeSetCallBacks);
+    std::vector<void const*> none;
+    CFSetGetValues(empty, none.data());
+    EXPECT_TRUE(take_misuse_reports().empty());
+
+    void const* values[] = {CFSTR("a")};
+    CFSetRef one = CFSetCreate(nullptr, values, 1, &kCFTypeSetCallBacks);
+    CFSetGetValues(one, nullptr);
+    EXPECT_EQ(take_misuse_reports(), std::vector<std::string>{"CFSetGetValues: NULL values buffer"});
+    release_all(empty, one);
 }
 
 } // namespace

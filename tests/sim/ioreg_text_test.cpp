@@ -274,4 +274,15 @@ TEST(ioreg_text_malformed, contradictions_between_printings_are_errors)
               "line 2: entry 0x1 is printed with class IOUSBDevice but was printed before with class IOService");
 }
 
+// Found by text_dump_fuzzer: the root printed under another entry read without
+// complaint, and only merging the dump refused it, without naming the line.
+TEST(ioreg_text_malformed, the_root_printed_under_an_entry_is_an_error)
+{
+    EXPECT_EQ(dump_error_of([] {
+                  sim::read_ioreg_text("+-o Mac  <class IOPlatformExpertDevice, id 0x200000200, retain 1>\n"
+                                       "  +-o Root  <class IORegistryEntry, id 0x100000100, retain 9>\n");
+              }),
+              "line 2: the root entry 0x100000100 is printed under 0x200000200; the root has no parent");
+}
+
 } // namespace

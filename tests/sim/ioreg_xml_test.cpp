@@ -151,6 +151,16 @@ TEST(ioreg_xml_malformed, faults_in_entries_name_the_element_path)
     EXPECT_EQ(error(under_root(entry("Webcam", "IOService", 2))), path + "\"Webcam\": entry 0x2 is printed with class IOService but was printed before with class IOPlatformExpertDevice");
 }
 
+// Found by xml_dump_fuzzer: the root nested in another entry's children read
+// without complaint, and only merging the dump refused it, without naming where.
+TEST(ioreg_xml_malformed, the_root_among_an_entrys_children_is_an_error)
+{
+    auto const root = entry("Root", "IORegistryEntry", 0x100000100);
+    EXPECT_EQ(dump_error_of([&] { sim::read_ioreg_xml(plist(entry("Mac", "IOPlatformExpertDevice", 2, children(root)))); }),
+              "\"Mac\" > IORegistryEntryChildren[0] > \"Root\": the root entry 0x100000100 is printed under 0x2; "
+              "the root has no parent");
+}
+
 TEST(ioreg_xml_malformed, documents_that_hold_no_entries)
 {
     auto const error = [](std::string const& xml) { return dump_error_of([&] { sim::read_ioreg_xml(xml); }); };

@@ -438,6 +438,11 @@ TEST_F(ioreg_program_test, failures_say_one_line_and_exit_one)
         {{"--registry", missing, "tree"}, "plinth-ioreg: cannot read \"" + missing + "\""},
         {{"--registry", "IOFoo=" + malformed.string(), "tree"}, R"(plinth-ioreg: unknown plane "IOFoo")"},
         {{"--registry", malformed.string(), "tree"}, "plinth-ioreg: " + malformed.string() + ": line 1"},
+        // Every --registry argument is checked before the first dump is read.
+        {{"--registry", missing, "--registry", "IOFoo=" + malformed.string(), "tree"},
+         R"(plinth-ioreg: unknown plane "IOFoo")"},
+        // A name longer than the system takes names no file: it is split, and then cannot be read.
+        {{"--registry", "IOUSB=" + std::string(5000, 'a'), "tree"}, "plinth-ioreg: cannot read \"aaaa"},
     };
     for (auto const& f : failures) {
         auto const result = run_tool(f.args);

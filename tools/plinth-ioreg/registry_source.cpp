@@ -1,22 +1,55 @@
 #include "tools/plinth-ioreg/registry_source.hpp"
 
+#include "tools/plinth-ioreg/plane_name.hpp"
 #include "tools/plinth-ioreg/tool_error.hpp"
+
+#include <filesystem>
+#include <utility>
 
 #if !defined(__APPLE__)
 #include "sim/control/loaders.hpp"
 #include "sim/control/registry.hpp"
-#include "tools/plinth-ioreg/plane_name.hpp"
 
 #include <fmt/format.h>
 
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <fstream>
-#include <utility>
 #endif
 
 namespace plinth::ioreg_tool {
+namespace {
+
+constexpr char const* standard_input_name = "-";
+
+// "FILE" or "PLANE=FILE". A file that exists is taken as named, whatever it
+// holds, so that any file can be given; only an argument that names no file is
+// split at its first '=', and then the plane must be known (a typo says so rather
+// than "cannot read"). "-" is standard input, in either form.
+dump_argument split(std::string const& argument)
+{
+    auto const equals = argument.find('=');
+    std::error_code ignored; // a name the system cannot look up names no file
+    if (equals == std::string::npos || argument == standard_input_name || std::filesystem::exists(argument, ignored))
+        return {"IOService", argument};
+    return {argument.substr(0, equals), argument.substr(equals + 1)};
+}
+
+} // namespace
+
+std::vector<dump_argument> read_dump_arguments(std::vector<std::string> const& dumps)
+{
+    std::vector<dump_argument> arguments;
+    bool standard_input_read = false;
+    for (auto const& text : dumps) {
+        auto argument = split(text);
+        (void)parse_plane(argument.plane); // the name is checked here; the loader takes it as text
+        if (argument.file == standard_input_name && std::exchange(standard_input_read, true))
+            throw tool_error("standard input (-) can be given only once");
+        arguments.push_back(std::move(argument));
+    }
+    return arguments;
+}
 
 #if defined(__APPLE__)
 
@@ -29,26 +62,6 @@ void prepare_registry(std::vector<std::string> const& dumps)
 #else
 
 namespace {
-
-constexpr char const* standard_input_name = "-";
-
-struct dump_argument
-{
-    std::string plane = "IOService";
-    std::string file;
-};
-
-// "FILE" or "PLANE=FILE". A file that exists is taken as named, whatever it
-// holds, so that any file can be given; only an argument that names no file is
-// split at its first '=', and then the plane must be known (a typo says so rather
-// than "cannot read"). "-" is standard input, in either form.
-dump_argument split(std::string const& argument)
-{
-    auto const equals = argument.find('=');
-    if (equals == std::string::npos || argument == standard_input_name || std::filesystem::exists(argument))
-        return {"IOService", argument};
-    return {argument.substr(0, equals), argument.substr(equals + 1)};
-}
 
 // Said before loading, in the words of the system, so that the message names the file.
 void check_readable(std::string const& file)
@@ -83,14 +96,10 @@ void prepare_registry(std::vector<std::string> const& dumps)
         sim::load_bundled_registry();
         return;
     }
+    auto const arguments = read_dump_arguments(dumps);
     sim::reset_registry();
-    bool standard_input_read = false;
-    for (auto const& argument : dumps) {
-        auto const [plane, file] = split(argument);
-        (void)parse_plane(plane); // the name is checked here; the loader takes it as text
+    for (auto const& [plane, file] : arguments) {
         if (file == standard_input_name) {
-            if (std::exchange(standard_input_read, true))
-                throw tool_error("standard input (-) can be given only once");
             load_standard_input(plane);
             continue;
         }
