@@ -312,6 +312,15 @@ std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer>
             ec = {};
             return take_unread(locked->unread, r.report_id, r.buffer);
         }
+        // Once the context shuts down no run loop serves the device and nothing
+        // would ever complete the read. The check is made under the record's lock,
+        // which shutdown() takes after raising its flag: a read either sees the
+        // flag or is recorded in time for shutdown() to abort it.
+        if (context.service->is_shutting_down())
+        {
+            ec = boost::asio::error::operation_aborted;
+            return 0;
+        }
         // A read already pending loses its handler uncalled: overlapping reads
         // are not supported, and its caller stays blocked.
         locked->pending_read = detail::hid_service::data::read_request{
@@ -543,6 +552,17 @@ void hid_stream::hid_report_callback(void* context, IOReturn result, void*, IOHI
             return;
         }
         auto& pending = *locked->pending_read;
+        if (!pending.handler)
+        {
+            // cancel() has already completed this read with operation_aborted: the
+            // report, taken from the queue just before the read was unscheduled,
+            // is the next read's.
+            auto const kept = std::min(locked->report_buffer.size(), static_cast<std::size_t>(std::max<CFIndex>(length, 0)));
+            locked->unread = detail::hid_service::data::unread_report{static_cast<std::uint8_t>(report_id),
+                                                                      {report, report + kept}};
+            locked->pending_read.reset();
+            return;
+        }
         if (pending.report_id != nullptr)
             *pending.report_id = static_cast<std::uint8_t>(report_id);
         n = std::min(pending.buffer.size(), static_cast<std::size_t>(std::max<CFIndex>(length, 0)));
