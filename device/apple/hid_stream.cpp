@@ -307,10 +307,20 @@ std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer>
     auto result = promise.get_future();
     {
         auto locked = record().lock();
+        // Asked again under the lock: a removal may have closed the stream since,
+        // and a read recorded now would wait for a callback that has come and gone.
+        if (!locked->opened)
+            throw boost::system::system_error(make_error_code(hid_errc::not_open), "read");
         if (locked->unread)
         {
             ec = {};
             return take_unread(locked->unread, r.report_id, r.buffer);
+        }
+        if (std::exchange(locked->removal_unread, false))
+        {
+            locked->opened = false;
+            ec = boost::asio::error::operation_aborted;
+            return 0;
         }
         // Once the context shuts down no run loop serves the device and nothing
         // would ever complete the read. The check is made under the record's lock,
@@ -372,9 +382,20 @@ void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> 
     // handler may own anything, even this stream.
     std::optional<detail::hid_service::data::read_request> replaced;
     auto locked = record().lock();
+    if (!locked->opened)
+    {
+        detail::hid_async_read::post(std::move(op), make_error_code(hid_errc::not_open), 0);
+        return;
+    }
     if (locked->unread)
     {
         detail::hid_async_read::post(std::move(op), {}, take_unread(locked->unread, r.report_id, r.buffer));
+        return;
+    }
+    if (std::exchange(locked->removal_unread, false))
+    {
+        locked->opened = false;
+        detail::hid_async_read::post(std::move(op), boost::asio::error::operation_aborted, 0);
         return;
     }
     replaced = std::move(locked->pending_read);
@@ -586,9 +607,14 @@ void hid_stream::hid_removal_callback(void* context, IOReturn result, void*)
     {
         auto locked = static_cast<detail::hid_service::record*>(context)->lock();
         locked->read_token.reset();
-        // An idle stream learns of the removal only at its next read.
+        // An idle stream learns of the removal only at its next read: IOKit
+        // delivers it while the read's run-loop mode is running. In the instant
+        // that read is withdrawn (a timeout) it finds none: the next read gets it.
         if (!locked->pending_read)
+        {
+            locked->removal_unread = true;
             return;
+        }
         locked->opened = false;
         handler = std::move(locked->pending_read->handler);
         locked->pending_read.reset();
