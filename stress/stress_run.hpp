@@ -11,6 +11,7 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,9 +28,13 @@ struct run_options
 
     // Parses the command line; returns false (with the exit code in `exit_code`)
     // when the program must stop at once (help, a bad option).
-    bool parse(std::string const& description, int argc, char** argv, int& exit_code)
+    // `more_options` adds a program's own.
+    bool parse(std::string const& description, int argc, char** argv, int& exit_code,
+               std::function<void(CLI::App&)> const& more_options = {})
     {
         CLI::App app(description);
+        if (more_options)
+            more_options(app);
         app.add_option("--seed", seed, "seed of the run's random choices")->capture_default_str();
         app.add_option("--seconds", seconds, "how long the run lasts")->capture_default_str()->check(
             CLI::PositiveNumber);
