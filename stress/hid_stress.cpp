@@ -168,10 +168,8 @@ private:
 class hid_stress
 {
 public:
-    hid_stress(plinth::stress::run_options const& options, std::string unplugged, bool coroutines,
-               bool cancel_coroutines)
-        : options_(options), unplugged_(std::move(unplugged)), coroutines_(coroutines),
-          cancel_coroutines_(cancel_coroutines), guard_(context_->get_executor()) {}
+    hid_stress(plinth::stress::run_options const& options, std::string unplugged)
+        : options_(options), unplugged_(std::move(unplugged)), guard_(context_->get_executor()) {}
 
     int run()
     {
@@ -183,8 +181,6 @@ public:
             auto& s = slots_[static_cast<std::size_t>(i)];
             s.index = i;
             s.kind = static_cast<reader_kind>(i % reader_kinds);
-            if (s.kind == reader_kind::coroutine && !coroutines_)
-                s.kind = reader_kind::callbacks;
             s.id = plug(i);
             s.stream = std::make_unique<hid_stream>(context_->get_executor(), entry(s.id));
         }
@@ -509,7 +505,7 @@ private:
             auto& s = slots_[random() % slot_count];
             {
                 std::lock_guard const lock(s.stream_mutex);
-                if (s.stream && (cancel_coroutines_ || s.kind != reader_kind::coroutine))
+                if (s.stream)
                 {
                     s.stream->cancel();
                     ++totals_.cancels;
@@ -621,13 +617,14 @@ private:
         activate(s);
     }
 
-    // Which readers' devices are unplugged: "all", or "callbacks" (see main).
-    bool unplugs(reader_kind kind) const { return unplugged_ == "all" || kind == reader_kind::callbacks; }
+    // Which readers' devices are unplugged: "all", or the asynchronous ones (see main).
+    bool unplugs(reader_kind kind) const
+    {
+        return unplugged_ == "all" || kind == reader_kind::callbacks || kind == reader_kind::coroutine;
+    }
 
     plinth::stress::run_options options_;
     std::string unplugged_;
-    bool coroutines_;
-    bool cancel_coroutines_;
     totals totals_;
     std::array<slot, slot_count> slots_;
     std::unique_ptr<shutting_context> context_ = std::make_unique<shutting_context>();
@@ -642,26 +639,18 @@ int main(int argc, char** argv)
 {
     plinth::stress::run_options options;
     int exit_code = 0;
-    // Plays that the library does not survive yet can be left out: unplugging
-    // under every kind of reader ("--unplug all": a removal callback can reach a
-    // stream being destroyed and close the stream that replaces it), and the
-    // coroutine readers, whose read || timer races lose the odd report when the
-    // context has two threads ("--no-coroutines"), the more so when their reads
-    // are also cancelled ("--cancel-coroutines").
-    std::string unplugged = "callbacks";
-    bool no_coroutines = false;
-    bool cancel_coroutines = false;
+    // Unplugging under the blocking and timed readers too ("--unplug all") still
+    // leaves now and then a new stream closed from the start: a removal callback
+    // for the stream it replaces seems to reach it. Left out of the default until
+    // that is fixed.
+    std::string unplugged = "async";
     if (!options.parse("HID streams read, cancelled, written, unplugged and shut down from many threads", argc, argv,
                        exit_code, [&](CLI::App& app) {
                            app.add_option("--unplug", unplugged, "whose devices are unplugged mid-read")
-                               ->check(CLI::IsMember({"callbacks", "all"}))
+                               ->check(CLI::IsMember({"async", "all"}))
                                ->capture_default_str();
-                           app.add_flag("--no-coroutines", no_coroutines,
-                                        "callback readers in place of the coroutines");
-                           app.add_flag("--cancel-coroutines", cancel_coroutines,
-                                        "cancel() the coroutine readers' reads too");
                        }))
         return exit_code;
-    auto stress = std::make_unique<hid_stress>(options, unplugged, !no_coroutines, cancel_coroutines);
+    auto stress = std::make_unique<hid_stress>(options, unplugged);
     return stress->run();
 }
