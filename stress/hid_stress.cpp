@@ -18,6 +18,7 @@
 #include "device/apple/tree.hpp"
 #include "error/apple/hid_errc.hpp"
 #include "io_kit/mach_port.hpp"
+#include "log/log.hpp"
 #include "sim/control/hid.hpp"
 #include "sim/control/registry.hpp"
 
@@ -175,6 +176,13 @@ public:
     {
         plinth::stress::account account("hid_stress");
         sim::reset_registry();
+        // The library logs what it cannot report otherwise (a device it cannot
+        // open, a failed callback): every line is shown, and counted.
+        std::atomic<std::uint64_t> log_lines{0};
+        auto const previous_sink = plinth::set_log_sink([&](plinth::log_level, std::string_view line) {
+            if (log_lines++ < 20)
+                fmt::print(stderr, "hid_stress: library log: {}\n", line);
+        });
         std::mt19937_64 random(options_.seed);
         for (int i = 0; i < slot_count; ++i)
         {
@@ -281,6 +289,8 @@ public:
         account.figure("unplugs a reader missed", totals_.unplugs_unseen);
         account.figure("readers released at shutdown", totals_.aborted_at_shutdown);
         account.figure("reader chains started", totals_.chains_started);
+        account.figure("library log lines", log_lines);
+        plinth::set_log_sink(previous_sink);
         account.check(posted == delivered + dropped,
                       fmt::format("{} reports posted, {} delivered, {} dropped", posted, delivered, dropped));
         account.check(delivered == totals_.reads_completed, "a completed read carried no report");
