@@ -169,8 +169,8 @@ private:
 class hid_stress
 {
 public:
-    hid_stress(plinth::stress::run_options const& options, std::string unplugged)
-        : options_(options), unplugged_(std::move(unplugged)), guard_(context_->get_executor()) {}
+    hid_stress(plinth::stress::run_options const& options, std::string unplugged, bool coroutines)
+        : options_(options), unplugged_(std::move(unplugged)), coroutines_(coroutines), guard_(context_->get_executor()) {}
 
     int run()
     {
@@ -189,6 +189,8 @@ public:
             auto& s = slots_[static_cast<std::size_t>(i)];
             s.index = i;
             s.kind = static_cast<reader_kind>(i % reader_kinds);
+            if (s.kind == reader_kind::coroutine && !coroutines_)
+                s.kind = reader_kind::callbacks;
             s.id = plug(i);
             s.stream = std::make_unique<hid_stream>(context_->get_executor(), entry(s.id));
         }
@@ -635,6 +637,7 @@ private:
 
     plinth::stress::run_options options_;
     std::string unplugged_;
+    bool coroutines_;
     totals totals_;
     std::array<slot, slot_count> slots_;
     std::unique_ptr<shutting_context> context_ = std::make_unique<shutting_context>();
@@ -654,13 +657,19 @@ int main(int argc, char** argv)
     // for the stream it replaces seems to reach it. Left out of the default until
     // that is fixed.
     std::string unplugged = "async";
+    // The coroutine readers' read || timer races still lose a report now and then
+    // (a report left unread while the coroutine goes on reading), the more often
+    // the slower the build: "--no-coroutines" puts callback readers in their place.
+    bool no_coroutines = false;
     if (!options.parse("HID streams read, cancelled, written, unplugged and shut down from many threads", argc, argv,
                        exit_code, [&](CLI::App& app) {
                            app.add_option("--unplug", unplugged, "whose devices are unplugged mid-read")
                                ->check(CLI::IsMember({"async", "all"}))
                                ->capture_default_str();
+                           app.add_flag("--no-coroutines", no_coroutines,
+                                        "callback readers in place of the coroutine readers");
                        }))
         return exit_code;
-    auto stress = std::make_unique<hid_stress>(options, unplugged);
+    auto stress = std::make_unique<hid_stress>(options, unplugged, !no_coroutines);
     return stress->run();
 }
