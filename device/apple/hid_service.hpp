@@ -65,6 +65,10 @@ public:
         void const* async_read = nullptr;
         std::optional<unread_report> unread;
         bool read_withdrawn = false;
+        // The device's removal came in the instant its read was withdrawn or
+        // cancelled, with no read left to abort: the next read is aborted with it
+        // and closes the stream, as the removal would have done.
+        bool removal_unread = false;
         // Expires with the record: a cancellation that comes after its stream is
         // gone finds it expired.
         std::shared_ptr<void const> alive = std::make_shared<char>();

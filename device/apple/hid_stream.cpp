@@ -307,10 +307,29 @@ std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer>
     auto result = promise.get_future();
     {
         auto locked = record().lock();
+        // Asked again under the lock: a removal may have closed the stream since,
+        // and a read recorded now would wait for a callback that has come and gone.
+        if (!locked->opened)
+            throw boost::system::system_error(make_error_code(hid_errc::not_open), "read");
         if (locked->unread)
         {
             ec = {};
             return take_unread(locked->unread, r.report_id, r.buffer);
+        }
+        if (std::exchange(locked->removal_unread, false))
+        {
+            locked->opened = false;
+            ec = boost::asio::error::operation_aborted;
+            return 0;
+        }
+        // Once the context shuts down no run loop serves the device and nothing
+        // would ever complete the read. The check is made under the record's lock,
+        // which shutdown() takes after raising its flag: a read either sees the
+        // flag or is recorded in time for shutdown() to abort it.
+        if (context.service->is_shutting_down())
+        {
+            ec = boost::asio::error::operation_aborted;
+            return 0;
         }
         // A read already pending loses its handler uncalled: overlapping reads
         // are not supported, and its caller stays blocked.
@@ -363,9 +382,20 @@ void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> 
     // handler may own anything, even this stream.
     std::optional<detail::hid_service::data::read_request> replaced;
     auto locked = record().lock();
+    if (!locked->opened)
+    {
+        detail::hid_async_read::post(std::move(op), make_error_code(hid_errc::not_open), 0);
+        return;
+    }
     if (locked->unread)
     {
         detail::hid_async_read::post(std::move(op), {}, take_unread(locked->unread, r.report_id, r.buffer));
+        return;
+    }
+    if (std::exchange(locked->removal_unread, false))
+    {
+        locked->opened = false;
+        detail::hid_async_read::post(std::move(op), boost::asio::error::operation_aborted, 0);
         return;
     }
     replaced = std::move(locked->pending_read);
@@ -543,6 +573,17 @@ void hid_stream::hid_report_callback(void* context, IOReturn result, void*, IOHI
             return;
         }
         auto& pending = *locked->pending_read;
+        if (!pending.handler)
+        {
+            // cancel() has already completed this read with operation_aborted: the
+            // report, taken from the queue just before the read was unscheduled,
+            // is the next read's.
+            auto const kept = std::min(locked->report_buffer.size(), static_cast<std::size_t>(std::max<CFIndex>(length, 0)));
+            locked->unread = detail::hid_service::data::unread_report{static_cast<std::uint8_t>(report_id),
+                                                                      {report, report + kept}};
+            locked->pending_read.reset();
+            return;
+        }
         if (pending.report_id != nullptr)
             *pending.report_id = static_cast<std::uint8_t>(report_id);
         n = std::min(pending.buffer.size(), static_cast<std::size_t>(std::max<CFIndex>(length, 0)));
@@ -566,9 +607,14 @@ void hid_stream::hid_removal_callback(void* context, IOReturn result, void*)
     {
         auto locked = static_cast<detail::hid_service::record*>(context)->lock();
         locked->read_token.reset();
-        // An idle stream learns of the removal only at its next read.
+        // An idle stream learns of the removal only at its next read: IOKit
+        // delivers it while the read's run-loop mode is running. In the instant
+        // that read is withdrawn (a timeout) it finds none: the next read gets it.
         if (!locked->pending_read)
+        {
+            locked->removal_unread = true;
             return;
+        }
         locked->opened = false;
         handler = std::move(locked->pending_read->handler);
         locked->pending_read.reset();

@@ -27,6 +27,11 @@ device tree::get_root_node() const
 
 device tree::get_by_path(std::string const& path) const
 {
+    // IOKit reads the path as a C string and would stop at a NUL byte, finding the
+    // entry that the text before it names: no registry path holds a NUL, so such
+    // a path names no entry.
+    if (path.find('\0') != std::string::npos)
+        return {};
     return device(port_.io_registry_entry_from_path(path.c_str()));
 }
 

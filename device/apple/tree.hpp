@@ -24,7 +24,8 @@ public:
     device get_root_node() const;
 
     // The entry that `path` names in IOKit's syntax ("IOService:/a/b@1"), passed to
-    // IOKit unchanged; the empty device when it names none.
+    // IOKit unchanged; the empty device when it names none, as a path with a NUL
+    // byte in it never does.
     device get_by_path(std::string const& path) const;
 
     // The services whose registry entry ID is `id`: at most one, so callers take

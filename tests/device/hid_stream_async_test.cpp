@@ -118,8 +118,10 @@ TEST_F(hid_stream_test, every_kind_of_completion_token_gets_the_report)
 
 TEST_F(hid_stream_test, the_handler_runs_on_its_own_executor_never_inside_async_read_nor_on_the_run_loop_thread)
 {
-    running_context streams;
+    // The handlers' context goes last: the streams' thread may still be returning
+    // from the post that handed the handler over when the handler has run.
     running_context handlers;
+    running_context streams;
     std::atomic<std::thread::id> run_loop_thread;
     sim::set_input_report_observer(keyboard_id, [&] { run_loop_thread = std::this_thread::get_id(); });
     hid_stream stream(streams.context.get_executor(), entry(keyboard_id));

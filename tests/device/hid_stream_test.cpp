@@ -350,3 +350,33 @@ TEST_F(hid_stream_test, timeouts_racing_reports_lose_none_and_take_none_twice)
     EXPECT_GT(timeouts, 0) << "the race was never run";
     EXPECT_EQ(sim::dropped_input_reports(keyboard_id), 0u);
 }
+
+// The report is taken from the device's queue, then cancel() completes the read
+// before the report callback can fill it: the callback found a read with no
+// handler left and dropped the report with it.
+TEST_F(hid_stream_test, a_report_taken_in_the_instant_a_read_is_cancelled_was_lost_and_is_now_the_next_reads)
+{
+    running_context running;
+    hid_stream stream(running.context.get_executor(), entry(keyboard_id));
+    std::atomic<bool> cancelled{false};
+    sim::set_input_report_observer(keyboard_id, [&] {
+        if (!cancelled.exchange(true))
+            stream.cancel();
+    });
+    std::array<std::uint8_t, 8> bytes{};
+    std::uint8_t id = 0;
+    auto reader = std::async(std::launch::async, [&] {
+        boost::system::error_code ec;
+        stream.read({&id, boost::asio::buffer(bytes)}, ec);
+        return ec;
+    });
+    EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
+    post(keyboard_id, 4, {42});
+    EXPECT_EQ(reader.get(), boost::asio::error::operation_aborted);
+    sim::set_input_report_observer(keyboard_id, {});
+
+    boost::system::error_code ec;
+    EXPECT_EQ(stream.read({&id, boost::asio::buffer(bytes)}, 10s, ec), 1u) << ec.message();
+    EXPECT_EQ(id, 4);
+    EXPECT_EQ(bytes[0], 42);
+}

@@ -137,9 +137,25 @@ private:
     {
     }
 
-    // On the stream's executor: hands the result to the handler through the
-    // handler's own executor, which runs it here when it is the same one.
+    // On the stream's executor: finishes in the handler's own executor, which
+    // runs it here when it is the same one. The cancellation slot belongs to that
+    // executor: a cancellation is emitted there (a strand's timer winning a race),
+    // so the slot is cleared and a late cancellation read there too, not
+    // concurrently on another thread of the stream's context.
     void complete(bool here) override
+    {
+        if (here)
+        {
+            finish();
+            return;
+        }
+        auto const handler_executor = handler_work_.get_executor();
+        boost::asio::dispatch(handler_executor, [op = pointer(this)]() mutable {
+            static_cast<hid_async_read_op*>(op.release())->finish();
+        });
+    }
+
+    void finish()
     {
         if (auto slot = cancellation_slot(); slot.is_connected())
             slot.clear();
@@ -151,10 +167,7 @@ private:
         // The memory goes back before the upcall, so that the handler's next read
         // can have it again.
         destroy();
-        if (here)
-            std::move(handler)(ec, n);
-        else
-            boost::asio::dispatch(handler_work.get_executor(), boost::asio::append(std::move(handler), ec, n));
+        std::move(handler)(ec, n);
     }
 
     void destroy() noexcept override
