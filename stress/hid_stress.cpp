@@ -666,9 +666,7 @@ int main(int argc, char** argv)
     // for the stream it replaces seems to reach it. Left out of the default until
     // that is fixed.
     std::string unplugged = "async";
-    // The coroutine readers' read || timer races still lose a report now and then
-    // (a report left unread while the coroutine goes on reading), the more often
-    // the slower the build: "--no-coroutines" puts callback readers in their place.
+    // "--no-coroutines" puts callback readers in place of the coroutine readers.
     bool no_coroutines = false;
     if (!options.parse("HID streams read, cancelled, written, unplugged and shut down from many threads", argc, argv,
                        exit_code, [&](CLI::App& app) {

@@ -387,22 +387,26 @@ void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> 
         detail::hid_async_read::post(std::move(op), make_error_code(hid_errc::not_open), 0);
         return;
     }
-    if (locked->unread)
-    {
-        detail::hid_async_read::post(std::move(op), {}, take_unread(locked->unread, r.report_id, r.buffer));
-        return;
-    }
-    if (std::exchange(locked->removal_unread, false))
+    if (!locked->unread && std::exchange(locked->removal_unread, false))
     {
         locked->opened = false;
         detail::hid_async_read::post(std::move(op), boost::asio::error::operation_aborted, 0);
         return;
     }
-    replaced = std::move(locked->pending_read);
     op->bind(r.buffer, r.report_id, locked->alive, &record());
     if (slot.is_connected())
         slot.emplace<detail::hid_read_cancellation>(locked->alive, &record(), op.get());
     locked->async_read = op.get();
+    // A kept report completes the read at once, but through the same cancellation
+    // as a pending one: a timer that wins the race hands the report back rather
+    // than have the race drop it.
+    if (locked->unread)
+    {
+        auto const n = take_unread(locked->unread, op->report_id_slot(), r.buffer);
+        detail::hid_async_read::post(std::move(op), {}, n);
+        return;
+    }
+    replaced = std::move(locked->pending_read);
     locked->read_withdrawn = false;
     locked->pending_read = detail::hid_service::data::read_request{
         op->report_id_slot(), r.buffer,

@@ -259,6 +259,51 @@ TEST_F(hid_stream_test, a_timer_racing_async_reads_loses_no_report_and_takes_non
     EXPECT_EQ(sim::dropped_input_reports(keyboard_id), 0u);
 }
 
+// A report handed back by a cancelled read completes the next read at once; a
+// cancellation that reaches that read before its completion runs (a timer
+// winning the same round) hands the report back again rather than drop it.
+TEST_F(hid_stream_test, a_kept_report_survives_cancellations_that_beat_its_completion)
+{
+    asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(keyboard_id));
+    std::array<std::uint8_t, 8> bytes{};
+    std::uint8_t id = 0;
+    std::vector<std::pair<error_code, std::size_t>> results;
+    auto record = [&](error_code ec, std::size_t n) { results.emplace_back(ec, n); };
+
+    asio::cancellation_signal first;
+    post(keyboard_id, 7, {42, 43});
+    stream.async_read({&id, asio::buffer(bytes)}, asio::bind_cancellation_slot(first.slot(), record));
+    // Time for the run-loop thread to fill the read and post its completion,
+    // which nobody runs yet. (Should it not have, the cancellation withdraws the
+    // read and the report stays with the device: the end is the same.)
+    std::this_thread::sleep_for(100ms);
+    first.emit(asio::cancellation_type::terminal);
+    context.restart();
+    context.run();
+    ASSERT_EQ(results.size(), 1u);
+    EXPECT_EQ(results[0].first, asio::error::operation_aborted);
+
+    asio::cancellation_signal second;
+    stream.async_read({&id, asio::buffer(bytes)}, asio::bind_cancellation_slot(second.slot(), record));
+    second.emit(asio::cancellation_type::terminal);
+    context.restart();
+    context.run();
+    ASSERT_EQ(results.size(), 2u);
+    EXPECT_EQ(results[1].first, asio::error::operation_aborted);
+
+    // A later report, so that a lost one shows as the wrong report, not a hang.
+    post(keyboard_id, 8, {44});
+    stream.async_read({&id, asio::buffer(bytes)}, record);
+    context.restart();
+    context.run();
+    ASSERT_EQ(results.size(), 3u);
+    EXPECT_FALSE(results[2].first);
+    EXPECT_EQ(results[2].second, 2u);
+    EXPECT_EQ(id, 7);
+    EXPECT_EQ(bytes[0], 42);
+}
+
 TEST_F(hid_stream_test, removal_and_shutdown_complete_pending_async_reads_with_operation_aborted)
 {
     running_context running;
