@@ -195,19 +195,39 @@ void hid_stream::close()
 {
     if (!hid_device || !context.data)
         return;
-    if (!record().lock()->opened)
+    // A removal leaves the stream closed to its user but the device still open
+    // here, with the callbacks registered: those are undone as for any close.
+    if (!record().lock()->open_token)
         return;
     cancel();
-    auto locked = record().lock();
-    if (!locked->opened)
-        return;
-    hid_device.register_input_report_callback(span_of(locked->report_buffer), nullptr, nullptr);
-    hid_device.register_removal_callback(nullptr, nullptr);
-    hid_device.close(kIOHIDOptionsTypeNone);
-    locked->opened = false;
-    locked->unread.reset();
-    locked->read_token.reset();
-    locked->open_token.reset();
+    bool removed = false;
+    {
+        auto locked = record().lock();
+        if (!locked->open_token)
+            return;
+        removed = !locked->opened;
+        hid_device.register_input_report_callback(span_of(locked->report_buffer), nullptr, nullptr);
+        hid_device.register_removal_callback(nullptr, nullptr);
+        locked->opened = false;
+        locked->removal_unread = false;
+        locked->unread.reset();
+        locked->read_token.reset();
+        locked->open_token.reset();
+    }
+    // The run-loop thread may be inside one of those callbacks now, with this
+    // stream's record: once it is out, nothing reaches the record, and the stream
+    // can go.
+    context.service->finish_callbacks_in_flight();
+    try
+    {
+        hid_device.close(kIOHIDOptionsTypeNone);
+    }
+    catch (boost::system::system_error const&)
+    {
+        // A device that is gone may refuse to be closed; nothing is left to release.
+        if (!removed)
+            throw;
+    }
 }
 
 void hid_stream::close(boost::system::error_code& ec)

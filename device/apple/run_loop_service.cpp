@@ -4,7 +4,10 @@
 #include "io_kit/detail/share.hpp"
 
 #include <cfloat>
+#include <memory>
 #include <new>
+#include <thread>
+#include <utility>
 
 namespace plinth::apple {
 namespace {
@@ -42,6 +45,30 @@ CFStringRef mode_of(CF::String const& mode)
     return static_cast<CFStringRef>(mode.GetTypeRef());
 }
 
+// Fulfils its promise when it is called or, never called, when it is destroyed:
+// a loop that ends without serving it destroys it unrun, and the waiter must
+// still wake.
+class fulfil_when_done
+{
+public:
+    explicit fulfil_when_done(std::shared_ptr<std::promise<void>> p) : done(std::move(p)) {}
+    fulfil_when_done(fulfil_when_done&&) noexcept = default;
+    fulfil_when_done& operator=(fulfil_when_done&&) = delete;
+    ~fulfil_when_done()
+    {
+        if (done)
+            done->set_value();
+    }
+
+    void operator()()
+    {
+        std::exchange(done, nullptr)->set_value();
+    }
+
+private:
+    std::shared_ptr<std::promise<void>> done;
+};
+
 } // namespace
 
 CF::String run_loop_service::read_run_loop_mode(CFSTR("read"));
@@ -74,6 +101,23 @@ void run_loop_service::shutdown() noexcept
     CFRunLoopWakeUp(run_loop);
 }
 
+void run_loop_service::finish_callbacks_in_flight()
+{
+    if (std::this_thread::get_id() == thr.get_id())
+        return;
+    if (stop_requested.load())
+    {
+        loop_ended.wait();
+        return;
+    }
+    // The loop runs its sources one at a time: once this one runs, the callback
+    // that was under way has returned.
+    auto done = std::make_shared<std::promise<void>>();
+    auto const finished = done->get_future();
+    detail::perform_on_run_loop(run_loop, mode_of(read_run_loop_mode), fulfil_when_done(std::move(done)));
+    finished.wait();
+}
+
 CFRunLoopRef run_loop_service::get_run_loop() const noexcept
 {
     return run_loop;
@@ -102,6 +146,7 @@ void run_loop_service::run_loop_run()
     while (CFRunLoopRunInMode(mode_of(read_run_loop_mode), DBL_MAX, false) != kCFRunLoopRunStopped)
     {
     }
+    loop_ended_promise.set_value();
 }
 
 } // namespace plinth::apple

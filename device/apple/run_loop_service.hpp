@@ -36,6 +36,15 @@ public:
     // call from any thread.
     CFRunLoopRef get_run_loop() const noexcept;
 
+    // Returns once whatever the loop's thread is running at the call has finished.
+    // IOKit hands a callback its context without a lock, so unregistering one
+    // stops only the next calls: one already under way on the loop's thread may
+    // still be reading that context. Unregister first, then call this, then free
+    // the context. Returns at once on the loop's own thread (the caller is then
+    // that callback, or inside it); after shutdown(), waits for the loop to end.
+    // Throws std::bad_alloc when the wait cannot be queued.
+    void finish_callbacks_in_flight();
+
     // The one mode the thread serves after start-up, "read": whatever this loop is
     // to serve must be scheduled in it.
     static CF::String read_run_loop_mode;
@@ -44,6 +53,9 @@ private:
     void run_loop_run();
 
     std::promise<CFRunLoopRef> run_loop_promise;
+    // Ready once the loop has returned for good: no callback runs on it after.
+    std::promise<void> loop_ended_promise;
+    std::shared_future<void> loop_ended = loop_ended_promise.get_future().share();
     // Built before the thread starts, so that shutdown() can reach it whenever it
     // comes.
     CF::AutoPointer stop_source;

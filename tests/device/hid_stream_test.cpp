@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <future>
 #include <thread>
 #include <vector>
@@ -379,4 +380,31 @@ TEST_F(hid_stream_test, a_report_taken_in_the_instant_a_read_is_cancelled_was_lo
     EXPECT_EQ(stream.read({&id, boost::asio::buffer(bytes)}, 10s, ec), 1u) << ec.message();
     EXPECT_EQ(id, 4);
     EXPECT_EQ(bytes[0], 42);
+}
+
+// IOKit calls a report callback without holding anything the stream can wait on:
+// one under way when another thread destroys the stream still reads the stream's
+// state. The destructor must wait for it to return. The observer holds the
+// callback back until the destructor has begun; freeing too soon shows under
+// AddressSanitizer as a use after free.
+TEST_F(hid_stream_test, destroying_a_stream_waits_for_a_report_callback_already_under_way)
+{
+    running_context running;
+    auto stream = std::make_unique<hid_stream>(running.context.get_executor(), entry(keyboard_id));
+    std::promise<void> callback_started;
+    std::promise<void> destroying;
+    auto const destroy_begun = destroying.get_future().share();
+    sim::set_input_report_observer(keyboard_id, [&, destroy_begun] {
+        callback_started.set_value();
+        destroy_begun.wait();
+        std::this_thread::sleep_for(50ms);
+    });
+    std::array<std::uint8_t, 8> bytes{};
+    std::uint8_t id = 0;
+    stream->async_read({&id, boost::asio::buffer(bytes)}, [](boost::system::error_code const&, std::size_t) {});
+    post(keyboard_id, 4, {42});
+    callback_started.get_future().wait();
+    destroying.set_value();
+    stream.reset();
+    sim::set_input_report_observer(keyboard_id, {});
 }

@@ -105,4 +105,38 @@ TEST_F(run_loop_service_test, a_second_shutdown_is_harmless)
     // The context shuts its services down once more when it is destroyed.
 }
 
+// The wait for a callback under way: it returns only once that callback has, it
+// cannot deadlock when a callback calls it on the loop's own thread, and after
+// shutdown it waits for the loop to end rather than for work it will never run.
+TEST_F(run_loop_service_test, finishing_callbacks_in_flight_waits_for_the_one_under_way)
+{
+    boost::asio::execution_context owner;
+    run_loop_service service(owner);
+    std::promise<void> entered;
+    std::atomic<bool> returned{false};
+    perform_on_run_loop(service.get_run_loop(), read_mode(), [&] {
+        entered.set_value();
+        service.finish_callbacks_in_flight(); // on its own thread: at once
+        std::this_thread::sleep_for(50ms);
+        returned = true;
+    });
+    entered.get_future().wait();
+    service.finish_callbacks_in_flight();
+    EXPECT_TRUE(returned);
+
+    std::promise<void> release;
+    auto released = release.get_future();
+    std::promise<void> busy;
+    perform_on_run_loop(service.get_run_loop(), read_mode(), [&] {
+        busy.set_value();
+        released.wait();
+    });
+    busy.get_future().wait();
+    service.shutdown();
+    auto after_shutdown = std::async(std::launch::async, [&] { service.finish_callbacks_in_flight(); });
+    EXPECT_EQ(after_shutdown.wait_for(50ms), std::future_status::timeout) << "the loop is still in a callback";
+    release.set_value();
+    EXPECT_EQ(after_shutdown.wait_for(10s), std::future_status::ready);
+}
+
 } // namespace
