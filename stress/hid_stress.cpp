@@ -291,7 +291,7 @@ public:
         account.figure("reads completed", totals_.reads_completed);
         account.figure("reads aborted", totals_.reads_aborted);
         account.figure("reads timed out", totals_.reads_timed_out);
-        account.figure("reads lost to the timer", totals_.timer_wins);
+        account.figure("reads beaten by the timer", totals_.timer_wins);
         account.figure("cancels", totals_.cancels);
         account.figure("cancels of no read (posted)", totals_.empty_cancel_calls);
         account.figure("writes", totals_.writes);
@@ -661,11 +661,10 @@ int main(int argc, char** argv)
 {
     plinth::stress::run_options options;
     int exit_code = 0;
-    // Unplugging under the blocking and timed readers too ("--unplug all") still
-    // leaves now and then a new stream closed from the start: a removal callback
-    // for the stream it replaces seems to reach it. Left out of the default until
-    // that is fixed.
-    std::string unplugged = "async";
+    // Whose devices are unplugged mid-read: every reader's, or ("async") only the
+    // asynchronous readers', which keeps the blocking readers' streams for the
+    // whole run.
+    std::string unplugged = "all";
     // "--no-coroutines" puts callback readers in place of the coroutine readers.
     bool no_coroutines = false;
     if (!options.parse("HID streams read, cancelled, written, unplugged and shut down from many threads", argc, argv,
