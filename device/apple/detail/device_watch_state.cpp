@@ -78,7 +78,14 @@ void device_watch_state::take(io_iterator_t notification, device_event::kind_typ
             else if (present_.erase(id) != 0)
                 batch.push_back({id, std::move(entry), false});
             else if (match_.accepts(entry))
+            {
+                // An entry that left before the arrival drain could see it never
+                // arrives: its ID would stay forever. Registry IDs grow, so past
+                // `capacity` held IDs the oldest is given up on.
                 left_early_.insert(id);
+                if (left_early_.size() > capacity_)
+                    left_early_.erase(left_early_.begin());
+            }
         }
         catch (...)
         {

@@ -95,7 +95,8 @@ private:
     std::size_t queued_events_ = 0;
     // The entries reported as arrived and not yet as left: only those leave.
     std::set<std::uint64_t> present_;
-    // Matching entries that left before their arrival was handed out.
+    // Matching entries that left before their arrival was handed out: at most
+    // `capacity` of them, the newest.
     std::set<std::uint64_t> left_early_;
     std::deque<std::unique_ptr<device_watch_wait>> waiting_;
     // Waits whose completion is posted, by key; each one not cancelled has claimed
