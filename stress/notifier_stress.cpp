@@ -1,9 +1,11 @@
-// Notifier tokens made and dropped from many threads, and from inside their own
-// callbacks, while entries arrive and leave. Each token watches arrivals or
-// removals of one class on the notifier service's port; some drop themselves the
-// first time they are called. The run proves that every callback's context was
-// released once its token was gone, that every clean-up thread ended, and that no
-// handle or CF object was left.
+// Notifier tokens and device watchers made and dropped from many threads, and from
+// inside their own callbacks, while entries arrive and leave. Each token watches
+// arrivals or removals of one class on the notifier service's port; some drop
+// themselves the first time they are called. Each watcher (stress/watcher_churn.hpp)
+// follows one class on the same service; some destroy themselves in a handler.
+// The run proves that every callback's context was released once its token was
+// gone, that every watcher's wait completed once and its history was possible,
+// that every clean-up thread ended, and that no handle or CF object was left.
 
 #if defined(__APPLE__)
 // The run plays the simulated I/O Kit's devices and registry, which a Mac does not
@@ -15,12 +17,14 @@ int main()
 #else
 
 #include "stress/stress_run.hpp"
+#include "stress/watcher_churn.hpp"
 
 #include "device/apple/notifier.hpp"
 #include "io_kit/cf/dictionary.hpp"
 #include "io_kit/io_iterator.hpp"
 #include "sim/control/registry.hpp"
 
+#include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 
 #include <IOKit/IOKitLib.h>
@@ -42,6 +46,8 @@ namespace io_kit = plinth::apple::io_kit;
 using plinth::apple::detail::notifier_service;
 
 constexpr int token_threads = 4;
+constexpr int watcher_threads = 2;
+constexpr int handler_threads = 2;
 
 struct totals
 {
@@ -146,6 +152,35 @@ void make_and_drop_tokens(notifier_service& service, int index, std::uint64_t se
     t.tokens_dropped_outside += held.size();
 }
 
+void make_and_stop_watchers(boost::asio::io_context& context, int index, std::uint64_t seed,
+                            std::atomic<bool> const& stop, plinth::stress::watcher_totals& t)
+{
+    std::mt19937_64 random(seed + 50 + static_cast<std::uint64_t>(index));
+    std::vector<std::shared_ptr<plinth::stress::watch_session>> held;
+    constexpr char const* classes[] = {"IOUSBHostDevice", "IOPCIDevice", "IOService"};
+    while (!stop)
+    {
+        if (held.empty() || (held.size() < 8 && random() % 4 != 0))
+        {
+            // One in four destroys its watcher in its own handler, after a few events.
+            auto const drop_after = random() % 4 == 0 ? static_cast<unsigned>(1 + random() % 5) : 0u;
+            held.push_back(std::make_shared<plinth::stress::watch_session>(
+                context, classes[random() % std::size(classes)], drop_after, t));
+            held.back()->start();
+        }
+        else if (!held.empty())
+        {
+            auto const at = random() % held.size();
+            held[at]->stop();
+            held.erase(held.begin() + static_cast<std::ptrdiff_t>(at));
+        }
+        // Long enough for a watcher to see some of the entries come and go.
+        std::this_thread::sleep_for(std::chrono::microseconds(500 + random() % 3000));
+    }
+    for (auto const& session : held)
+        session->stop();
+}
+
 void add_and_remove_entries(std::uint64_t seed, std::atomic<bool> const& stop, totals& t)
 {
     std::mt19937_64 random(seed);
@@ -175,26 +210,52 @@ int main(int argc, char** argv)
 {
     plinth::stress::run_options options;
     int exit_code = 0;
-    if (!options.parse("Notifier tokens made and dropped from many threads while entries arrive and leave", argc, argv,
+    if (!options.parse("Notifier tokens and device watchers made and dropped from many threads while entries arrive "
+                       "and leave",
+                       argc, argv,
                        exit_code))
         return exit_code;
     plinth::stress::account account("notifier_stress");
     sim::reset_registry();
     totals t;
+    plinth::stress::watcher_totals w;
+    bool waits_all_completed = true;
     auto const start = std::chrono::steady_clock::now();
     {
         boost::asio::io_context context;
         auto& service = boost::asio::use_service<notifier_service>(context);
+        // The watchers' handlers run here.
+        auto work = boost::asio::make_work_guard(context);
+        std::vector<std::thread> handlers;
+        for (int i = 0; i < handler_threads; ++i)
+            handlers.emplace_back([&] { context.run(); });
         std::atomic<bool> stop{false};
         std::vector<std::thread> threads;
         for (int i = 0; i < token_threads; ++i)
             threads.emplace_back([&, i] { make_and_drop_tokens(service, i, options.seed, stop, t); });
+        for (int i = 0; i < watcher_threads; ++i)
+            threads.emplace_back([&, i] { make_and_stop_watchers(context, i, options.seed, stop, w); });
         threads.emplace_back([&] { add_and_remove_entries(options.seed + 100, stop, t); });
         auto const deadline = options.deadline(start);
         while (options.more(t.tokens_made, deadline))
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         stop = true;
         for (auto& thread : threads)
+            thread.join();
+        // Every watcher is stopped or stopped itself: each wait started must now
+        // complete, the last ones aborted.
+        auto const settle = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+        while (w.waits_completed < w.waits_started || w.sessions_released < w.sessions_made)
+        {
+            if (std::chrono::steady_clock::now() > settle)
+            {
+                waits_all_completed = false;
+                break;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        work.reset();
+        for (auto& thread : handlers)
             thread.join();
         // Tokens of contexts that drop themselves and were never called are
         // still held by their contexts: the service's shutdown drops them.
@@ -211,6 +272,25 @@ int main(int argc, char** argv)
     account.figure("entries added", t.entries_added);
     account.figure("entries removed", t.entries_removed);
     account.figure("callback contexts made", t.contexts_made);
+    account.figure("watchers made", w.watchers_made);
+    account.figure("watchers refused", w.watchers_refused);
+    account.figure("watchers destroyed by their threads", w.destroyed_by_their_threads);
+    account.figure("watchers destroyed in their handlers", w.destroyed_in_their_handlers);
+    account.figure("watcher waits started", w.waits_started);
+    account.figure("watcher waits completed", w.waits_completed);
+    account.figure("watcher arrivals", w.arrivals);
+    account.figure("watcher departures", w.departures);
+    account.figure("watcher waits aborted", w.aborted);
+    account.figure("watcher overflows", w.overflows);
+    account.check(waits_all_completed && w.waits_completed == w.waits_started,
+                  fmt::format("{} watcher waits started, {} completed", w.waits_started.load(),
+                              w.waits_completed.load()));
+    account.check(w.sessions_released == w.sessions_made,
+                  fmt::format("{} watch sessions made, {} released", w.sessions_made.load(), w.sessions_released.load()));
+    account.check(w.impossible_histories == 0,
+                  fmt::format("{} events told an entry arriving twice or leaving before it arrived",
+                              w.impossible_histories.load()));
+    account.check(w.unexpected_errors == 0, fmt::format("{} watcher waits failed unexpectedly", w.unexpected_errors.load()));
     int const code = account.close();
     // The clean-up threads have ended (close() waited for them): every context
     // must have been released by now.
