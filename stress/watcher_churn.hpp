@@ -66,6 +66,9 @@ public:
         boost::asio::post(strand_, [self = shared_from_this()] { self->make(); });
     }
 
+    // Whether the session has made its watcher (or been refused one) yet.
+    bool started() const noexcept { return started_.load(); }
+
     // Destroys the watcher, which completes its pending wait with operation_aborted.
     void stop()
     {
@@ -88,10 +91,12 @@ private:
         catch (boost::system::system_error const&)
         {
             ++totals_->watchers_refused;
+            started_ = true;
             return;
         }
         ++totals_->watchers_made;
         wait();
+        started_ = true;
     }
 
     void wait()
@@ -164,6 +169,7 @@ private:
     std::optional<apple::device_watcher> watcher_;
     std::set<std::uint64_t> present_;
     bool checking_ = true;
+    std::atomic<bool> started_{false};
 };
 
 } // namespace plinth::stress
