@@ -2,6 +2,7 @@
 
 #include <boost/asio/error.hpp>
 
+#include <algorithm>
 #include <utility>
 
 namespace plinth::apple::detail {
@@ -18,6 +19,20 @@ void hid_service::data::withdraw_read() noexcept
     read_token.reset();
     async_read = nullptr;
     read_withdrawn = true;
+}
+
+void hid_service::data::keep_unread(std::uint8_t report_id, std::uint8_t const* report, std::size_t length)
+{
+    auto const kept = std::min(report_buffer.size(), length);
+    unread = unread_report{report_id, {report, report + kept}};
+}
+
+bool hid_service::data::take_removal() noexcept
+{
+    if (!std::exchange(removal_unread, false))
+        return false;
+    opened = false;
+    return true;
 }
 
 hid_service::hid_service(boost::asio::execution_context& owner) : run_loop_service(owner)

@@ -51,6 +51,12 @@ public:
         // cancellation through its handler's slot). A report the run-loop thread
         // had already taken from the device for it then becomes the unread one.
         void withdraw_read() noexcept;
+        // Keeps a report that no read took for the next read, cut to the size of
+        // the device's report buffer.
+        void keep_unread(std::uint8_t report_id, std::uint8_t const* report, std::size_t length);
+        // Whether a removal is waiting for the next read (see removal_unread); if
+        // so, takes it and closes the stream.
+        bool take_removal() noexcept;
 
         // Destroyed in reverse: the pending handler (uncalled), the buffer, the read
         // then the open scheduling (unscheduling each), the device. Nothing closes it.

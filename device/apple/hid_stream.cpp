@@ -154,6 +154,11 @@ detail::hid_service::record& hid_stream::record() const
     return **context.data;
 }
 
+bool hid_stream::has_record() const noexcept
+{
+    return hid_device && context.data;
+}
+
 detail::hid_run_loop_token hid_stream::schedule_with_run_loop(CF::String mode)
 {
     CFRunLoopRef const run_loop = context.service->get_run_loop();
@@ -164,7 +169,7 @@ detail::hid_run_loop_token hid_stream::schedule_with_run_loop(CF::String mode)
 
 void hid_stream::open()
 {
-    if (!hid_device || !context.data)
+    if (!has_record())
         throw boost::system::system_error(make_error_code(hid_errc::not_open), "open");
     auto locked = record().lock();
     if (locked->opened)
@@ -193,7 +198,7 @@ void hid_stream::open(boost::system::error_code& ec)
 
 void hid_stream::close()
 {
-    if (!hid_device || !context.data)
+    if (!has_record())
         return;
     // A removal leaves the stream closed to its user but the device still open
     // here, with the callbacks registered: those are undone as for any close.
@@ -249,7 +254,7 @@ void hid_stream::assign(io_kit::io_hid_device h)
 
 bool hid_stream::is_open() const
 {
-    if (!hid_device || !context.data)
+    if (!has_record())
         return false;
     return record().lock()->opened;
 }
@@ -317,7 +322,8 @@ std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer>
                                    std::optional<std::chrono::steady_clock::time_point> deadline,
                                    boost::system::error_code& ec)
 {
-    if (!is_open())
+    // Whether it is open is asked under the record's lock below.
+    if (!has_record())
         throw boost::system::system_error(make_error_code(hid_errc::not_open), "read");
     // The promise's state and the handler are made here and released on the
     // completing thread: from the shared pools, a steady stream of reads needs
@@ -327,8 +333,8 @@ std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer>
     auto result = promise.get_future();
     {
         auto locked = record().lock();
-        // Asked again under the lock: a removal may have closed the stream since,
-        // and a read recorded now would wait for a callback that has come and gone.
+        // Under the lock: a removal may close the stream at any time, and a read
+        // recorded after it would wait for a callback that has come and gone.
         if (!locked->opened)
             throw boost::system::system_error(make_error_code(hid_errc::not_open), "read");
         if (locked->unread)
@@ -336,9 +342,8 @@ std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer>
             ec = {};
             return take_unread(locked->unread, r.report_id, r.buffer);
         }
-        if (std::exchange(locked->removal_unread, false))
+        if (locked->take_removal())
         {
-            locked->opened = false;
             ec = boost::asio::error::operation_aborted;
             return 0;
         }
@@ -392,7 +397,7 @@ std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer>
 void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> r, detail::hid_async_read::pointer op,
                                   boost::asio::cancellation_slot slot)
 {
-    if (!is_open())
+    if (!has_record())
     {
         detail::hid_async_read::post(std::move(op), make_error_code(hid_errc::not_open), 0);
         return;
@@ -407,9 +412,8 @@ void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> 
         detail::hid_async_read::post(std::move(op), make_error_code(hid_errc::not_open), 0);
         return;
     }
-    if (!locked->unread && std::exchange(locked->removal_unread, false))
+    if (!locked->unread && locked->take_removal())
     {
-        locked->opened = false;
         detail::hid_async_read::post(std::move(op), boost::asio::error::operation_aborted, 0);
         return;
     }
@@ -556,7 +560,7 @@ std::size_t hid_stream::send_output_report(basic_hid_report<boost::asio::const_b
 
 void hid_stream::cancel()
 {
-    if (!hid_device || !context.data)
+    if (!has_record())
         return;
     if (!record().lock()->opened)
         return;
@@ -581,6 +585,8 @@ void hid_stream::hid_report_callback(void* context, IOReturn result, void*, IOHI
     }
     completion handler;
     std::size_t n = 0;
+    auto const id = static_cast<std::uint8_t>(report_id);
+    auto const size = static_cast<std::size_t>(std::max<CFIndex>(length, 0));
     {
         auto locked = static_cast<detail::hid_service::record*>(context)->lock();
         locked->read_token.reset();
@@ -589,11 +595,7 @@ void hid_stream::hid_report_callback(void* context, IOReturn result, void*, IOHI
             // The report was on its way to a read that was withdrawn meanwhile:
             // it is the next read's.
             if (std::exchange(locked->read_withdrawn, false))
-            {
-                auto const kept = std::min(locked->report_buffer.size(), static_cast<std::size_t>(std::max<CFIndex>(length, 0)));
-                locked->unread = detail::hid_service::data::unread_report{static_cast<std::uint8_t>(report_id),
-                                                                          {report, report + kept}};
-            }
+                locked->keep_unread(id, report, size);
             return;
         }
         auto& pending = *locked->pending_read;
@@ -602,15 +604,13 @@ void hid_stream::hid_report_callback(void* context, IOReturn result, void*, IOHI
             // cancel() has already completed this read with operation_aborted: the
             // report, taken from the queue just before the read was unscheduled,
             // is the next read's.
-            auto const kept = std::min(locked->report_buffer.size(), static_cast<std::size_t>(std::max<CFIndex>(length, 0)));
-            locked->unread = detail::hid_service::data::unread_report{static_cast<std::uint8_t>(report_id),
-                                                                      {report, report + kept}};
+            locked->keep_unread(id, report, size);
             locked->pending_read.reset();
             return;
         }
         if (pending.report_id != nullptr)
-            *pending.report_id = static_cast<std::uint8_t>(report_id);
-        n = std::min(pending.buffer.size(), static_cast<std::size_t>(std::max<CFIndex>(length, 0)));
+            *pending.report_id = id;
+        n = std::min(pending.buffer.size(), size);
         if (n != 0)
             std::memcpy(pending.buffer.data(), report, n);
         handler = std::move(pending.handler);

@@ -179,6 +179,8 @@ private:
                            std::optional<std::chrono::steady_clock::time_point> deadline,
                            boost::system::error_code& ec);
     detail::hid_service::record& record() const;
+    // Whether the stream has a device and a record: what record() needs.
+    bool has_record() const noexcept;
 
     boost::asio::any_io_executor executor;
     apple::device device;
