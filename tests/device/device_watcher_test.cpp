@@ -315,31 +315,6 @@ TEST_F(device_watcher_test, a_timer_racing_a_wait_wins_or_loses_whole_and_no_eve
     EXPECT_GT(timeouts, 0) << "the timer never won: the race was not run";
 }
 
-TEST_F(device_watcher_test, destroying_the_watcher_aborts_its_waits_while_events_pour_in)
-{
-    boost::asio::io_context context;
-    std::atomic<bool> plugging{true};
-    std::thread plugger([&plugging] {
-        while (plugging)
-            sim::remove_entry(add_device("IOUSBHostDevice", "Blinking"));
-    });
-    std::vector<boost::system::error_code> errors;
-    for (int round = 0; round < 20; ++round)
-    {
-        auto watcher = std::make_unique<device_watcher>(context.get_executor(), device_match{"IOUSBHostDevice"}, 8);
-        watcher->async_wait([&errors](boost::system::error_code error, device_event) { errors.push_back(error); });
-        watcher.reset();
-        context.restart();
-        context.run();
-    }
-    plugging = false;
-    plugger.join();
-    ASSERT_EQ(errors.size(), 20u) << "each wait completed once";
-    // Each completed with an event that beat the destruction, or aborted.
-    for (auto const& error : errors)
-        EXPECT_TRUE(!error || error == boost::asio::error::operation_aborted) << error.message();
-}
-
 // An io_context whose shutdown a test can call while the context still exists.
 struct shutting_context : boost::asio::io_context
 {

@@ -13,7 +13,9 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 
+#include <cstdint>
 #include <functional>
+#include <future>
 #include <mutex>
 #include <string>
 #include <string_view>
@@ -87,6 +89,18 @@ protected:
     sim::entry_id keyboard_id = 0;
     sim::entry_id bare_id = 0;
 };
+
+// A blocking read on a thread of its own; the future holds its error code.
+template <typename Bytes>
+std::future<boost::system::error_code> read_on_a_thread(plinth::apple::hid_stream& stream, std::uint8_t& id,
+                                                        Bytes& bytes)
+{
+    return std::async(std::launch::async, [&stream, &id, &bytes] {
+        boost::system::error_code ec;
+        stream.read({&id, boost::asio::buffer(bytes)}, ec);
+        return ec;
+    });
+}
 
 // Runs a context's handlers on a thread of its own while a test blocks in reads.
 class running_context

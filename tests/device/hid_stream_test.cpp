@@ -10,8 +10,9 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <memory>
+#include <initializer_list>
 #include <future>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -23,6 +24,7 @@ using plinth::apple::hid_stream;
 using plinth::apple::hid_write_report;
 using plinth::testing::hid_stream_test;
 using plinth::testing::log_capture;
+using plinth::testing::read_on_a_thread;
 using plinth::testing::running_context;
 using plinth::testing::shutting_context;
 using namespace std::chrono_literals;
@@ -169,11 +171,7 @@ TEST_F(hid_stream_test, removal_during_a_read_aborts_it_and_closes_the_stream_bu
     hid_stream reading(context.get_executor(), entry(keyboard_id));
     std::array<std::uint8_t, 8> bytes{};
     std::uint8_t id = 0;
-    auto reader = std::async(std::launch::async, [&] {
-        boost::system::error_code ec;
-        reading.read({&id, boost::asio::buffer(bytes)}, ec);
-        return ec;
-    });
+    auto reader = read_on_a_thread(reading, id, bytes);
     EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
     sim::remove_entry(keyboard_id);
     sim::remove_entry(bare_id);
@@ -191,15 +189,8 @@ TEST_F(hid_stream_test, shutting_the_context_down_releases_blocked_readers)
         std::array<std::uint8_t, 8> a{};
         std::array<std::uint8_t, 8> b{};
         std::uint8_t id = 0;
-        auto read_one = [&](hid_stream& stream, std::array<std::uint8_t, 8>& bytes) {
-            return std::async(std::launch::async, [&] {
-                boost::system::error_code ec;
-                stream.read({&id, boost::asio::buffer(bytes)}, ec);
-                return ec;
-            });
-        };
-        auto one = read_one(first, a);
-        auto two = read_one(second, b);
+        auto one = read_on_a_thread(first, id, a);
+        auto two = read_on_a_thread(second, id, b);
         EXPECT_EQ(one.wait_for(50ms), std::future_status::timeout);
         context.shutdown();
         EXPECT_EQ(one.get(), boost::asio::error::operation_aborted);
@@ -254,11 +245,7 @@ TEST_F(hid_stream_test, a_second_cancel_after_one_read_posts_a_call_that_throws_
     hid_stream stream(handlers.get_executor(), entry(keyboard_id));
     std::array<std::uint8_t, 8> bytes{};
     std::uint8_t id = 0;
-    auto reader = std::async(std::launch::async, [&] {
-        boost::system::error_code ec;
-        stream.read({&id, boost::asio::buffer(bytes)}, ec);
-        return ec;
-    });
+    auto reader = read_on_a_thread(stream, id, bytes);
     EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
     stream.cancel();
     stream.cancel();
@@ -275,11 +262,14 @@ TEST_F(hid_stream_test, a_read_with_a_timeout_gives_timed_out_and_leaves_the_str
     hid_stream stream(context.get_executor(), entry(keyboard_id));
     std::array<std::uint8_t, 8> bytes{};
     std::uint8_t id = 0;
-    for (auto const timeout : {20ms, 0ms, -5ms})
+    // Zero and negative ones too, down to where adding one to the clock would
+    // overflow.
+    for (std::chrono::nanoseconds const timeout :
+         std::initializer_list<std::chrono::nanoseconds>{20ms, 0ms, -5ms, -1h, std::chrono::nanoseconds::min() + 1h})
     {
         boost::system::error_code ec;
         EXPECT_EQ(stream.read({&id, boost::asio::buffer(bytes)}, timeout, ec), 0u);
-        EXPECT_EQ(ec, boost::asio::error::timed_out) << timeout.count() << " ms";
+        EXPECT_EQ(ec, boost::asio::error::timed_out) << timeout.count() << " ns";
     }
     try
     {
@@ -366,11 +356,7 @@ TEST_F(hid_stream_test, a_report_taken_in_the_instant_a_read_is_cancelled_was_lo
     });
     std::array<std::uint8_t, 8> bytes{};
     std::uint8_t id = 0;
-    auto reader = std::async(std::launch::async, [&] {
-        boost::system::error_code ec;
-        stream.read({&id, boost::asio::buffer(bytes)}, ec);
-        return ec;
-    });
+    auto reader = read_on_a_thread(stream, id, bytes);
     EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
     post(keyboard_id, 4, {42});
     EXPECT_EQ(reader.get(), boost::asio::error::operation_aborted);

@@ -237,35 +237,4 @@ TEST_F(notifier_test, dropping_a_token_ends_its_notification_and_then_releases_i
     EXPECT_TRUE(context_left.expired());
 }
 
-TEST_F(notifier_test, tokens_dropped_from_many_threads_while_entries_arrive_lose_nothing)
-{
-    boost::asio::io_context context;
-    auto& service = boost::asio::use_service<notifier_service>(context);
-    std::vector<std::weak_ptr<arrivals>> contexts;
-    std::vector<notifier_service::token> tokens;
-    for (int i = 0; i < 32; ++i)
-    {
-        auto seen = std::make_shared<arrivals>();
-        contexts.push_back(seen);
-        tokens.push_back(service.get_token(watch(service, kIOFirstMatchNotification, "IOUSBHostDevice", *seen),
-                                           seen));
-    }
-    std::thread adder([] {
-        for (int i = 0; i < 50; ++i)
-            sim::remove_entry(sim::add_entry({"IOUSBHostDevice", "Blinking"}, sim::root_entry_id));
-    });
-    std::vector<std::thread> droppers;
-    for (int t = 0; t < 4; ++t)
-        droppers.emplace_back([&, t] {
-            for (std::size_t i = static_cast<std::size_t>(t); i < tokens.size(); i += 4)
-                tokens[i] = notifier_service::token();
-        });
-    for (auto& dropper : droppers)
-        dropper.join();
-    adder.join();
-    ASSERT_TRUE(plinth::testing::threads_return_to(threads_before + 1));
-    for (auto const& left : contexts)
-        EXPECT_TRUE(left.expired());
-}
-
 } // namespace
