@@ -3,7 +3,6 @@
 // must give a dump_error; any other exception, a crash or a leak is a finding.
 #include "fuzz/support/registry_checks.hpp"
 #include "sim/control/loaders.hpp"
-#include "sim/control/registry.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -11,16 +10,6 @@
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
 {
-    std::string_view const text(reinterpret_cast<char const*>(bytes), size);
-    plinth::sim::reset_registry();
-    try {
-        auto const loaded = plinth::sim::read_ioreg_text(text);
-        plinth::sim::merge(loaded);
-        plinth::fuzzing::read_whole_registry(plinth::fuzzing::known_plane(loaded.plane));
-    }
-    catch (plinth::sim::dump_error const&) {
-    }
-    plinth::sim::reset_registry();
-    plinth::fuzzing::require_nothing_left();
-    return 0;
+    return plinth::fuzzing::load_and_read_back(bytes, size,
+                                               [](std::string_view text) { return plinth::sim::read_ioreg_text(text); });
 }

@@ -4,6 +4,7 @@
 #include "device/apple/tree.hpp"
 #include "io_kit/mach_port.hpp"
 #include "sim/control/diagnostics.hpp"
+#include "sim/control/loaders.hpp"
 #include "sim/control/registry.hpp"
 #include "tools/plinth-ioreg/entry_lookup.hpp"
 #include "tools/plinth-ioreg/entry_report.hpp"
@@ -15,10 +16,13 @@
 #include "tools/plinth-ioreg/text_printer.hpp"
 #include "tools/plinth-ioreg/usb_listing.hpp"
 
+#include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <string>
+#include <string_view>
 
 // What every fuzzer does around the code it feeds: read back the whole simulated
 // registry as plinth-ioreg shows it, and prove that an input left nothing behind.
@@ -85,6 +89,26 @@ inline void require_nothing_left()
     for (auto const& report : misuse)
         std::fprintf(stderr, "misuse: %s\n", report.c_str());
     std::abort();
+}
+
+// What both dump fuzzers do with their bytes: `read` (one of the dump loaders)
+// reads them as a dump, which is merged into a fresh registry and read back
+// whole. Bad input must give a dump_error; anything else is a finding.
+template <typename Read>
+int load_and_read_back(std::uint8_t const* bytes, std::size_t size, Read read)
+{
+    std::string_view const text(reinterpret_cast<char const*>(bytes), size);
+    sim::reset_registry();
+    try {
+        auto const loaded = read(text);
+        sim::merge(loaded);
+        read_whole_registry(known_plane(loaded.plane));
+    }
+    catch (sim::dump_error const&) {
+    }
+    sim::reset_registry();
+    require_nothing_left();
+    return 0;
 }
 
 } // namespace plinth::fuzzing
