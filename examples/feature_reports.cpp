@@ -1,12 +1,10 @@
 // Asks the first HID device for its feature report 1 and its present input report 1,
 // and sends the feature report back.
-#include "device/apple/device_class.hpp"
 #include "device/apple/hid_stream.hpp"
-#include "device/apple/tree.hpp"
+#include "first_hid_device.hpp"
 
 #if !defined(__APPLE__)
 #include "sim/control/hid.hpp"
-#include "sim/control/registry.hpp"
 #endif
 
 #include <boost/asio/io_context.hpp>
@@ -34,13 +32,7 @@ void print(char const* what, std::span<std::uint8_t const> bytes, boost::system:
 int main()
 {
     using namespace plinth::apple;
-#if !defined(__APPLE__)
-    plinth::sim::load_bundled_registry();
-#endif
-    tree registry(io_kit::mach_port::master_port_default());
-    auto hid_devices =
-        registry.next_layer().io_service_get_matching_services(make_matching(device::device_class::hid_device));
-    device const first{io_kit::io_registry_entry(hid_devices.next())};
+    device const first = first_hid_device();
 
 #if !defined(__APPLE__)
     // The simulated device's side: what it answers for feature report 1 and input

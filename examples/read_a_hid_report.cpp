@@ -1,11 +1,9 @@
 // Opens the first HID device and reads one input report from it.
-#include "device/apple/device_class.hpp"
 #include "device/apple/hid_stream.hpp"
-#include "device/apple/tree.hpp"
+#include "first_hid_device.hpp"
 
 #if !defined(__APPLE__)
 #include "sim/control/hid.hpp"
-#include "sim/control/registry.hpp"
 #endif
 
 #include <boost/asio/io_context.hpp>
@@ -18,13 +16,7 @@
 int main()
 {
     using namespace plinth::apple;
-#if !defined(__APPLE__)
-    plinth::sim::load_bundled_registry();
-#endif
-    tree registry(io_kit::mach_port::master_port_default());
-    auto hid_devices =
-        registry.next_layer().io_service_get_matching_services(make_matching(device::device_class::hid_device));
-    device const first{io_kit::io_registry_entry(hid_devices.next())};
+    device const first = first_hid_device();
 
     // The stream opens (seizes) the device; callbacks come on a run-loop thread of
     // the context's HID service.

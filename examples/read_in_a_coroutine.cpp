@@ -1,12 +1,10 @@
 // Reads input reports in a C++20 coroutine, each raced against a timer, until the
 // device has been quiet for half a second.
-#include "device/apple/device_class.hpp"
 #include "device/apple/hid_stream.hpp"
-#include "device/apple/tree.hpp"
+#include "first_hid_device.hpp"
 
 #if !defined(__APPLE__)
 #include "sim/control/hid.hpp"
-#include "sim/control/registry.hpp"
 #endif
 
 #include <boost/asio/co_spawn.hpp>
@@ -50,13 +48,7 @@ boost::asio::awaitable<void> read_until_quiet(plinth::apple::hid_stream& stream)
 int main()
 {
     using namespace plinth::apple;
-#if !defined(__APPLE__)
-    plinth::sim::load_bundled_registry();
-#endif
-    tree registry(io_kit::mach_port::master_port_default());
-    auto hid_devices =
-        registry.next_layer().io_service_get_matching_services(make_matching(device::device_class::hid_device));
-    device const first{io_kit::io_registry_entry(hid_devices.next())};
+    device const first = first_hid_device();
     boost::asio::io_context context;
     hid_stream stream(context.get_executor(), first);
     if (!stream.is_open())

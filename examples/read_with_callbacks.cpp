@@ -1,12 +1,10 @@
 // Reads five input reports with completion handlers: each handler starts the
 // next read, and the io_context's run() returns when the last one is done.
-#include "device/apple/device_class.hpp"
 #include "device/apple/hid_stream.hpp"
-#include "device/apple/tree.hpp"
+#include "first_hid_device.hpp"
 
 #if !defined(__APPLE__)
 #include "sim/control/hid.hpp"
-#include "sim/control/registry.hpp"
 #endif
 
 #include <boost/asio/io_context.hpp>
@@ -50,13 +48,7 @@ private:
 int main()
 {
     using namespace plinth::apple;
-#if !defined(__APPLE__)
-    plinth::sim::load_bundled_registry();
-#endif
-    tree registry(io_kit::mach_port::master_port_default());
-    auto hid_devices =
-        registry.next_layer().io_service_get_matching_services(make_matching(device::device_class::hid_device));
-    device const first{io_kit::io_registry_entry(hid_devices.next())};
+    device const first = first_hid_device();
     boost::asio::io_context context;
     hid_stream stream(context.get_executor(), first);
     if (!stream.is_open())

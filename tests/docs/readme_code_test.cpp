@@ -29,12 +29,13 @@ std::vector<std::string> cpp_blocks(std::string const& markdown)
     return blocks;
 }
 
-// CI builds and runs every program in examples/; the README may only show those.
+// CI builds and runs every program in examples/; the README may only show those
+// and the header they share.
 TEST(readme_code, every_cpp_block_is_an_example_program_word_for_word)
 {
     std::vector<std::string> programs;
     for (auto const& file : fs::directory_iterator(source_dir / "examples"))
-        if (file.path().extension() == ".cpp")
+        if (file.path().extension() == ".cpp" || file.path().extension() == ".hpp")
             programs.push_back(read_file(file.path()));
     auto const blocks = cpp_blocks(read_file(source_dir / "README.md"));
     EXPECT_GE(blocks.size(), 2u);
