@@ -14,20 +14,6 @@ using namespace plinth::testing::cf;
 
 using cf_object_test = plinth::testing::sim_test;
 
-TEST_F(cf_object_test, objects_count_as_live_until_their_last_release)
-{
-    CFNumberRef number = create_number(7);
-    CFStringRef string = create_string("text");
-    EXPECT_EQ(live_cf_objects(), 2u);
-    EXPECT_EQ(CFRetain(number), number);
-    EXPECT_EQ(CFGetRetainCount(number), 2);
-    CFRelease(number);
-    EXPECT_EQ(CFGetRetainCount(number), 1);
-    EXPECT_EQ(live_cf_objects(), 2u);
-    release_all(number, string);
-    EXPECT_EQ(live_cf_objects(), 0u);
-}
-
 TEST_F(cf_object_test, constants_are_interned_immortal_and_not_counted)
 {
     CFStringRef constant = CFSTR("IOProviderClass");
