@@ -68,7 +68,7 @@ TEST_F(cf_number_test, numbers_keep_the_canonical_type_they_were_made_as)
     expect_reading<std::int64_t>(kCFNumberSInt8Type, std::int64_t{0x7F7F7F7F7F7F7F80}, kCFNumberSInt64Type, -128, true);
 }
 
-TEST_F(cf_number_test, integer_narrowing_stores_the_c_cast_and_reports_loss)
+TEST_F(cf_number_test, narrowing_and_float_conversions_store_the_c_cast_and_report_loss)
 {
     expect_reading<SInt32>(kCFNumberSInt64Type, std::int64_t{0x100000001}, kCFNumberSInt32Type, 1, false);
     // SInt32 has no upper-bits exception.
@@ -80,10 +80,8 @@ TEST_F(cf_number_test, integer_narrowing_stores_the_c_cast_and_reports_loss)
     expect_reading<SInt8>(kCFNumberSInt32Type, SInt32{-200}, kCFNumberSInt8Type, 56, false);
     expect_reading<SInt16>(kCFNumberSInt32Type, SInt32{0xFFFF}, kCFNumberSInt16Type, -1, true);
     expect_reading<SInt16>(kCFNumberSInt32Type, SInt32{0x10000}, kCFNumberSInt16Type, 0, false);
-}
 
-TEST_F(cf_number_test, conversions_with_floats_truncate_and_report_lost_precision)
-{
+    // Conversions with floats truncate and report lost precision.
     expect_reading<SInt32>(kCFNumberFloat64Type, 1.5, kCFNumberSInt32Type, 1, false);
     expect_reading<SInt32>(kCFNumberFloat64Type, -3.0, kCFNumberSInt32Type, -3, true);
     expect_reading<SInt64>(kCFNumberFloat64Type, 1e300, kCFNumberSInt64Type, std::nullopt, false);

@@ -1,5 +1,6 @@
 #include "sim/control/hid.hpp"
 #include "sim/io_registry_support.hpp"
+#include "sim/run_loop_support.hpp"
 #include "support/threaded_sim_test.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -9,7 +10,6 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <future>
 #include <mutex>
 #include <stdexcept>
 #include <thread>
@@ -21,18 +21,15 @@ namespace sim = plinth::sim;
 using plinth::testing::io::cf;
 using plinth::testing::io::handle;
 using plinth::testing::io::string;
+using plinth::testing::run_loop::eventually;
+using plinth::testing::run_loop::loop_runner;
 using namespace std::chrono_literals;
 
 using io_hid_device_test = plinth::testing::threaded_sim_test;
 
-handle service_of(sim::entry_id id)
-{
-    return handle(IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(id)));
-}
-
 cf device_of(sim::entry_id id)
 {
-    auto const service = service_of(id);
+    handle const service(IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(id)));
     return cf(IOHIDDeviceCreate(kCFAllocatorDefault, service.get()));
 }
 
@@ -71,52 +68,6 @@ struct report_log
         return reports.size();
     }
 };
-
-// A thread running a loop in one mode until told to stop.
-class mode_runner
-{
-public:
-    explicit mode_runner(CFStringRef mode) : mode_(mode)
-    {
-        std::promise<CFRunLoopRef> started;
-        thread_ = std::thread([this, &started] {
-            CFRunLoopRef const loop = CFRunLoopGetCurrent();
-            CFRetain(loop);
-            id_ = std::this_thread::get_id();
-            started.set_value(loop);
-            while (!quit_)
-                CFRunLoopRunInMode(mode_, 0.01, false);
-        });
-        loop_ = started.get_future().get();
-    }
-    ~mode_runner()
-    {
-        quit_ = true;
-        thread_.join();
-        CFRelease(loop_);
-    }
-    CFRunLoopRef loop() const { return loop_; }
-    std::thread::id thread_id() const { return id_; }
-
-private:
-    CFStringRef mode_;
-    std::atomic<bool> quit_{false};
-    std::thread thread_;
-    CFRunLoopRef loop_ = nullptr;
-    std::thread::id id_;
-};
-
-bool eventually(std::function<bool()> const& done)
-{
-    auto const until = std::chrono::steady_clock::now() + 10s;
-    while (!done())
-    {
-        if (std::chrono::steady_clock::now() > until)
-            return false;
-        std::this_thread::sleep_for(1ms);
-    }
-    return true;
-}
 
 TEST_F(io_hid_device_test, only_hid_devices_make_a_device_object_and_it_holds_its_service)
 {
@@ -171,7 +122,7 @@ TEST_F(io_hid_device_test, reports_reach_only_a_loop_running_a_scheduled_mode_in
     ASSERT_EQ(IOHIDDeviceOpen(as_device(device), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
     IOHIDDeviceRegisterInputReportCallback(as_device(device), seen.buffer.data(), 2, report_log::input, &seen);
     {
-        mode_runner runner(CFSTR("read"));
+        loop_runner runner(CFSTR("read"));
         // Scheduled only in the default mode, which the loop does not run: the
         // reports wait in the client's queue.
         IOHIDDeviceScheduleWithRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
@@ -205,7 +156,7 @@ TEST_F(io_hid_device_test, the_report_observer_runs_on_the_delivering_thread_jus
     ASSERT_EQ(IOHIDDeviceOpen(as_device(device), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
     IOHIDDeviceRegisterInputReportCallback(as_device(device), seen.buffer.data(), 2, report_log::input, &seen);
     {
-        mode_runner runner(kCFRunLoopDefaultMode);
+        loop_runner runner(kCFRunLoopDefaultMode);
         IOHIDDeviceScheduleWithRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
         for (std::uint8_t i = 0; i < 3; ++i)
             sim::post_input_report(keyboard, 1, std::vector<std::uint8_t>{i});
@@ -232,7 +183,7 @@ TEST_F(io_hid_device_test, a_full_queue_drops_the_newest_reports_and_a_closed_de
         sim::post_input_report(keyboard, 1, std::vector<std::uint8_t>{static_cast<std::uint8_t>(i)});
     EXPECT_EQ(sim::dropped_input_reports(keyboard), 6u);
     {
-        mode_runner runner(kCFRunLoopDefaultMode);
+        loop_runner runner(kCFRunLoopDefaultMode);
         IOHIDDeviceScheduleWithRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
         ASSERT_TRUE(eventually([&] { return seen.count() == 64; }));
         std::lock_guard const lock(seen.mutex);
@@ -255,7 +206,7 @@ TEST_F(io_hid_device_test, unplugging_raises_removal_on_the_serving_loop_and_a_n
         },
         &removed_on);
     {
-        mode_runner runner(kCFRunLoopDefaultMode);
+        loop_runner runner(kCFRunLoopDefaultMode);
         IOHIDDeviceScheduleWithRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
         sim::remove_entry(keyboard);
         ASSERT_TRUE(eventually([&] { return removed_on.load() != std::thread::id(); }));
@@ -330,7 +281,7 @@ TEST_F(io_hid_device_test, get_report_answers_input_reports_set_or_last_sent_and
     report_log seen;
     IOHIDDeviceRegisterInputReportCallback(as_device(device), seen.buffer.data(), 2, report_log::input, &seen);
     {
-        mode_runner runner(kCFRunLoopDefaultMode);
+        loop_runner runner(kCFRunLoopDefaultMode);
         IOHIDDeviceScheduleWithRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
         sim::post_input_report(keyboard, 2, std::vector<std::uint8_t>{2, 8});
         ASSERT_TRUE(eventually([&] { return seen.count() == 1; }));

@@ -1,4 +1,5 @@
 #include "sim/io_registry_support.hpp"
+#include "sim/run_loop_support.hpp"
 #include "support/sim_test.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -6,28 +7,46 @@
 #include <IOKit/IOMessage.h>
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <future>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace {
 
 namespace sim = plinth::sim;
 using plinth::testing::io::handle;
+using plinth::testing::io::id_of;
 using namespace std::chrono_literals;
 
-using io_notification_test = plinth::testing::sim_test;
-
-std::uint64_t id_of(io_object_t entry)
+// Each test has a notification port of its own, destroyed before the fixture
+// counts handles and CF objects unless the test destroyed it itself.
+class io_notification_test : public plinth::testing::sim_test
 {
-    std::uint64_t id = 0;
-    IORegistryEntryGetRegistryEntryID(entry, &id);
-    return id;
-}
+protected:
+    void SetUp() override
+    {
+        sim_test::SetUp();
+        port = IONotificationPortCreate(kIOMainPortDefault);
+    }
+
+    void TearDown() override
+    {
+        destroy_port();
+        sim_test::TearDown();
+    }
+
+    void destroy_port()
+    {
+        if (port != nullptr)
+            IONotificationPortDestroy(std::exchange(port, nullptr));
+    }
+
+    IONotificationPortRef port = nullptr;
+};
 
 // Takes every service an iterator holds, releasing each, and returns their IDs.
 std::vector<std::uint64_t> drain(io_iterator_t iterator)
@@ -102,48 +121,14 @@ kern_return_t watch_usb_devices(IONotificationPortRef port, io_name_t const type
                                             iterator);
 }
 
-// A thread whose run loop serves a notification port until it is told to end.
-class serving_loop
+// A thread whose run loop serves the notification port until it is told to end.
+class serving_loop : public plinth::testing::run_loop::loop_runner
 {
 public:
     explicit serving_loop(IONotificationPortRef port)
+        : loop_runner(kCFRunLoopDefaultMode, IONotificationPortGetRunLoopSource(port))
     {
-        std::promise<void> ready;
-        auto started = ready.get_future();
-        thread_ = std::thread([this, port, &ready] {
-            // Held past the thread's end, which frees the thread's own reference.
-            loop_ = static_cast<CFRunLoopRef>(const_cast<void*>(CFRetain(CFRunLoopGetCurrent())));
-            id_ = std::this_thread::get_id();
-            CFRunLoopAddSource(loop_, IONotificationPortGetRunLoopSource(port), kCFRunLoopDefaultMode);
-            ready.set_value();
-            while (!quit_)
-                CFRunLoopRunInMode(kCFRunLoopDefaultMode, 60, false);
-            CFRunLoopRemoveSource(loop_, IONotificationPortGetRunLoopSource(port), kCFRunLoopDefaultMode);
-        });
-        started.wait();
     }
-
-    ~serving_loop() { stop(); }
-
-    void stop()
-    {
-        if (!thread_.joinable())
-            return;
-        quit_ = true;
-        // A stop reaches only a running loop: repeat it until the loop has seen it.
-        auto finished = std::async(std::launch::async, [this] { thread_.join(); });
-        while (finished.wait_for(1ms) != std::future_status::ready)
-            CFRunLoopStop(loop_);
-        CFRelease(loop_);
-    }
-
-    std::thread::id thread_id() const { return id_; }
-
-private:
-    std::thread thread_;
-    std::atomic<bool> quit_{false};
-    CFRunLoopRef loop_ = nullptr;
-    std::thread::id id_;
 };
 
 sim::entry_id add_device(char const* name)
@@ -151,23 +136,11 @@ sim::entry_id add_device(char const* name)
     return sim::add_entry({"IOUSBHostDevice", name}, sim::root_entry_id);
 }
 
-TEST_F(io_notification_test, the_port_has_one_source_of_its_own)
-{
-    IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
-    ASSERT_NE(port, nullptr);
-    CFRunLoopSourceRef source = IONotificationPortGetRunLoopSource(port);
-    EXPECT_EQ(source, IONotificationPortGetRunLoopSource(port));
-    EXPECT_EQ(CFGetTypeID(source), CFRunLoopSourceGetTypeID());
-    EXPECT_TRUE(CFRunLoopSourceIsValid(source));
-    IONotificationPortDestroy(port);
-}
-
 TEST_F(io_notification_test, a_publish_notification_fires_only_once_drained_and_on_the_serving_thread)
 {
     auto const first = add_device("First");
     auto const second = add_device("Second");
     sim::add_entry({"IOMedia", "Other"}, sim::root_entry_id);
-    IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     recorder seen;
     handle iterator;
     ASSERT_EQ(watch_usb_devices(port, kIOFirstMatchNotification, &seen, iterator.out()), KERN_SUCCESS);
@@ -191,13 +164,10 @@ TEST_F(io_notification_test, a_publish_notification_fires_only_once_drained_and_
         EXPECT_EQ(seen.events[0].thread, loop.thread_id());
         EXPECT_NE(seen.events[0].thread, std::this_thread::get_id());
     }
-    iterator = handle();
-    IONotificationPortDestroy(port);
 }
 
 TEST_F(io_notification_test, arrivals_between_drains_accumulate_behind_one_callback)
 {
-    IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     recorder seen;
     seen.drain_in_callback = false;
     handle iterator;
@@ -213,15 +183,12 @@ TEST_F(io_notification_test, arrivals_between_drains_accumulate_behind_one_callb
     add_device("D");
     EXPECT_TRUE(seen.wait_for_count(2));
     loop.stop();
-    iterator = handle();
-    IONotificationPortDestroy(port);
 }
 
 TEST_F(io_notification_test, a_terminated_notification_starts_empty_and_reports_removed_services)
 {
     auto const doomed = add_device("Doomed");
     add_device("Kept");
-    IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     recorder seen;
     handle iterator;
     ASSERT_EQ(watch_usb_devices(port, kIOTerminatedNotification, &seen, iterator.out()), KERN_SUCCESS);
@@ -233,8 +200,6 @@ TEST_F(io_notification_test, a_terminated_notification_starts_empty_and_reports_
     std::lock_guard guard(seen.mutex);
     EXPECT_EQ(seen.events[0].drained, std::vector<std::uint64_t>{doomed});
     EXPECT_EQ(seen.events[0].thread, loop.thread_id());
-    iterator = handle();
-    IONotificationPortDestroy(port);
 }
 
 TEST_F(io_notification_test, general_interest_reports_the_termination_of_the_service)
@@ -243,7 +208,6 @@ TEST_F(io_notification_test, general_interest_reports_the_termination_of_the_ser
     auto const kept = add_device("Kept");
     handle service(IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(doomed)));
     handle other(IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(kept)));
-    IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     recorder seen;
     handle notifier, other_notifier;
     ASSERT_EQ(IOServiceAddInterestNotification(port, service.get(), kIOGeneralInterest, recorder::interest, &seen,
@@ -263,16 +227,10 @@ TEST_F(io_notification_test, general_interest_reports_the_termination_of_the_ser
     EXPECT_EQ(seen.events[0].service_name, service.get()) << "the task's one name for the service";
     EXPECT_EQ(seen.events[0].thread, loop.thread_id());
     EXPECT_EQ(IOObjectGetUserRetainCount(service.get()), 1u) << "the message's right went with the callout";
-    notifier = handle();
-    other_notifier = handle();
-    service = handle();
-    other = handle();
-    IONotificationPortDestroy(port);
 }
 
 TEST_F(io_notification_test, releasing_the_notification_cancels_it)
 {
-    IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     recorder seen;
     io_iterator_t iterator = IO_OBJECT_NULL;
     ASSERT_EQ(watch_usb_devices(port, kIOMatchedNotification, &seen, &iterator), KERN_SUCCESS);
@@ -283,12 +241,10 @@ TEST_F(io_notification_test, releasing_the_notification_cancels_it)
     add_device("Late");
     EXPECT_FALSE(seen.wait_for_count(1, 200ms));
     loop.stop();
-    IONotificationPortDestroy(port);
 }
 
 TEST_F(io_notification_test, destroying_the_port_cancels_its_notifications)
 {
-    IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     recorder seen;
     handle iterator;
     ASSERT_EQ(watch_usb_devices(port, kIOFirstPublishNotification, &seen, iterator.out()), KERN_SUCCESS);
@@ -297,7 +253,7 @@ TEST_F(io_notification_test, destroying_the_port_cancels_its_notifications)
         serving_loop loop(port);
         loop.stop();
     }
-    IONotificationPortDestroy(port);
+    destroy_port();
     add_device("Late");
     EXPECT_EQ(seen.count(), 0u);
     EXPECT_EQ(drain(iterator.get()).size(), 1u) << "the iterator still collects";
@@ -305,7 +261,6 @@ TEST_F(io_notification_test, destroying_the_port_cancels_its_notifications)
 
 TEST_F(io_notification_test, a_port_destroyed_while_served_leaves_its_loop)
 {
-    IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     recorder seen;
     handle iterator;
     ASSERT_EQ(watch_usb_devices(port, kIOFirstMatchNotification, &seen, iterator.out()), KERN_SUCCESS);
@@ -318,9 +273,8 @@ TEST_F(io_notification_test, a_port_destroyed_while_served_leaves_its_loop)
         result.set_value(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 60, false));
     });
     CFRunLoopRef loop = published.get_future().get();
-    while (!CFRunLoopIsWaiting(loop))
-        std::this_thread::sleep_for(1ms);
-    IONotificationPortDestroy(port);
+    EXPECT_TRUE(plinth::testing::run_loop::wait_until_waiting(loop));
+    destroy_port();
     add_device("Late");
     CFRunLoopWakeUp(loop);
     EXPECT_EQ(result.get_future().get(), kCFRunLoopRunFinished) << "the mode lost its only source";
@@ -330,7 +284,6 @@ TEST_F(io_notification_test, a_port_destroyed_while_served_leaves_its_loop)
 
 TEST_F(io_notification_test, refuses_unknown_types_and_consumes_the_dictionary)
 {
-    IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     io_iterator_t iterator = 1;
     EXPECT_EQ(IOServiceAddMatchingNotification(port, "NoSuchNotification", IOServiceMatching("IOService"),
                                                recorder::matched, nullptr, &iterator),
@@ -340,23 +293,15 @@ TEST_F(io_notification_test, refuses_unknown_types_and_consumes_the_dictionary)
     EXPECT_EQ(IOServiceAddMatchingNotification(port, kIOFirstMatchNotification, nullptr, recorder::matched, nullptr,
                                                &iterator),
               kIOReturnBadArgument);
-    IONotificationPortDestroy(port);
 }
-
-} // namespace
-
-namespace {
 
 TEST_F(io_notification_test, holds_at_most_1024_arrivals)
 {
-    IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     handle iterator;
     ASSERT_EQ(watch_usb_devices(port, kIOMatchedNotification, nullptr, iterator.out()), KERN_SUCCESS);
     for (int i = 0; i < 1030; ++i)
         add_device("Many");
     EXPECT_EQ(drain(iterator.get()).size(), 1024u);
-    iterator = handle();
-    IONotificationPortDestroy(port);
 }
 
 // Services published from several threads at once while the loop's callback
@@ -366,7 +311,6 @@ TEST_F(io_notification_test, services_added_from_several_threads_each_arrive_onc
 {
     constexpr int threads = 4;
     constexpr int per_thread = 100;
-    IONotificationPortRef port = IONotificationPortCreate(kIOMainPortDefault);
     recorder seen;
     handle iterator;
     ASSERT_EQ(watch_usb_devices(port, kIOFirstMatchNotification, &seen, iterator.out()), KERN_SUCCESS);
@@ -387,9 +331,7 @@ TEST_F(io_notification_test, services_added_from_several_threads_each_arrive_onc
             count += e.drained.size();
         return count;
     };
-    auto const until = std::chrono::steady_clock::now() + 10s;
-    while (total() < threads * per_thread && std::chrono::steady_clock::now() < until)
-        std::this_thread::sleep_for(1ms);
+    plinth::testing::run_loop::eventually([&] { return total() >= threads * per_thread; });
     loop.stop();
     EXPECT_EQ(total(), static_cast<std::size_t>(threads * per_thread));
     std::lock_guard guard(seen.mutex);
@@ -401,8 +343,6 @@ TEST_F(io_notification_test, services_added_from_several_threads_each_arrive_onc
     }
     std::sort(all.begin(), all.end());
     EXPECT_EQ(std::adjacent_find(all.begin(), all.end()), all.end()) << "no service twice";
-    iterator = handle();
-    IONotificationPortDestroy(port);
 }
 
 } // namespace

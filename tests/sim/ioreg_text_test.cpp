@@ -217,7 +217,7 @@ TEST(ioreg_text_tree, clipped_lines_keep_what_they_show)
                          {"after", sim::number{7, 32}}});
 }
 
-TEST(ioreg_text_malformed, errors_name_the_line)
+TEST(ioreg_text_malformed, errors_and_contradictions_between_printings_name_the_line)
 {
     auto const error = [](std::string const& text) { return dump_error_of([&] { sim::read_ioreg_text(text); }); };
     std::string const root = "+-o Root  <class IORegistryEntry, id 0x1, retain 9>\n";
@@ -256,11 +256,8 @@ TEST(ioreg_text_malformed, errors_name_the_line)
     EXPECT_EQ(error(root + "  {\n  }\n"),
               "line 2: the '{' stands at column 3; the block of the entry above belongs at column 5");
     EXPECT_EQ(error(root + "}\n"), "line 2: '}' closes no property block");
-}
 
-TEST(ioreg_text_malformed, contradictions_between_printings_are_errors)
-{
-    auto const error = [](std::string const& text) { return dump_error_of([&] { sim::read_ioreg_text(text); }); };
+    // Printings of one entry that contradict each other.
     EXPECT_EQ(error("+-o A  <class IOService, id 0x1, retain 1>\n"
                     "  +-o A  <class IOService, id 0x1, retain 1>\n"),
               "line 2: entry 0x1 is printed under itself");

@@ -52,14 +52,4 @@ TEST(keyed_dictionary, finds_every_key_after_one_in_front_of_it_is_erased)
     EXPECT_EQ(d.items().back().first, "key0") << "an erased key that comes back comes last";
 }
 
-TEST(keyed_dictionary, take_hands_over_the_items_and_leaves_it_empty)
-{
-    keyed_dictionary d;
-    d.assign("x", true);
-    auto const taken = std::move(d).take();
-    EXPECT_EQ(taken.size(), 1u);
-    keyed_dictionary fresh;
-    EXPECT_EQ(fresh.find("x"), nullptr);
-}
-
 } // namespace

@@ -4,12 +4,14 @@
 
 #include <atomic>
 #include <chrono>
+#include <functional>
+#include <future>
 #include <mutex>
 #include <thread>
 #include <vector>
 
-// Version-0 sources for the run-loop and notification tests: each records what its
-// callouts saw.
+// Version-0 sources for the run-loop, notification and HID tests, each recording
+// what its callouts saw, and a thread to run a loop on.
 namespace plinth::testing::run_loop {
 
 struct source_probe
@@ -78,5 +80,68 @@ inline bool wait_until_waiting(CFRunLoopRef loop, std::chrono::seconds limit = s
     }
     return true;
 }
+
+// Polls `done` (by short sleeps, in the test thread only) for up to ten seconds.
+inline bool eventually(std::function<bool()> const& done)
+{
+    auto const until = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!done())
+    {
+        if (std::chrono::steady_clock::now() > until)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+// A thread whose run loop runs `mode`, sleeping up to a minute a pass, until it is
+// told to stop; `source`, if given, is scheduled there from the loop's own thread.
+// While the mode is empty each pass returns at once.
+class loop_runner
+{
+public:
+    explicit loop_runner(CFStringRef mode = kCFRunLoopDefaultMode, CFRunLoopSourceRef source = nullptr)
+    {
+        std::promise<void> ready;
+        auto started = ready.get_future();
+        thread_ = std::thread([this, mode, source, &ready] {
+            // Held past the thread's end, which frees the thread's own reference.
+            loop_ = static_cast<CFRunLoopRef>(const_cast<void*>(CFRetain(CFRunLoopGetCurrent())));
+            id_ = std::this_thread::get_id();
+            if (source != nullptr)
+                CFRunLoopAddSource(loop_, source, mode);
+            ready.set_value();
+            while (!quit_)
+                CFRunLoopRunInMode(mode, 60, false);
+            if (source != nullptr)
+                CFRunLoopRemoveSource(loop_, source, mode);
+        });
+        started.wait();
+    }
+    loop_runner(loop_runner const&) = delete;
+    loop_runner& operator=(loop_runner const&) = delete;
+    ~loop_runner() { stop(); }
+
+    void stop()
+    {
+        if (!thread_.joinable())
+            return;
+        quit_ = true;
+        // A stop reaches only a running loop: repeat it until the loop has seen it.
+        auto finished = std::async(std::launch::async, [this] { thread_.join(); });
+        while (finished.wait_for(std::chrono::milliseconds(1)) != std::future_status::ready)
+            CFRunLoopStop(loop_);
+        CFRelease(loop_);
+    }
+
+    CFRunLoopRef loop() const { return loop_; }
+    std::thread::id thread_id() const { return id_; }
+
+private:
+    std::thread thread_;
+    std::atomic<bool> quit_{false};
+    CFRunLoopRef loop_ = nullptr;
+    std::thread::id id_;
+};
 
 } // namespace plinth::testing::run_loop
