@@ -19,7 +19,7 @@ int main()
 #include "stress/stress_run.hpp"
 #include "stress/watcher_churn.hpp"
 
-#include "device/apple/notifier.hpp"
+#include "device/apple/detail/notifier_service.hpp"
 #include "io_kit/cf/dictionary.hpp"
 #include "io_kit/io_iterator.hpp"
 #include "sim/control/registry.hpp"

@@ -5,7 +5,7 @@
 #include "device/apple/detail/device_watcher_service.hpp"
 #include "device/apple/device_event.hpp"
 #include "device/apple/device_match.hpp"
-#include "device/apple/notifier.hpp"
+#include "device/apple/detail/notifier_service.hpp"
 #include "error/apple/watch_errc.hpp"
 
 #include <boost/asio/any_io_executor.hpp>

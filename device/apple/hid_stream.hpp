@@ -3,8 +3,8 @@
 #include "device/apple/basic_hid_report.hpp"
 #include "device/apple/detail/hid_async_read.hpp"
 #include "device/apple/device.hpp"
-#include "device/apple/hid_run_loop_token.hpp"
-#include "device/apple/hid_service.hpp"
+#include "device/apple/detail/hid_run_loop_token.hpp"
+#include "device/apple/detail/hid_service.hpp"
 #include "io_kit/cf/string.hpp"
 #include "io_kit/io_hid_device.hpp"
 

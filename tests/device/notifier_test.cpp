@@ -1,4 +1,4 @@
-#include "device/apple/notifier.hpp"
+#include "device/apple/detail/notifier_service.hpp"
 #include "io_kit/cf/dictionary.hpp"
 #include "io_kit/io_iterator.hpp"
 #include "support/threaded_sim_test.hpp"

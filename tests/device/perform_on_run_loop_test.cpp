@@ -1,4 +1,4 @@
-#include "device/apple/perform_on_run_loop.hpp"
+#include "device/apple/detail/perform_on_run_loop.hpp"
 #include "tests/support/sim_test.hpp"
 
 #include <gtest/gtest.h>

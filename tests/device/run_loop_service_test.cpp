@@ -1,4 +1,4 @@
-#include "device/apple/perform_on_run_loop.hpp"
+#include "device/apple/detail/perform_on_run_loop.hpp"
 #include "device/apple/run_loop_service.hpp"
 #include "support/threaded_sim_test.hpp"
 

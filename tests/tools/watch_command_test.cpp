@@ -1,4 +1,4 @@
-#include "device/apple/notifier.hpp"
+#include "device/apple/detail/notifier_service.hpp"
 #include "support/threaded_sim_test.hpp"
 #include "tools/plinth-ioreg/registry_watch.hpp"
 #include "tools/plinth-ioreg/watch_event.hpp"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "device/apple/device_watcher.hpp"
-#include "device/apple/notifier.hpp"
+#include "device/apple/detail/notifier_service.hpp"
 #include "tools/plinth-ioreg/watch_event.hpp"
 
 #include <boost/asio/thread_pool.hpp>

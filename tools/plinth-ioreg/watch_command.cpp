@@ -1,6 +1,6 @@
 #include "tools/plinth-ioreg/watch_command.hpp"
 
-#include "device/apple/notifier.hpp"
+#include "device/apple/detail/notifier_service.hpp"
 #include "tools/plinth-ioreg/hotplug_simulator.hpp"
 #include "tools/plinth-ioreg/registry_source.hpp"
 #include "tools/plinth-ioreg/registry_watch.hpp"

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "device/apple/detail/handoff_allocator.hpp"
-#include "device/apple/hid_service.hpp"
+#include "device/apple/detail/hid_service.hpp"
 
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/append.hpp>

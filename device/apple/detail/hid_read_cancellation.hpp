@@ -1,7 +1,7 @@
 #pragma once
 
 #include "device/apple/detail/hid_async_read.hpp"
-#include "device/apple/hid_service.hpp"
+#include "device/apple/detail/hid_service.hpp"
 
 #include <boost/asio/cancellation_type.hpp>
 

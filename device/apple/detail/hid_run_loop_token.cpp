@@ -1,4 +1,4 @@
-#include "device/apple/hid_run_loop_token.hpp"
+#include "device/apple/detail/hid_run_loop_token.hpp"
 
 #include "io_kit/detail/share.hpp"
 

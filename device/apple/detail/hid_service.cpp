@@ -1,4 +1,4 @@
-#include "device/apple/hid_service.hpp"
+#include "device/apple/detail/hid_service.hpp"
 
 #include <boost/asio/error.hpp>
 
@@ -6,8 +6,6 @@
 #include <utility>
 
 namespace plinth::apple::detail {
-
-boost::asio::detail::service_id<hid_service> hid_service::id;
 
 hid_service::data::data(io_kit::io_hid_device d) : device(std::move(d))
 {

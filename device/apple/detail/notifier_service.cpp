@@ -1,6 +1,6 @@
-#include "device/apple/notifier.hpp"
+#include "device/apple/detail/notifier_service.hpp"
 
-#include "device/apple/perform_on_run_loop.hpp"
+#include "device/apple/detail/perform_on_run_loop.hpp"
 #include "io_kit/detail/share.hpp"
 #include "io_kit/mach_port.hpp"
 

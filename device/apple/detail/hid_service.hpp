@@ -1,6 +1,6 @@
 #pragma once
 
-#include "device/apple/hid_run_loop_token.hpp"
+#include "device/apple/detail/hid_run_loop_token.hpp"
 #include "device/apple/run_loop_service.hpp"
 #include "io_kit/io_hid_device.hpp"
 #include "utility/oneshot_function.hpp"
@@ -84,8 +84,10 @@ public:
     using record = rig::owning_mutex<data, std::mutex>;
     using iterator = std::list<record>::iterator;
 
-    // Keyed by its type.
-    static boost::asio::detail::service_id<hid_service> id;
+    // Keyed by its type, as Asio keys its own services: use_service finds the
+    // service through key_type (a base of the service, here itself) and typeid, so
+    // no static id, and no type of Asio's internals, is needed.
+    using key_type = hid_service;
 
     explicit hid_service(boost::asio::execution_context& owner);
     ~hid_service() override;

@@ -1,4 +1,4 @@
-#include "device/apple/perform_on_run_loop.hpp"
+#include "device/apple/detail/perform_on_run_loop.hpp"
 
 #include "io_kit/cf/auto_pointer.hpp"
 
