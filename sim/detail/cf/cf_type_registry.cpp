@@ -23,8 +23,10 @@ struct type_table
 
 type_table& table()
 {
-    static type_table instance;
-    return instance;
+    // Never destroyed, so that CF objects released during static destruction
+    // still find their type.
+    static auto* const instance = new type_table;
+    return *instance;
 }
 
 } // namespace

@@ -14,8 +14,10 @@ constexpr io_object_t name_step = 0x100;
 
 handle_table& handle_table::instance()
 {
-    static handle_table table;
-    return table;
+    // Never destroyed: a Mac's port names outlive the process's static destructors,
+    // and a detached thread may still release a handle while they run.
+    static auto* const table = new handle_table;
+    return *table;
 }
 
 io_object_t handle_table::add_reference(std::shared_ptr<kernel_object> object)

@@ -29,8 +29,10 @@ bool already_linked(registry_entry const& parent, registry_entry const& child, s
 
 registry_model& registry_model::instance()
 {
-    static registry_model model;
-    return model;
+    // Never destroyed, as the kernel's registry outlives the process: a thread still
+    // running while static destructors run may still call into it.
+    static auto* const model = new registry_model;
+    return *model;
 }
 
 registry_model::registry_model() : next_id_(first_free_id)
