@@ -5,10 +5,12 @@
 
 namespace rig {
 
-// A value together with the mutex that guards it, the mutex first. The value is
-// reachable only through lock(), so no code can touch it without holding the
-// mutex. The layout is part of the contract: C callbacks receive the address of
-// an owning_mutex as their context and lock it as the Mutex it starts with.
+// A value together with the mutex that guards it. The value is reachable only
+// through lock(), so no code can touch it without holding the mutex. A C
+// callback that receives an owning_mutex's address as its context casts it back
+// to the owning_mutex and calls lock(), as the HID stream's callbacks do. The
+// mutex is declared first, so the same address would also serve as the Mutex
+// itself; the test checks that layout, but no code of the library relies on it.
 template <typename T, typename Mutex = std::mutex>
 class owning_mutex
 {

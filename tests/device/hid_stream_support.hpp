@@ -107,8 +107,10 @@ class running_context
 {
 public:
     // A cancel made when the last read has already been cancelled (close() after a
-    // cancel() does that) posts a call that throws std::bad_function_call: the
-    // library's documented behaviour, which a program running the context absorbs.
+    // cancel() does that) posts the read's handler again, now empty, and calling
+    // it throws std::bad_function_call out of run(). That is what the library does
+    // today, not something its interface promises; this thread absorbs it and runs
+    // the context on.
     running_context()
         : guard_(context.get_executor()), thread_([this] {
               for (;;)
