@@ -1,3 +1,4 @@
+// errc: the "plinth" error category and its messages for the registry model's own failures.
 #include "error/errc.hpp"
 
 #include <string>

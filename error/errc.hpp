@@ -1,3 +1,4 @@
+// errc: the registry model's own failures (missing property, unknown plane, ...) as Boost.System codes.
 #pragma once
 
 #include <boost/system/error_code.hpp>

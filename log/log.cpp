@@ -1,3 +1,4 @@
+// log: the sink behind a mutex, its default that writes to standard error, and a log() that never throws.
 #include "log/log.hpp"
 
 #include <cstdio>

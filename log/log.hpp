@@ -1,3 +1,4 @@
+// log: the library's one logging call, plinth::log, and the replaceable sink it hands lines to.
 #pragma once
 
 #include <functional>

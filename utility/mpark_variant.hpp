@@ -1,3 +1,4 @@
+// mpark_variant: mpark::variant where installed, else the same names mapped onto std::variant.
 #pragma once
 
 // The library names its variant mpark::variant. Where mpark's variant is

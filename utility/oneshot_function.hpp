@@ -1,3 +1,4 @@
+// oneshot_function: a move-only type-erased callable consumed by its one call, optionally allocator-stored.
 #pragma once
 
 #include <functional>

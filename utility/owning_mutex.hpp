@@ -1,3 +1,4 @@
+// owning_mutex: a value bundled with the mutex that guards it, reachable only through a lock.
 #pragma once
 
 #include <mutex>

@@ -1,3 +1,4 @@
+// hid_errc: the "plinth.hid" error category and its messages.
 #include "error/apple/hid_errc.hpp"
 
 #include <string>

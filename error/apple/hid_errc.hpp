@@ -1,3 +1,4 @@
+// hid_errc: a HID stream's failures that IOKit does not report (not open, property missing).
 #pragma once
 
 #include <boost/system/error_code.hpp>

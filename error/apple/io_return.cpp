@@ -1,3 +1,4 @@
+// io_return: the "IOReturn" category; messages name IOKit's common returns and give the value in hex.
 #include "error/apple/io_return.hpp"
 
 #include <fmt/format.h>

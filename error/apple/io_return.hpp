@@ -1,3 +1,4 @@
+// io_return: the error category of IOKit's IOReturn and Mach's kern_return_t values.
 #pragma once
 
 #include <boost/system/error_code.hpp>

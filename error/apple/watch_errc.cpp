@@ -1,3 +1,4 @@
+// watch_errc: the "plinth.watch" error category and its message.
 #include "error/apple/watch_errc.hpp"
 
 #include <string>

@@ -1,3 +1,4 @@
+// watch_errc: a device watcher's failures (events dropped on overflow) as Boost.System codes.
 #pragma once
 
 #include <boost/system/error_code.hpp>

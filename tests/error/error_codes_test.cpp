@@ -1,3 +1,4 @@
+// Tests of the error enums and the IOReturn category: changed values, mixed-up categories, lost return names.
 #include "error/apple/hid_errc.hpp"
 #include "error/apple/io_return.hpp"
 #include "error/errc.hpp"

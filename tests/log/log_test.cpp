@@ -1,3 +1,4 @@
+// Tests of plinth::log: lines missing the sink, a throwing sink escaping, a lost default, lines torn by threads.
 #include "log/log.hpp"
 
 #include <gtest/gtest.h>

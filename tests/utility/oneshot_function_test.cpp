@@ -1,3 +1,4 @@
+// Tests of rig::oneshot_function: second calls, leaked callables, refused move-only ones, allocator leaks.
 #include "utility/oneshot_function.hpp"
 
 #include <gtest/gtest.h>

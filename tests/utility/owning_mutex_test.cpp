@@ -1,3 +1,4 @@
+// Tests of rig::owning_mutex: lost updates between threads, locks held past unlock(), the mutex-first layout.
 #include "utility/owning_mutex.hpp"
 
 #include <gtest/gtest.h>
