@@ -1,3 +1,4 @@
+// io_hid_device: the IOHIDDevice calls behind the handle, with failed IOReturns thrown as system_error.
 #include "io_kit/io_hid_device.hpp"
 
 #include "io_kit/cf/string.hpp"

@@ -1,3 +1,4 @@
+// io_hid_device: a reference-counted handle on an IOHIDDeviceRef: open, properties, callbacks, reports.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

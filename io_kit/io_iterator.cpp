@@ -1,3 +1,4 @@
+// io_iterator: IOIteratorNext behind next(), and share() for an iterator a notification only lends.
 #include "io_kit/io_iterator.hpp"
 
 #include "io_kit/detail/throw_if_failed.hpp"

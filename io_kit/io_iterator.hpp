@@ -1,3 +1,4 @@
+// io_iterator: an owned io_iterator_t that hands out the objects it walks, each owned by the caller.
 #pragma once
 
 #include "io_kit/io_object.hpp"

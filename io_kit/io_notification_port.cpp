@@ -1,3 +1,4 @@
+// io_notification_port: port creation and destruction, and the two IOService notification calls.
 #include "io_kit/io_notification_port.hpp"
 
 #include "io_kit/detail/throw_if_failed.hpp"

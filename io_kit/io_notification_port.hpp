@@ -1,3 +1,4 @@
+// io_notification_port: the sole owner of an IONotificationPort; adds matching and interest notifications.
 #pragma once
 
 #include "io_kit/cf/dictionary.hpp"

@@ -1,3 +1,4 @@
+// io_object: IOObjectRetain/IOObjectRelease behind copy, move and destruction; a release never throws.
 #include "io_kit/io_object.hpp"
 
 #include "io_kit/detail/throw_if_failed.hpp"

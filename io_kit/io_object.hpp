@@ -1,3 +1,4 @@
+// io_object: one owned reference to an IOKit object; copies retain, destruction releases.
 #pragma once
 
 #include "io_kit/io_object_view.hpp"

@@ -1,3 +1,4 @@
+// io_object_view: IOObjectGetClass, IOObjectConformsTo and IOObjectIsEqualTo, null handles answered here.
 #include "io_kit/io_object_view.hpp"
 
 #include "io_kit/detail/throw_if_failed.hpp"

@@ -1,3 +1,4 @@
+// io_object_view: a non-owning IOKit object handle with class, conformance and identity queries.
 #pragma once
 
 #include <IOKit/IOKitLib.h>

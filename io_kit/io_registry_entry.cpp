@@ -1,3 +1,4 @@
+// io_registry_entry: parent and child lookups and ID matching; the rest forwards to the entry's view.
 #include "io_kit/io_registry_entry.hpp"
 
 #include "io_kit/detail/throw_if_failed.hpp"

@@ -1,3 +1,4 @@
+// io_registry_entry: an owned I/O Registry entry: its parents, children, names, path, ID and properties.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

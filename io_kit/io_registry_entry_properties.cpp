@@ -1,3 +1,4 @@
+// io_registry_entry_properties: IORegistryEntryCreateCFProperties, its dictionary released even on failure.
 #include "io_kit/io_registry_entry_properties.hpp"
 
 #include "io_kit/cf/auto_pointer.hpp"

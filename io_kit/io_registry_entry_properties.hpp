@@ -1,3 +1,4 @@
+// io_registry_entry_properties: one registry entry's properties, all at once, as a new CF dictionary.
 #pragma once
 
 #include "io_kit/cf/dictionary.hpp"

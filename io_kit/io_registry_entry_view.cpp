@@ -1,3 +1,4 @@
+// io_registry_entry_view: the IORegistryEntry queries, reading IOKit's fixed-size name buffers safely.
 #include "io_kit/io_registry_entry_view.hpp"
 
 #include "io_kit/detail/throw_if_failed.hpp"

@@ -1,3 +1,4 @@
+// io_registry_entry_view: a non-owning registry entry: name, location, path, ID, plane membership, one property.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

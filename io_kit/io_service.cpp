@@ -1,3 +1,4 @@
+// io_service: construction from a handle or an io_object, and IOServiceMatching into a CF::Dictionary.
 #include "io_kit/io_service.hpp"
 
 #include <utility>

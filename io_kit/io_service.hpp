@@ -1,3 +1,4 @@
+// io_service: an owned registry entry that is an IOService, and IOServiceMatching by class name.
 #pragma once
 
 #include "io_kit/cf/dictionary.hpp"

@@ -1,3 +1,4 @@
+// io_service_view: a non-owning registry entry that is an IOService, such as a HID device's entry.
 #pragma once
 
 #include "io_kit/io_registry_entry_view.hpp"

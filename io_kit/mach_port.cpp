@@ -1,3 +1,4 @@
+// mach_port: the default main port and the registry calls made through it.
 #include "io_kit/mach_port.hpp"
 
 #include "io_kit/detail/throw_if_failed.hpp"

@@ -1,3 +1,4 @@
+// mach_port: the IOKit main port: the registry's root, entries by path, and matching services.
 #pragma once
 
 #include "io_kit/cf/dictionary.hpp"

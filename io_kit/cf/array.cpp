@@ -1,3 +1,4 @@
+// CF::Array: the CFArray calls, an out-of-range index answered with an empty pointer.
 #include "io_kit/cf/array.hpp"
 
 #include "io_kit/detail/keep_if_type.hpp"

@@ -1,3 +1,4 @@
+// CF::Array: a CFArray wrapper (how an OSArray property reads back): count and values by index.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

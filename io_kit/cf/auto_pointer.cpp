@@ -1,3 +1,4 @@
+// CF::AutoPointer: CFRetain/CFRelease behind copy, move, swap and destruction; null is never released.
 #include "io_kit/cf/auto_pointer.hpp"
 
 #include <utility>

@@ -1,3 +1,4 @@
+// CF::AutoPointer: one owned reference to a CF object of any type; copies retain, destruction releases.
 #pragma once
 
 #include "io_kit/cf/type.hpp"

@@ -1,3 +1,4 @@
+// CF::Boolean: the type check on construction and CFBooleanGetValue.
 #include "io_kit/cf/boolean.hpp"
 
 #include "io_kit/detail/keep_if_type.hpp"

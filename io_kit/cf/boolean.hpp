@@ -1,3 +1,4 @@
+// CF::Boolean: a CFBoolean wrapper whose bool conversion is the value held, not validity.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

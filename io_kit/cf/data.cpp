@@ -1,3 +1,4 @@
+// CF::Data: the type check on construction and the CFData byte and length calls.
 #include "io_kit/cf/data.hpp"
 
 #include "io_kit/detail/keep_if_type.hpp"

@@ -1,3 +1,4 @@
+// CF::Data: a CFData wrapper giving its bytes and length.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

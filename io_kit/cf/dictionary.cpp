@@ -1,3 +1,4 @@
+// CF::Dictionary: sharing a borrowed dictionary, the type check, and lookups that own their result.
 #include "io_kit/cf/dictionary.hpp"
 
 #include "io_kit/detail/keep_if_type.hpp"

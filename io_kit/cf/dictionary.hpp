@@ -1,3 +1,4 @@
+// CF::Dictionary: a CFDictionary wrapper (matching dictionaries, property sets): count and lookup by key.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

@@ -1,3 +1,4 @@
+// CF::GetEntries: CFDictionaryGetKeysAndValues, with each borrowed key and value retained.
 #include "io_kit/cf/dictionary_entries.hpp"
 
 #include "io_kit/detail/share.hpp"

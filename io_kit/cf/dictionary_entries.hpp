@@ -1,3 +1,4 @@
+// CF::GetEntries: every key and value of a CF dictionary, each with its own reference.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

@@ -1,3 +1,4 @@
+// CF::Number: the type check, and a 64-bit read narrowed to int here so the result is always the C cast.
 #include "io_kit/cf/number.hpp"
 
 #include "io_kit/detail/keep_if_type.hpp"

@@ -1,3 +1,4 @@
+// CF::Number: a CFNumber wrapper whose int conversion narrows as a C cast does.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

@@ -1,3 +1,4 @@
+// CF::GetNumberValue: reads a number as 64-bit integer and double and records its byte size and kind.
 #include "io_kit/cf/number_value.hpp"
 
 namespace CF {

@@ -1,3 +1,4 @@
+// CF::NumberValue: a CF number's value at its own width and kind, integer or floating point.
 #pragma once
 
 #include "io_kit/cf/number.hpp"

@@ -1,3 +1,4 @@
+// CF::Set: the type check and CFSetGetValues, with each borrowed value retained.
 #include "io_kit/cf/set.hpp"
 
 #include "io_kit/detail/keep_if_type.hpp"

@@ -1,3 +1,4 @@
+// CF::Set: a CFSet wrapper (how an OSSet property reads back): count and all values.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

@@ -1,3 +1,4 @@
+// CF::String: creation from C text, and reading through CF's fast path or else a sized buffer.
 #include "io_kit/cf/string.hpp"
 
 #include "io_kit/detail/keep_if_type.hpp"

@@ -1,3 +1,4 @@
+// CF::String: a CFString wrapper, made from C text or a CF object, read back in any encoding.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

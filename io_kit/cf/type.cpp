@@ -1,3 +1,4 @@
+// CF::Type: its destructor, so the vtable lives in this library, and IsValid.
 #include "io_kit/cf/type.hpp"
 
 namespace CF {

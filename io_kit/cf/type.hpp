@@ -1,3 +1,4 @@
+// CF::Type: the base of every CF value wrapper: the CF object held, or nothing.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>

@@ -1,3 +1,4 @@
+// keep_if_type: the CFGetTypeID check behind every typed CF wrapper's constructor.
 #include "io_kit/detail/keep_if_type.hpp"
 
 namespace plinth::apple::io_kit::detail {

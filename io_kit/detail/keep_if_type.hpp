@@ -1,3 +1,4 @@
+// keep_if_type: a new reference to a CF object of the wanted type, or an empty pointer for any other type.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

@@ -1,3 +1,4 @@
+// share: CFRetain for a non-null object, taken over by an AutoPointer.
 #include "io_kit/detail/share.hpp"
 
 namespace plinth::apple::io_kit::detail {

@@ -1,3 +1,4 @@
+// share: a reference of its own to a borrowed CF object (Get rule), empty for null.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

@@ -1,3 +1,4 @@
+// throw_if_failed: the one place the IOKit wrappers throw a failed return, in the IOReturn category.
 #include "io_kit/detail/throw_if_failed.hpp"
 
 #include "error/apple/io_return.hpp"

@@ -1,3 +1,4 @@
+// throw_if_failed: turns a failed IOKit return into system_error naming the IOKit call.
 #pragma once
 
 #include <IOKit/IOKitLib.h>

@@ -1,3 +1,4 @@
+// Tests of the CF value wrappers: leaked or lost references, wrappers holding a foreign type, bad text or number reads.
 #include "io_kit/cf/auto_pointer.hpp"
 #include "io_kit/cf/boolean.hpp"
 #include "io_kit/cf/data.hpp"

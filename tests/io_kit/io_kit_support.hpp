@@ -1,3 +1,4 @@
+// Helpers for the io_kit tests: a registry entry found by its ID through a matching dictionary.
 #pragma once
 
 #include "io_kit/io_registry_entry.hpp"

@@ -1,3 +1,4 @@
+// Tests of io_object and io_object_view: leaked or lost references, sources not emptied, wrong identity and class.
 #include "io_kit/io_object.hpp"
 #include "io_kit/io_object_view.hpp"
 #include "io_kit/io_registry_entry.hpp"

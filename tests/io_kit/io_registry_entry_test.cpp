@@ -1,3 +1,4 @@
+// Tests of io_registry_entry: wrong names, paths or planes, misordered parents and children, shared property copies.
 #include "io_kit/cf/boolean.hpp"
 #include "io_kit/cf/data.hpp"
 #include "io_kit/cf/number.hpp"

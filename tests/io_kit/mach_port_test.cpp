@@ -1,3 +1,4 @@
+// Tests of mach_port: a wrong root or path lookup, class matching that misses subclasses, a consumed dictionary.
 #include "io_kit/cf/dictionary.hpp"
 #include "io_kit/cf/string.hpp"
 #include "io_kit/io_iterator.hpp"

@@ -1,3 +1,4 @@
+// Tests of listing an entry's properties: lost keys, numbers at the wrong width, cut collections, null entries.
 #include "io_kit/cf/array.hpp"
 #include "io_kit/cf/dictionary_entries.hpp"
 #include "io_kit/cf/number_value.hpp"

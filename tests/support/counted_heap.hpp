@@ -1,3 +1,4 @@
+// counted_heap: a replaced global operator new/delete that counts every heap allocation of the program.
 #pragma once
 
 // Counts every heap allocation the program makes through operator new, on any

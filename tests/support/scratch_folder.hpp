@@ -1,3 +1,4 @@
+// scratch_folder: a per-process temporary folder for files a test writes, removed with its contents; read_file.
 #pragma once
 
 #include <unistd.h>

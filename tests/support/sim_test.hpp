@@ -1,3 +1,4 @@
+// sim_test: the base fixture that resets the simulated I/O Kit and fails a test leaking handles, CF objects or misuse.
 #pragma once
 
 #include "sim/control/diagnostics.hpp"

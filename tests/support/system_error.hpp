@@ -1,3 +1,4 @@
+// system_error_of: the boost::system::system_error a call throws, or a test failure when it throws none.
 #pragma once
 
 #include <boost/system/system_error.hpp>

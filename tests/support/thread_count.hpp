@@ -1,3 +1,4 @@
+// thread_count: how many threads the process has, and a wait for that number to come back down.
 #pragma once
 
 #include <chrono>

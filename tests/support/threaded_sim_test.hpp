@@ -1,3 +1,4 @@
+// threaded_sim_test: a sim_test that also fails a test whose threads outlive it.
 #pragma once
 
 #include "support/sim_test.hpp"
