@@ -1,3 +1,4 @@
+// abort_enum_out_of_range: ends the process for an out-of-range enumerator; enum_in_range checks one.
 #pragma once
 
 #include <stdexcept>

@@ -1,3 +1,4 @@
+// device: registry queries by plane, and the conversion of a CF property value into property_type.
 #include "device/apple/device.hpp"
 
 #include "device/apple/abort_enum_out_of_range.hpp"

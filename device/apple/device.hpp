@@ -1,3 +1,4 @@
+// device: a value handle on one I/O Registry entry, asking the registry for its properties and relations.
 #pragma once
 
 #include "device/apple/plane.hpp"

@@ -1,3 +1,4 @@
+// device_class: the table of IOKit class names, and IOServiceMatching of one of them.
 #include "device/apple/device_class.hpp"
 
 #include "device/apple/abort_enum_out_of_range.hpp"

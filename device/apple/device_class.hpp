@@ -1,3 +1,4 @@
+// device_class: the IOKit class names of device::device_class and matching dictionaries for them.
 #pragma once
 
 #include "device/apple/device.hpp"

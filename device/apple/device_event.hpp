@@ -1,3 +1,4 @@
+// device_event: one entry arriving or leaving, as a device_watcher reports it.
 #pragma once
 
 #include "device/apple/device.hpp"

@@ -1,3 +1,4 @@
+// device_match: vendor and product IDs read from the USB keys, else the HID ones.
 #include "device/apple/device_match.hpp"
 
 #include <boost/system/system_error.hpp>

@@ -1,3 +1,4 @@
+// device_match: which entries a device_watcher reports: a class, narrowed to a vendor and product ID.
 #pragma once
 
 #include "device/apple/device.hpp"

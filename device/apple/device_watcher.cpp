@@ -1,3 +1,4 @@
+// device_watcher: arms the departure, then the arrival notification, and hands their tokens to the notifier.
 #include "device/apple/device_watcher.hpp"
 
 #include "device/apple/detail/device_watcher_service.hpp"

@@ -1,3 +1,4 @@
+// device_watcher: a Boost.Asio I/O object that reports entries of a device_match arriving and leaving.
 #pragma once
 
 #include "device/apple/detail/device_watch_state.hpp"

@@ -1,3 +1,4 @@
+// pci_device: little-endian reads of the configuration properties, with all-ones or 0x00FF when absent.
 #include "device/apple/pci_device.hpp"
 
 #include <concepts>

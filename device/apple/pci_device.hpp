@@ -1,3 +1,4 @@
+// pci_device: a PCI function's configuration-header identity and child index as the registry publishes them.
 #pragma once
 
 #include "device/apple/device.hpp"

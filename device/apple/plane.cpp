@@ -1,3 +1,4 @@
+// plane: the table of IOKit plane names and the lookup of a plane by its exact name.
 #include "device/apple/plane.hpp"
 
 #include "device/apple/abort_enum_out_of_range.hpp"

@@ -1,3 +1,4 @@
+// plane: the registry planes, their IOKit names, and the plane a name stands for.
 #pragma once
 
 namespace plinth {

@@ -1,3 +1,4 @@
+// serial_bsd_client: each getter reads one string property of the serial port's entry.
 #include "device/apple/serial_bsd_client.hpp"
 
 #include "device/apple/detail/property_as.hpp"

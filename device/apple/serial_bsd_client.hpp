@@ -1,3 +1,4 @@
+// serial_bsd_client: a serial port's entry: its terminal names and callout and dial-in device files.
 #pragma once
 
 #include "device/apple/device.hpp"

@@ -1,3 +1,4 @@
+// tree: root, path and ID lookups through the main port; a path holding a NUL names no entry.
 #include "device/apple/tree.hpp"
 
 #include "io_kit/io_registry_entry.hpp"

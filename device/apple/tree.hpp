@@ -1,3 +1,4 @@
+// tree: the entry point to the I/O Registry: the root, an entry by path, and entries by registry ID.
 #pragma once
 
 #include "device/apple/device.hpp"

@@ -1,3 +1,4 @@
+// usb_device: the USB property reads, the port-number fallbacks, and filter_usb_device's matching rules.
 #include "device/apple/usb_device.hpp"
 
 #include "device/apple/detail/property_as.hpp"

@@ -1,3 +1,4 @@
+// usb_device: a host USB device's entry: IOUSB-plane navigation, identity, descriptor; filter_usb_device.
 #pragma once
 
 #include "device/apple/device.hpp"

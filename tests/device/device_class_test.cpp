@@ -1,3 +1,4 @@
+// Tests of device_class matching: dictionaries asking for more than the class, missed subclasses, bad enumerators.
 #include "device/apple/device_class.hpp"
 #include "device/apple/tree.hpp"
 #include "support/sim_test.hpp"

@@ -1,3 +1,4 @@
+// Helpers for the device tests: a registry entry found by its ID and wrapped as a device.
 #pragma once
 
 #include "device/apple/device.hpp"

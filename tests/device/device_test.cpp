@@ -1,3 +1,4 @@
+// Tests of device: misread or misordered property kinds, errors without the key, planes mixed up, thread races.
 #include "device/apple/device.hpp"
 #include "error/errc.hpp"
 #include "device/device_support.hpp"

@@ -1,3 +1,4 @@
+// Tests of device_watcher: lost or misordered events, early or misrouted completions, cancel and shutdown leaks.
 #include "device/apple/device_watcher.hpp"
 #include "support/threaded_sim_test.hpp"
 

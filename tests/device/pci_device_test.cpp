@@ -1,3 +1,4 @@
+// Tests of pci_device: identity bytes in the wrong order or unpadded, wrong fallbacks for missing values.
 #include "device/apple/pci_device.hpp"
 #include "io_kit/io_kit_support.hpp"
 #include "support/sim_test.hpp"

@@ -1,3 +1,4 @@
+// Tests of plane: names that do not round-trip, inexact or case-blind lookups, out-of-range planes not terminating.
 #include "device/apple/plane.hpp"
 #include "error/errc.hpp"
 #include "support/system_error.hpp"

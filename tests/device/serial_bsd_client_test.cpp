@@ -1,3 +1,4 @@
+// Tests of serial_bsd_client: wrong port names, other classes accepted, values converted between kinds.
 #include "device/apple/serial_bsd_client.hpp"
 #include "device/apple/usb_device.hpp"
 #include "error/errc.hpp"

@@ -1,3 +1,4 @@
+// Tests of tree: unreachable entries, paths or IDs not leading back to their entry, races between query threads.
 #include "device/apple/tree.hpp"
 #include "support/sim_test.hpp"
 

@@ -1,3 +1,4 @@
+// Tests of usb_device: other classes accepted, substituted values, wrong port-number fallbacks, filter mistakes.
 #include "device/apple/usb_device.hpp"
 #include "error/errc.hpp"
 #include "device/device_support.hpp"

@@ -1,3 +1,4 @@
+// device_watch_state: draining notifications into ordered events, overflow counting, waits and cancels.
 #include "device/apple/detail/device_watch_state.hpp"
 
 #include "error/apple/watch_errc.hpp"

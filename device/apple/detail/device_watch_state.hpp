@@ -1,3 +1,4 @@
+// device_watch_state: a device_watcher's event queue and waits, shared with the notifier's run-loop thread.
 #pragma once
 
 #include "device/apple/detail/device_watch_wait.hpp"

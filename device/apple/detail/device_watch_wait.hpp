@@ -1,3 +1,4 @@
+// device_watch_wait: one pending device_watcher wait with its handler's type erased, holding Asio work.
 #pragma once
 
 #include "device/apple/device_event.hpp"

@@ -1,3 +1,4 @@
+// device_watcher_service: the watchers' states by address, shut down with the lock released.
 #include "device/apple/detail/device_watcher_service.hpp"
 
 #include "device/apple/detail/device_watch_state.hpp"

@@ -1,3 +1,4 @@
+// device_watcher_service: the per-context service that destroys watchers' pending waits at shutdown.
 #pragma once
 
 #include <boost/asio/execution_context.hpp>

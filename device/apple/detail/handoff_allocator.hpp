@@ -1,3 +1,4 @@
+// handoff_allocator: pooled memory for HID read handlers made on one thread and released on another.
 #pragma once
 
 #include <boost/pool/pool_alloc.hpp>

@@ -1,3 +1,4 @@
+// property_as: a device property as the one value kind asked for, never converted.
 #pragma once
 
 #include "device/apple/device.hpp"
