@@ -1,3 +1,4 @@
+// handoff_support: latency counters, CPU pinning and the std::promise baseline of the handoff benchmarks.
 #pragma once
 
 // What the handoff benchmarks share: latencies in microseconds reported as median

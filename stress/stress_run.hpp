@@ -1,3 +1,4 @@
+// stress_run: the stress programs' shared options and the closing account that fails a run leaving anything behind.
 #pragma once
 // What the stress programs share: their options, and the closing account that
 // prints what a run did and fails it when anything was lost or left behind.

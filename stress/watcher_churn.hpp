@@ -1,3 +1,4 @@
+// watcher_churn: device watchers made and dropped on strands, checking each history they are told is possible.
 #pragma once
 // The device watchers' half of notifier_stress: watchers made and destroyed from
 // several threads, and from inside their own handlers, while entries come and go.

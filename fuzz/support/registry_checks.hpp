@@ -1,3 +1,4 @@
+// registry_checks: what every fuzzer does after feeding: read the whole registry back and fail on leaks.
 #pragma once
 
 #include "device/apple/plane.hpp"

@@ -1,3 +1,4 @@
+// consumer: a program outside the project that prints the registry root's name through the installed library.
 #include "device/apple/tree.hpp"
 #if !defined(__APPLE__)
 #include "sim/control/registry.hpp"
