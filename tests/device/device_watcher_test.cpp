@@ -1,4 +1,4 @@
-// Tests of device_watcher: lost or misordered events, early or misrouted completions, cancel and shutdown leaks.
+// Tests of device_watcher: lost or misordered events, early or misrouted completions, mishandled cancels and shutdown.
 #include "device/apple/device_watcher.hpp"
 #include "support/threaded_sim_test.hpp"
 
