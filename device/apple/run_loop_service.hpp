@@ -1,15 +1,12 @@
+// The execution-context service whose one run-loop thread receives IOKit's callbacks in the "read" mode.
 #pragma once
 
-#include "io_kit/cf/auto_pointer.hpp"
+#include "device/apple/detail/run_loop_thread.hpp"
 #include "io_kit/cf/string.hpp"
 
 #include <boost/asio/execution_context.hpp>
 
 #include <CoreFoundation/CFRunLoop.h>
-
-#include <atomic>
-#include <future>
-#include <thread>
 
 namespace plinth::apple {
 
@@ -45,23 +42,12 @@ public:
     // Throws std::bad_alloc when the wait cannot be queued.
     void finish_callbacks_in_flight();
 
-    // The one mode the thread serves after start-up, "read": whatever this loop is
-    // to serve must be scheduled in it.
+    // The one mode the thread serves, "read": whatever this loop is to serve must
+    // be scheduled in it.
     static CF::String read_run_loop_mode;
 
 private:
-    void run_loop_run();
-
-    std::promise<CFRunLoopRef> run_loop_promise;
-    // Ready once the loop has returned for good: no callback runs on it after.
-    std::promise<void> loop_ended_promise;
-    std::shared_future<void> loop_ended = loop_ended_promise.get_future().share();
-    // Built before the thread starts, so that shutdown() can reach it whenever it
-    // comes.
-    CF::AutoPointer stop_source;
-    std::thread thr;
-    CFRunLoopRef run_loop;
-    std::atomic<bool> stop_requested{false};
+    detail::run_loop_thread loop_thread;
 };
 
 } // namespace plinth::apple

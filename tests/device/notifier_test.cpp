@@ -1,4 +1,6 @@
+// Tests of the notifier service: its serving thread, notifications reaching it, tokens and their clean-up, and shutdown.
 #include "device/apple/detail/notifier_service.hpp"
+#include "device/apple/detail/perform_on_run_loop.hpp"
 #include "io_kit/cf/dictionary.hpp"
 #include "io_kit/io_iterator.hpp"
 #include "support/threaded_sim_test.hpp"
@@ -10,7 +12,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <cfloat>
 #include <condition_variable>
+#include <future>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -218,6 +222,46 @@ TEST_F(notifier_test, shutdown_is_harmless_twice_and_leaves_no_loop)
     EXPECT_EQ(service.get_run_loop(), nullptr);
     EXPECT_FALSE(service.get_notification_port());
     service.shutdown();
+}
+
+// A callback that runs the serving loop itself, as a synchronous call inside a
+// callback may: the run it makes is nested in the one that called it back.
+struct nesting_callback
+{
+    std::promise<void> nested_run_started;
+    CFRunLoopRunResult nested_result = 0;
+
+    static void matched(void* refcon, io_iterator_t iterator)
+    {
+        auto& self = *static_cast<nesting_callback*>(refcon);
+        while (io_object_t service = IOIteratorNext(iterator))
+            IOObjectRelease(service);
+        CFRunLoopRef const loop = CFRunLoopGetCurrent();
+        plinth::apple::detail::perform_on_run_loop(loop, kCFRunLoopDefaultMode,
+                                                   [&self] { self.nested_run_started.set_value(); });
+        self.nested_result = CFRunLoopRunInMode(kCFRunLoopDefaultMode, DBL_MAX, false);
+    }
+};
+
+// A stop that only the innermost run sees ends the nested run and leaves the one
+// it is nested in serving: shutdown's join would never return.
+TEST_F(notifier_test, shutdown_while_a_callback_runs_the_loop_stops_the_loop_it_is_nested_in_too)
+{
+    boost::asio::io_context context;
+    auto& service = boost::asio::use_service<notifier_service>(context);
+    auto nesting = std::make_shared<nesting_callback>();
+    auto started = nesting->nested_run_started.get_future();
+    auto notification = service.get_notification_port().add_matching_notification(
+        kIOFirstMatchNotification, matching("IOUSBHostDevice"), nesting_callback::matched, nesting.get());
+    while (notification.next())
+    {
+    }
+    auto const token = service.get_token(std::move(notification), nesting);
+    sim::add_entry({"IOUSBHostDevice", "Mouse"}, sim::root_entry_id);
+    started.wait();
+    service.shutdown();
+    EXPECT_EQ(nesting->nested_result, kCFRunLoopRunStopped) << "the nested run ends with the loop";
+    EXPECT_EQ(service.get_run_loop(), nullptr);
 }
 
 TEST_F(notifier_test, dropping_a_token_ends_its_notification_and_then_releases_its_context)

@@ -1,3 +1,4 @@
+// Tests of queuing a call onto a run loop: it runs once on the loop's thread in its mode, or goes unrun with the loop.
 #include "device/apple/detail/perform_on_run_loop.hpp"
 #include "tests/support/sim_test.hpp"
 

@@ -1,3 +1,4 @@
+// Tests of the run-loop service: its thread and read mode, a shutdown at any moment, and the wait for callbacks in flight.
 #include "device/apple/detail/perform_on_run_loop.hpp"
 #include "device/apple/run_loop_service.hpp"
 #include "support/threaded_sim_test.hpp"
@@ -69,8 +70,8 @@ TEST_F(run_loop_service_test, work_queued_in_the_default_mode_after_start_up_is_
 
 TEST_F(run_loop_service_test, shutdown_right_after_construction_ends_the_thread_every_time)
 {
-    // Each shutdown may land anywhere in the thread's start-up: inside the start-up
-    // pass, between it and the read mode, or in the read mode.
+    // Each shutdown lands early in the thread's first run of the read mode: while
+    // it still hands the loop over, or once it waits.
     for (int cycle = 0; cycle < 2000; ++cycle)
     {
         boost::asio::execution_context owner;

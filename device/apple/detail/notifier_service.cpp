@@ -1,3 +1,4 @@
+// The notifier service: its thread and port, its shutdown, and the clean-up that ends a token's notification.
 #include "device/apple/detail/notifier_service.hpp"
 
 #include "device/apple/detail/perform_on_run_loop.hpp"
@@ -6,6 +7,8 @@
 
 #include <sched.h>
 
+#include <future>
+#include <thread>
 #include <utility>
 
 namespace plinth::apple::detail {
@@ -55,10 +58,12 @@ notifier_service::notifier_service(boost::asio::execution_context& owner)
     , notification_port(io_kit::mach_port::master_port_default())
     , notifiers(std::make_shared<notifiers_data>())
 {
-    std::promise<CFRunLoopRef> promise;
-    auto future = promise.get_future();
-    notifiers->thread = std::thread(&notifier_service::run_loop_run, this, std::move(promise));
-    notifiers->run_loop = future.get();
+    // The port's source is in the loop before it first runs: once the constructor
+    // returns, the loop serves the port.
+    notifiers->thread = std::make_unique<run_loop_thread>(kCFRunLoopDefaultMode, [this](CFRunLoopRef loop) {
+        CFRunLoopAddSource(loop, notification_port.get_run_loop_source(), kCFRunLoopDefaultMode);
+    });
+    notifiers->run_loop = notifiers->thread->get_run_loop();
 }
 
 notifier_service::~notifier_service()
@@ -67,34 +72,22 @@ notifier_service::~notifier_service()
     notification_port.reset();
 }
 
-void notifier_service::run_loop_run(std::promise<CFRunLoopRef> promise)
-{
-    CFRunLoopRef const loop = CFRunLoopGetCurrent();
-    // The port's source keeps the default mode from being empty.
-    CFRunLoopAddSource(loop, notification_port.get_run_loop_source(), kCFRunLoopDefaultMode);
-    // Handed over from inside the running loop, so that a stop from shutdown()
-    // always finds it running.
-    perform_on_run_loop(loop, kCFRunLoopDefaultMode, [&promise, loop] { promise.set_value(loop); });
-    CFRunLoopRun();
-}
-
 // The thread is joined before the port and the notifications go, and with the
 // mutex released: until the join returns, a callback may still be running with its
 // context, or be calling get_token() on this service.
 void notifier_service::shutdown() noexcept
 {
-    std::thread serving;
+    std::unique_ptr<run_loop_thread> serving;
     std::set<std::shared_ptr<notification_data>> dropped;
     {
         std::lock_guard const lock(notifiers->mutex);
-        CFRunLoopRef const loop = notifiers->run_loop.exchange(nullptr);
-        if (loop == nullptr)
+        if (notifiers->run_loop.exchange(nullptr) == nullptr)
             return;
-        CFRunLoopStop(loop);
         serving = std::move(notifiers->thread);
+        serving->stop();
         dropped.swap(notifiers->notifications);
     }
-    serving.join();
+    serving->join();
     notification_port.reset();
     dropped.clear();
 }
@@ -145,7 +138,7 @@ void notifier_service::clean_up(std::weak_ptr<notification_data> const& data)
             return;
         // Releasing the notification ends it: no callback is scheduled from here on.
         record->notification = io_kit::io_object();
-        if (notifiers->notifications.erase(record) != 0 && notifiers->thread.joinable())
+        if (notifiers->notifications.erase(record) != 0 && notifiers->thread)
         {
             auto const promise = std::make_shared<std::promise<void>>();
             drained = promise->get_future();

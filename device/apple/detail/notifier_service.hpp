@@ -1,5 +1,7 @@
+// The notifier service: an IOKit notification port served by a run-loop thread, and the tokens that end notifications.
 #pragma once
 
+#include "device/apple/detail/run_loop_thread.hpp"
 #include "io_kit/io_notification_port.hpp"
 #include "io_kit/io_object.hpp"
 
@@ -8,11 +10,9 @@
 #include <CoreFoundation/CFRunLoop.h>
 
 #include <atomic>
-#include <future>
 #include <memory>
 #include <mutex>
 #include <set>
-#include <thread>
 
 namespace plinth::apple::detail {
 
@@ -73,7 +73,8 @@ private:
     struct notifiers_data
     {
         std::mutex mutex;
-        std::thread thread;
+        // Set from construction until shutdown(), which takes it out to join it.
+        std::unique_ptr<run_loop_thread> thread;
         // Atomic because get_run_loop() and the clean-up read it without the mutex.
         std::atomic<CFRunLoopRef> run_loop{nullptr};
         std::set<std::shared_ptr<notification_data>> notifications;
@@ -87,7 +88,6 @@ private:
     };
 
     static void clean_up(std::weak_ptr<notification_data> const& data);
-    void run_loop_run(std::promise<CFRunLoopRef> promise);
 
     io_kit::io_notification_port notification_port;
     std::shared_ptr<notifiers_data> notifiers;

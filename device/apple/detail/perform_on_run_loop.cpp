@@ -1,3 +1,4 @@
+// The one-shot run-loop source that carries a queued call: run once, then invalidated, the call freed with it.
 #include "device/apple/detail/perform_on_run_loop.hpp"
 
 #include "io_kit/cf/auto_pointer.hpp"

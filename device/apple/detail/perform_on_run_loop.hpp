@@ -1,3 +1,4 @@
+// Queues one call onto a CoreFoundation run loop, to run on its thread in a given mode.
 #pragma once
 
 #include "utility/oneshot_function.hpp"
