@@ -5,42 +5,34 @@
 #include "sim/control/registry.hpp"
 #endif
 
-#include <boost/asio/co_spawn.hpp>
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/use_awaitable.hpp>
 
-#include <exception>
+#include <functional>
 #include <iostream>
-
-using namespace plinth::apple;
-
-boost::asio::awaitable<void> print_events(device_watcher& watcher)
-{
-    for (;;) {
-        auto const event = co_await watcher.async_wait(boost::asio::use_awaitable);
-        bool const arrived = event.kind == device_event::kind_type::arrived;
-        std::cout << (arrived ? "arrived: " : "left: ") << event.device.get_name() << ' ' << std::hex
-                  << std::showbase << event.device.get_id() << (event.present_at_start ? " (present at start)" : "")
-                  << '\n';
-#if !defined(__APPLE__)
-        // The simulated board is unplugged once seen; the program ends when it has left.
-        if (!arrived)
-            co_return;
-        plinth::sim::remove_entry(event.device.get_id());
-#endif
-    }
-}
 
 int main()
 {
+    using namespace plinth::apple;
 #if !defined(__APPLE__)
     plinth::sim::load_bundled_registry();
 #endif
     boost::asio::io_context context;
     device_watcher watcher(context.get_executor(), device_match{"IOHIDDevice", 0x0483, 0x5750});
-    boost::asio::co_spawn(context, print_events(watcher), [](std::exception_ptr error) {
-        if (error)
-            std::rethrow_exception(error);
-    });
+    std::function<void(boost::system::error_code, device_event)> on_event = [&](auto error, device_event event) {
+        if (error) { // watch_errc::overflow: watcher.dropped() events were lost
+            std::cout << error.message() << '\n';
+        } else {
+            bool const arrived = event.kind == device_event::kind_type::arrived;
+            std::cout << (arrived ? "arrived: " : "left: ") << event.device.get_name() << ' ' << std::hex
+                      << std::showbase << event.device.get_id() << (event.present_at_start ? " (already there)\n" : "\n");
+#if !defined(__APPLE__)
+            if (!arrived)
+                return; // the simulated board has left: the program ends
+            plinth::sim::remove_entry(event.device.get_id()); // unplugs it
+#endif
+        }
+        watcher.async_wait(on_event);
+    };
+    watcher.async_wait(on_event);
     context.run();
 }
