@@ -1,5 +1,4 @@
-// Asks the first HID device for its feature report 1 and its present input report 1,
-// and sends the feature report back.
+// Asks the first HID device for its feature and input reports 1, and sends the feature report back.
 #include "device/apple/hid_stream.hpp"
 #include "first_hid_device.hpp"
 

@@ -1,6 +1,4 @@
-// The device the HID examples open: the registry's first HID device. Without
-// IOKit, the simulated I/O Kit starts with an empty registry: the bundled one
-// (a Mac mini's, with a USB keyboard) is loaded first.
+// The device the HID examples open: the registry's first HID device.
 #pragma once
 
 #include "device/apple/device_class.hpp"
@@ -14,6 +12,8 @@ inline plinth::apple::device first_hid_device()
 {
     using namespace plinth::apple;
 #if !defined(__APPLE__)
+    // Without IOKit the simulated registry starts empty: load the bundled Mac mini's,
+    // whose first HID device is a USB keyboard.
     plinth::sim::load_bundled_registry();
 #endif
     tree registry(io_kit::mach_port::master_port_default());

@@ -1,5 +1,4 @@
-// Reads input reports in a C++20 coroutine, each raced against a timer, until the
-// device has been quiet for half a second.
+// Reads input reports in a coroutine, each raced against a timer, until the device is quiet for half a second.
 #include "device/apple/hid_stream.hpp"
 #include "first_hid_device.hpp"
 

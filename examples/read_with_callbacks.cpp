@@ -1,5 +1,4 @@
-// Reads five input reports with completion handlers: each handler starts the
-// next read, and the io_context's run() returns when the last one is done.
+// Reads five input reports with completion handlers, each handler starting the next read.
 #include "device/apple/hid_stream.hpp"
 #include "first_hid_device.hpp"
 
@@ -60,5 +59,5 @@ int main()
     for (std::uint8_t i = 1; i <= 5; ++i)
         plinth::sim::post_input_report(first.get_id(), 0, std::vector<std::uint8_t>{i, 0x00, 0x00});
 #endif
-    context.run();
+    context.run(); // returns once the last handler has started no new read
 }
