@@ -1,6 +1,5 @@
 #include "sim/loaders/dump_builder.hpp"
 
-#include "sim/control/registry.hpp"
 #include "sim/detail/kernel/hex_text.hpp"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sim/control/dump.hpp"
+#include "sim/detail/registry/registry_description.hpp"
 #include "sim/loaders/dump_builder.hpp"
 
 #include <plist/plist.h>

@@ -1,8 +1,7 @@
 #include "sim/loaders/plist_document.hpp"
 
-#include "sim/control/loaders.hpp"
+#include "sim/loaders/dump_error.hpp"
 #include "sim/loaders/plist_xml_check.hpp"
-#include "sim/loaders/xml_tag_balance.hpp"
 
 #include <cstdint>
 

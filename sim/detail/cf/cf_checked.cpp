@@ -1,6 +1,6 @@
 #include "sim/detail/cf/cf_checked.hpp"
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/cf/cf_live_objects.hpp"
 #include "sim/detail/cf/cf_type_registry.hpp"
 

@@ -1,6 +1,6 @@
 #include "sim/detail/cf/cf_range_check.hpp"
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 
 #include <string>
 

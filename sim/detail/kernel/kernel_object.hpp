@@ -14,7 +14,7 @@ public:
     kernel_object() = default;
     kernel_object(kernel_object const&) = delete;
     kernel_object& operator=(kernel_object const&) = delete;
-    virtual ~kernel_object();
+    virtual ~kernel_object() = default;
 };
 
 } // namespace plinth::sim::detail

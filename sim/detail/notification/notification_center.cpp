@@ -2,8 +2,8 @@
 
 #include "sim/detail/notification/interest_notification.hpp"
 #include "sim/detail/notification/matching_notification.hpp"
-#include "sim/detail/registry/matching_services.hpp"
 #include "sim/detail/registry/registry_model.hpp"
+#include "sim/detail/registry/service_matcher.hpp"
 
 #include <IOKit/IOMessage.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sim/control/dump.hpp"
+#include "sim/detail/registry/registry_description.hpp"
 
 #include <functional>
 #include <optional>
