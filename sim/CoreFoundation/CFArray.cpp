@@ -1,3 +1,4 @@
+// CFArray's C entry points: creating arrays, reading and changing their values.
 #include <CoreFoundation/CFArray.h>
 
 #include "sim/detail/diagnostics/misuse_reports.hpp"

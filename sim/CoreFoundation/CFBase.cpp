@@ -1,3 +1,4 @@
+// CFBase's C entry points: the default allocators, retain and release, type IDs, equality, hashing, descriptions.
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFString.h>
 

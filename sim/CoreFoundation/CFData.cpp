@@ -1,3 +1,4 @@
+// CFData's C entry points: creating byte buffers, reading and changing their bytes.
 #include <CoreFoundation/CFData.h>
 
 #include "sim/detail/diagnostics/misuse_reports.hpp"

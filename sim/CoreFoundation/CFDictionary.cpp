@@ -1,3 +1,4 @@
+// CFDictionary's C entry points: creating dictionaries, looking keys up, changing them.
 #include <CoreFoundation/CFDictionary.h>
 
 #include "sim/detail/diagnostics/misuse_reports.hpp"

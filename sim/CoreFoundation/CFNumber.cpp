@@ -1,3 +1,4 @@
+// CFNumber's C entry points: making numbers and reading them as any number type.
 #include <CoreFoundation/CFNumber.h>
 
 #include "sim/detail/diagnostics/misuse_reports.hpp"

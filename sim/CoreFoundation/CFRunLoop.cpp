@@ -1,3 +1,4 @@
+// CFRunLoop's C entry points: getting, running, waking and stopping loops; adding, signalling and invalidating sources.
 #include <CoreFoundation/CFRunLoop.h>
 
 #include "sim/detail/diagnostics/misuse_reports.hpp"

@@ -1,3 +1,4 @@
+// CFSet's C entry points: creating sets, membership, reading their values.
 #include <CoreFoundation/CFSet.h>
 
 #include "sim/detail/diagnostics/misuse_reports.hpp"

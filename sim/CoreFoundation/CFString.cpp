@@ -1,3 +1,4 @@
+// CFString's C entry points: making strings from bytes and C strings, reading them in an encoding.
 #include <CoreFoundation/CFString.h>
 
 #include "sim/detail/diagnostics/misuse_reports.hpp"

@@ -1,3 +1,4 @@
+// IOKit's notification entry points: notification ports, matching and interest notifications.
 #include <IOKit/IOKitLib.h>
 
 #include "sim/detail/diagnostics/misuse_reports.hpp"

@@ -1,3 +1,4 @@
+// IOKit's object entry points: retain, release, class, conformance, equality, retain counts.
 #include <IOKit/IOKitLib.h>
 
 #include "sim/detail/diagnostics/misuse_reports.hpp"

@@ -1,3 +1,4 @@
+// IOKit's matching entry points: matching dictionaries and the services they select.
 #include <IOKit/IOBSD.h>
 #include <IOKit/IOKitLib.h>
 

@@ -1,3 +1,4 @@
+// Collecting entries, properties and links into a dump as a reader meets them.
 #include "sim/loaders/dump_builder.hpp"
 
 #include "sim/detail/kernel/hex_text.hpp"

@@ -1,3 +1,4 @@
+// Collecting entries, properties and links into a dump as a reader meets them.
 #pragma once
 
 #include "sim/detail/registry/registry_description.hpp"

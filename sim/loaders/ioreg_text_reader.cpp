@@ -1,3 +1,4 @@
+// The reader of `ioreg` and `ioreg -l` text.
 #include "sim/loaders/ioreg_text_reader.hpp"
 
 #include "sim/loaders/dump_error.hpp"

@@ -1,3 +1,4 @@
+// The reader of `ioreg` and `ioreg -l` text, line by line.
 #pragma once
 
 #include "sim/detail/registry/registry_description.hpp"

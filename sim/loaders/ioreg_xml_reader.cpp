@@ -1,3 +1,4 @@
+// The reader of `ioreg -a` XML property lists.
 #include "sim/loaders/ioreg_xml_reader.hpp"
 
 #include "sim/loaders/dump_error.hpp"

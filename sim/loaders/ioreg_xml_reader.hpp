@@ -1,3 +1,4 @@
+// The reader of `ioreg -a` XML property lists.
 #pragma once
 
 #include "sim/detail/registry/registry_description.hpp"

@@ -1,3 +1,4 @@
+// An XML property list parsed by libplist, its faults named by line.
 #include "sim/loaders/plist_document.hpp"
 
 #include "sim/loaders/dump_error.hpp"

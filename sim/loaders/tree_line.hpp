@@ -1,3 +1,4 @@
+// What a tree line of `ioreg` says about an entry.
 #pragma once
 
 #include "sim/detail/registry/registry_description.hpp"

@@ -1,3 +1,4 @@
+// The argument check of every CF call: NULL, dead and wrong-typed objects are reported as misuse.
 #include "sim/detail/cf/cf_checked.hpp"
 
 #include "sim/detail/diagnostics/misuse_reports.hpp"

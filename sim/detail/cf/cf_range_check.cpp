@@ -1,3 +1,4 @@
+// Range checks of CF calls, reported as misuse when a range leaves its collection.
 #include "sim/detail/cf/cf_range_check.hpp"
 
 #include "sim/detail/diagnostics/misuse_reports.hpp"

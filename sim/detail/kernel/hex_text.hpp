@@ -1,3 +1,4 @@
+// Hexadecimal text of entry IDs and handle names, for messages.
 #pragma once
 
 #include <charconv>

@@ -1,3 +1,4 @@
+// The base of the kernel's iterators (IOUserIterator).
 #pragma once
 
 #include "sim/detail/kernel/kernel_object.hpp"

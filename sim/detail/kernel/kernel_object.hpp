@@ -1,3 +1,4 @@
+// The base of every object a task can hold an io_object_t to.
 #pragma once
 
 #include <memory>

@@ -1,3 +1,4 @@
+// Looking handles up for the IOKit entry points, with the errors and misuse reports IOKit calls give.
 #include "sim/detail/kernel/object_lookup.hpp"
 
 #include "sim/detail/diagnostics/misuse_reports.hpp"

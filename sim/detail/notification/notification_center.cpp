@@ -1,3 +1,4 @@
+// The kernel's side of the notifications: registry changes handed to each notification that wants them.
 #include "sim/detail/notification/notification_center.hpp"
 
 #include "sim/detail/notification/interest_notification.hpp"

@@ -1,3 +1,4 @@
+// The search for links that would close a loop in a plane, before any is linked.
 #pragma once
 
 #include "sim/detail/registry/registry_description.hpp"

@@ -1,3 +1,4 @@
+// One registry entry: names, locations, properties and links per plane.
 #pragma once
 
 #include "sim/control/value.hpp"

@@ -1,3 +1,4 @@
+// The registry model: entries, planes and their links, the class table, and the observers told of each change.
 #pragma once
 
 #include "sim/detail/registry/class_table.hpp"

@@ -1,3 +1,4 @@
+// Matching dictionaries applied to services, and the services they select.
 #include "sim/detail/registry/service_matcher.hpp"
 
 #include "sim/detail/kernel/kernel_equality.hpp"

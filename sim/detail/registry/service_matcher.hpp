@@ -1,3 +1,4 @@
+// Matching dictionaries as the kernel applies them to services, and the services they select.
 #pragma once
 
 #include "sim/control/value.hpp"
