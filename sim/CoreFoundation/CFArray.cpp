@@ -1,6 +1,7 @@
+// CFArray's C entry points: creating arrays, reading and changing their values.
 #include <CoreFoundation/CFArray.h>
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/cf/cf_array.hpp"
 #include "sim/detail/cf/cf_checked.hpp"
 #include "sim/detail/cf/cf_lifetime.hpp"
@@ -91,7 +92,7 @@ void CFArrayGetValues(CFArrayRef theArray, CFRange range, const void** values)
         return;
     if (values == nullptr && range.length > 0)
     {
-        plinth::sim::report_misuse("CFArrayGetValues: NULL values buffer");
+        plinth::sim::detail::report_misuse("CFArrayGetValues: NULL values buffer");
         return;
     }
     for (CFIndex i = 0; i < range.length; ++i)
@@ -122,7 +123,7 @@ void CFArrayApplyFunction(CFArrayRef theArray, CFRange range, CFArrayApplierFunc
         return;
     if (applier == nullptr)
     {
-        plinth::sim::report_misuse("CFArrayApplyFunction: NULL applier");
+        plinth::sim::detail::report_misuse("CFArrayApplyFunction: NULL applier");
         return;
     }
     auto const first = array->values().begin() + range.location;

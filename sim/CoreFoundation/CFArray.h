@@ -1,3 +1,4 @@
+// CFArray and CFMutableArray as Apple declares them.
 #ifndef __COREFOUNDATION_CFARRAY__
 #define __COREFOUNDATION_CFARRAY__
 

@@ -1,7 +1,8 @@
+// CFBase's C entry points: the default allocators, retain and release, type IDs, equality, hashing, descriptions.
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFString.h>
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/cf/cf_checked.hpp"
 #include "sim/detail/cf/cf_lifetime.hpp"
 #include "sim/detail/cf/cf_string.hpp"
@@ -45,7 +46,7 @@ CFStringRef CFCopyTypeIDDescription(CFTypeID type_id)
     auto name = detail::cf_type_registry::name_of(type_id);
     if (name.empty())
     {
-        plinth::sim::report_misuse("CFCopyTypeIDDescription: unknown type ID " + std::to_string(type_id));
+        plinth::sim::detail::report_misuse("CFCopyTypeIDDescription: unknown type ID " + std::to_string(type_id));
         return nullptr;
     }
     return detail::make_cf_string(std::move(name));

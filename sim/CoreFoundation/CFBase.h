@@ -1,3 +1,4 @@
+// CFBase as Apple declares it: the basic CF types and what every CF object answers.
 #ifndef __COREFOUNDATION_CFBASE__
 #define __COREFOUNDATION_CFBASE__
 

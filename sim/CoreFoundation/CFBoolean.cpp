@@ -1,3 +1,4 @@
+// CFBoolean's C entry points and the two boolean constants.
 #include <CoreFoundation/CFNumber.h>
 
 #include "sim/detail/cf/cf_boolean.hpp"

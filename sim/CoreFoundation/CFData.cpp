@@ -1,6 +1,7 @@
+// CFData's C entry points: creating byte buffers, reading and changing their bytes.
 #include <CoreFoundation/CFData.h>
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/cf/cf_checked.hpp"
 #include "sim/detail/cf/cf_data.hpp"
 #include "sim/detail/cf/cf_lifetime.hpp"
@@ -24,7 +25,7 @@ bool fits_capacity(cf_data const& data, std::size_t length, char const* function
 {
     if (data.capacity() == 0 || length <= data.capacity())
         return true;
-    plinth::sim::report_misuse(std::string(function) + ": length " + std::to_string(length) +
+    plinth::sim::detail::report_misuse(std::string(function) + ": length " + std::to_string(length) +
                                " exceeds the capacity " + std::to_string(data.capacity()));
     return false;
 }
@@ -87,7 +88,7 @@ void CFDataGetBytes(CFDataRef theData, CFRange range, UInt8* buffer)
         return;
     if (buffer == nullptr && range.length > 0)
     {
-        plinth::sim::report_misuse("CFDataGetBytes: NULL buffer");
+        plinth::sim::detail::report_misuse("CFDataGetBytes: NULL buffer");
         return;
     }
     auto const first = data->bytes().begin() + range.location;
@@ -102,7 +103,7 @@ void CFDataSetLength(CFMutableDataRef theData, CFIndex length)
         return;
     if (length < 0)
     {
-        plinth::sim::report_misuse("CFDataSetLength: negative length " + std::to_string(length));
+        plinth::sim::detail::report_misuse("CFDataSetLength: negative length " + std::to_string(length));
         return;
     }
     if (fits_capacity(*data, static_cast<std::size_t>(length), "CFDataSetLength"))

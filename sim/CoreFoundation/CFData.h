@@ -1,3 +1,4 @@
+// CFData and CFMutableData as Apple declares them.
 #ifndef __COREFOUNDATION_CFDATA__
 #define __COREFOUNDATION_CFDATA__
 

@@ -1,3 +1,4 @@
+// CFDate's time types as Apple declares them.
 #ifndef __COREFOUNDATION_CFDATE__
 #define __COREFOUNDATION_CFDATE__
 

@@ -1,6 +1,7 @@
+// CFDictionary's C entry points: creating dictionaries, looking keys up, changing them.
 #include <CoreFoundation/CFDictionary.h>
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/cf/cf_checked.hpp"
 #include "sim/detail/cf/cf_dictionary.hpp"
 #include "sim/detail/cf/cf_lifetime.hpp"
@@ -156,7 +157,7 @@ void CFDictionaryApplyFunction(CFDictionaryRef theDict, CFDictionaryApplierFunct
         return;
     if (applier == nullptr)
     {
-        plinth::sim::report_misuse("CFDictionaryApplyFunction: NULL applier");
+        plinth::sim::detail::report_misuse("CFDictionaryApplyFunction: NULL applier");
         return;
     }
     for (auto const& e : dictionary->table().snapshot())

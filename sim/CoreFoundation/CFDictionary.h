@@ -1,3 +1,4 @@
+// CFDictionary and CFMutableDictionary as Apple declares them.
 #ifndef __COREFOUNDATION_CFDICTIONARY__
 #define __COREFOUNDATION_CFDICTIONARY__
 

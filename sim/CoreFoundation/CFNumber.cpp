@@ -1,6 +1,7 @@
+// CFNumber's C entry points: making numbers and reading them as any number type.
 #include <CoreFoundation/CFNumber.h>
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/cf/cf_checked.hpp"
 #include "sim/detail/cf/cf_lifetime.hpp"
 #include "sim/detail/cf/cf_number.hpp"
@@ -16,7 +17,7 @@ std::optional<CFNumberType> checked_type(CFNumberType type, char const* function
 {
     auto const canonical = detail::canonical_number_type(type);
     if (!canonical)
-        plinth::sim::report_misuse(std::string(function) + ": invalid number type " + std::to_string(type));
+        plinth::sim::detail::report_misuse(std::string(function) + ": invalid number type " + std::to_string(type));
     return canonical;
 }
 
@@ -36,7 +37,7 @@ CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType theType, const void* val
         return nullptr;
     if (valuePtr == nullptr)
     {
-        plinth::sim::report_misuse("CFNumberCreate: NULL value pointer");
+        plinth::sim::detail::report_misuse("CFNumberCreate: NULL value pointer");
         return nullptr;
     }
     auto const* number = detail::make_cf_object<cf_number>(*type, detail::read_number(*type, valuePtr));

@@ -1,3 +1,4 @@
+// CFNumber and CFBoolean as Apple declares them.
 #ifndef __COREFOUNDATION_CFNUMBER__
 #define __COREFOUNDATION_CFNUMBER__
 

@@ -1,6 +1,7 @@
+// CFRunLoop's C entry points: getting, running, waking and stopping loops; adding, signalling and invalidating sources.
 #include <CoreFoundation/CFRunLoop.h>
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/cf/cf_checked.hpp"
 #include "sim/detail/cf/cf_lifetime.hpp"
 #include "sim/detail/cf/cf_string.hpp"
@@ -123,7 +124,7 @@ CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef, CFIndex order, CFRunLoo
 {
     if (context == nullptr || context->version != 0)
     {
-        plinth::sim::report_misuse("CFRunLoopSourceCreate: a version-0 context is needed");
+        plinth::sim::detail::report_misuse("CFRunLoopSourceCreate: a version-0 context is needed");
         return nullptr;
     }
     return detail::cf_ref<CFRunLoopSourceRef>(detail::make_cf_object<run_loop_source>(order, *context));
@@ -163,7 +164,7 @@ void CFRunLoopSourceGetContext(CFRunLoopSourceRef source, CFRunLoopSourceContext
         return;
     if (context == nullptr)
     {
-        plinth::sim::report_misuse("CFRunLoopSourceGetContext: NULL context");
+        plinth::sim::detail::report_misuse("CFRunLoopSourceGetContext: NULL context");
         return;
     }
     *context = checked->context();

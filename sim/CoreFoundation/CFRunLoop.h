@@ -1,3 +1,4 @@
+// CFRunLoop and CFRunLoopSource as Apple declares them.
 #ifndef __COREFOUNDATION_CFRUNLOOP__
 #define __COREFOUNDATION_CFRUNLOOP__
 

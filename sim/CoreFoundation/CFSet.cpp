@@ -1,6 +1,7 @@
+// CFSet's C entry points: creating sets, membership, reading their values.
 #include <CoreFoundation/CFSet.h>
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/cf/cf_checked.hpp"
 #include "sim/detail/cf/cf_lifetime.hpp"
 #include "sim/detail/cf/cf_range_check.hpp"
@@ -63,7 +64,7 @@ void CFSetGetValues(CFSetRef theSet, const void** values)
     // data() of an empty vector is NULL) is no misuse.
     if (values == nullptr && set->table().size() > 0)
     {
-        plinth::sim::report_misuse("CFSetGetValues: NULL values buffer");
+        plinth::sim::detail::report_misuse("CFSetGetValues: NULL values buffer");
         return;
     }
     std::size_t i = 0;
@@ -79,7 +80,7 @@ void CFSetApplyFunction(CFSetRef theSet, CFSetApplierFunction applier, void* con
         return;
     if (applier == nullptr)
     {
-        plinth::sim::report_misuse("CFSetApplyFunction: NULL applier");
+        plinth::sim::detail::report_misuse("CFSetApplyFunction: NULL applier");
         return;
     }
     for (auto const& e : set->table().snapshot())

@@ -1,3 +1,4 @@
+// CFSet and CFMutableSet as Apple declares them.
 #ifndef __COREFOUNDATION_CFSET__
 #define __COREFOUNDATION_CFSET__
 

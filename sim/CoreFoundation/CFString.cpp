@@ -1,6 +1,7 @@
+// CFString's C entry points: making strings from bytes and C strings, reading them in an encoding.
 #include <CoreFoundation/CFString.h>
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/cf/cf_checked.hpp"
 #include "sim/detail/cf/cf_range_check.hpp"
 #include "sim/detail/cf/cf_string.hpp"
@@ -53,7 +54,7 @@ CFStringRef __CFStringMakeConstantString(const char* cStr)
 {
     if (cStr == nullptr)
     {
-        plinth::sim::report_misuse("__CFStringMakeConstantString: NULL C string");
+        plinth::sim::detail::report_misuse("__CFStringMakeConstantString: NULL C string");
         return nullptr;
     }
     return detail::cf_ref<CFStringRef>(&detail::constant_string(cStr));
@@ -68,7 +69,7 @@ CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char* cStr, CFString
 {
     if (cStr == nullptr)
     {
-        plinth::sim::report_misuse("CFStringCreateWithCString: NULL C string");
+        plinth::sim::detail::report_misuse("CFStringCreateWithCString: NULL C string");
         return nullptr;
     }
     return create_from_bytes(reinterpret_cast<UInt8 const*>(cStr), std::strlen(cStr), encoding);
@@ -106,7 +107,7 @@ UniChar CFStringGetCharacterAtIndex(CFStringRef theString, CFIndex idx)
         return 0;
     if (idx < 0 || idx >= string->length())
     {
-        plinth::sim::report_misuse("CFStringGetCharacterAtIndex: index " + std::to_string(idx) +
+        plinth::sim::detail::report_misuse("CFStringGetCharacterAtIndex: index " + std::to_string(idx) +
                                    " outside a string of length " + std::to_string(string->length()));
         return 0;
     }

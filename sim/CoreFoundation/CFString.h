@@ -1,3 +1,4 @@
+// CFString as Apple declares it, with the CFSTR constant strings.
 #ifndef __COREFOUNDATION_CFSTRING__
 #define __COREFOUNDATION_CFSTRING__
 

@@ -1,3 +1,4 @@
+// The umbrella header <CoreFoundation/CoreFoundation.h>.
 #ifndef __COREFOUNDATION_COREFOUNDATION__
 #define __COREFOUNDATION_COREFOUNDATION__
 

@@ -1,3 +1,4 @@
+// <IOKit/IOBSD.h>: the BSD name keys.
 #ifndef _IOBSD_H
 #define _IOBSD_H
 

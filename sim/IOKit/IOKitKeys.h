@@ -1,3 +1,4 @@
+// <IOKit/IOKitKeys.h>: plane names, matching keys and notification types.
 #ifndef _IOKIT_IOKITKEYS_H
 #define _IOKIT_IOKITKEYS_H
 

@@ -1,3 +1,4 @@
+// <IOKit/IOKitLib.h> as Apple declares it: handles, iterators, the registry, matching, notifications.
 #ifndef _IOKIT_IOKITLIB_H
 #define _IOKIT_IOKITLIB_H
 

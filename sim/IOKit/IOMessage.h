@@ -1,3 +1,4 @@
+// <IOKit/IOMessage.h>: the messages of interest notifications.
 #ifndef __IOKIT_IOMESSAGE_H
 #define __IOKIT_IOMESSAGE_H
 

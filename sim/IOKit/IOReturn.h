@@ -1,3 +1,4 @@
+// <IOKit/IOReturn.h>: IOReturn and the kIOReturn codes.
 #ifndef __IOKIT_IORETURN_H
 #define __IOKIT_IORETURN_H
 

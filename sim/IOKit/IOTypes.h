@@ -1,3 +1,4 @@
+// <IOKit/IOTypes.h>: io_object_t and its kinds, io_name_t, io_string_t, IOOptionBits.
 #ifndef __IOKIT_IOTYPES_H
 #define __IOKIT_IOTYPES_H
 

@@ -2,7 +2,7 @@
 // IOHIDDeviceRef is one client of the device behind a registry entry.
 #include <IOKit/hid/IOHIDDevice.h>
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/cf/cf_checked.hpp"
 #include "sim/detail/cf/cf_lifetime.hpp"
 #include "sim/detail/hid/hid_client.hpp"

@@ -1,3 +1,4 @@
+// IOKit's iterator entry points: IOIteratorNext, reset and validity, registry iterators and their recursion.
 #include <IOKit/IOKitLib.h>
 
 #include "sim/detail/kernel/io_name_text.hpp"

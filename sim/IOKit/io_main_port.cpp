@@ -1,3 +1,4 @@
+// IOKit's main port: kIOMainPortDefault, IOMainPort and IOMasterPort.
 #include <IOKit/IOKitLib.h>
 
 #include "sim/detail/kernel/iokit_call_counter.hpp"

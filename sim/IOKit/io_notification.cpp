@@ -1,13 +1,14 @@
+// IOKit's notification entry points: notification ports, matching and interest notifications.
 #include <IOKit/IOKitLib.h>
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/kernel/iokit_call_counter.hpp"
 #include "sim/detail/kernel/object_lookup.hpp"
 #include "sim/detail/notification/interest_notification.hpp"
 #include "sim/detail/notification/matching_notification.hpp"
 #include "sim/detail/notification/notification_center.hpp"
 #include "sim/detail/notification/notification_port.hpp"
-#include "sim/detail/registry/matching_services.hpp"
+#include "sim/detail/registry/service_matcher.hpp"
 
 #include <cstring>
 #include <memory>
@@ -78,7 +79,7 @@ kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef notifyPort,
     auto const kind = matching_kind(notificationType);
     if (!kind)
     {
-        plinth::sim::report_misuse(std::string("IOServiceAddMatchingNotification: unsupported type ") +
+        plinth::sim::detail::report_misuse(std::string("IOServiceAddMatchingNotification: unsupported type ") +
                                    notificationType);
         return kIOReturnUnsupported;
     }
@@ -108,7 +109,7 @@ kern_return_t IOServiceAddInterestNotification(IONotificationPortRef notifyPort,
         return found.error;
     if (std::strcmp(interestType, kIOGeneralInterest) != 0)
     {
-        plinth::sim::report_misuse(std::string("IOServiceAddInterestNotification: unsupported interest ") +
+        plinth::sim::detail::report_misuse(std::string("IOServiceAddInterestNotification: unsupported interest ") +
                                    interestType);
         return kIOReturnUnsupported;
     }

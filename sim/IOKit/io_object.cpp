@@ -1,6 +1,7 @@
+// IOKit's object entry points: retain, release, class, conformance, equality, retain counts.
 #include <IOKit/IOKitLib.h>
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/kernel/handle_table.hpp"
 #include "sim/detail/kernel/hex_text.hpp"
 #include "sim/detail/kernel/io_name_text.hpp"
@@ -37,7 +38,7 @@ kern_return_t change_references(io_object_t object, char const* call, kern_retur
         return KERN_SUCCESS;
     auto const result = (handle_table::instance().*change)(object);
     if (result != KERN_SUCCESS)
-        plinth::sim::report_misuse(std::string(call) + ": handle " + hex_text(object) +
+        plinth::sim::detail::report_misuse(std::string(call) + ": handle " + hex_text(object) +
                                    " is not a live name (released or never issued)");
     return result;
 }

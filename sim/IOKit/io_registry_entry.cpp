@@ -1,3 +1,4 @@
+// IOKit's registry entry entry points: the root, paths, names, locations, IDs, children and parents.
 #include <IOKit/IOKitLib.h>
 
 #include "sim/detail/kernel/io_name_text.hpp"

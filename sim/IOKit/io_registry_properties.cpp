@@ -1,3 +1,4 @@
+// IOKit's property entry points: reading one property, all of them, or searching the plane for one.
 #include <IOKit/IOKitLib.h>
 
 #include "sim/detail/kernel/io_name_text.hpp"

@@ -1,10 +1,11 @@
+// IOKit's matching entry points: matching dictionaries and the services they select.
 #include <IOKit/IOBSD.h>
 #include <IOKit/IOKitLib.h>
 
 #include "sim/detail/kernel/iokit_call_counter.hpp"
 #include "sim/detail/kernel/object_lookup.hpp"
-#include "sim/detail/registry/matching_services.hpp"
 #include "sim/detail/registry/property_to_cf.hpp"
+#include "sim/detail/registry/service_matcher.hpp"
 #include "sim/detail/registry/snapshot_iterator.hpp"
 
 #include <cstdint>

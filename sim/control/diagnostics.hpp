@@ -1,4 +1,7 @@
+// What the simulated I/O Kit tells about its use: live handles and CF objects, IOKit calls made, misuse reported.
 #pragma once
+
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -27,10 +30,9 @@ void reset_call_count() noexcept;
 
 // Misuse seen since the last clear: a release of a dead handle, a use of a released
 // one, and the like. Each report is one line that names the call and the handle.
-std::vector<std::string> misuse_reports();
-void clear_misuse_reports();
-
-// Records one misuse report (used by the simulation itself).
-void report_misuse(std::string message);
+// (report_misuse records one; the simulation itself calls it.)
+using detail::misuse_reports;
+using detail::clear_misuse_reports;
+using detail::report_misuse;
 
 } // namespace plinth::sim

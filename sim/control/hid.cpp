@@ -1,3 +1,4 @@
+// The control interface's HID side: posting and setting reports, reading what clients sent.
 #include "sim/control/hid.hpp"
 
 #include "sim/control/registry.hpp"

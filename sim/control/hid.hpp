@@ -1,3 +1,4 @@
+// The control interface's HID side: playing a HID device's hardware for its clients.
 #pragma once
 
 #include "sim/control/dump.hpp"

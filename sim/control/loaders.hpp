@@ -1,20 +1,17 @@
+// The control interface to the loaders: reading ioreg dumps (XML or text) into dumps, and loading dump files into the registry.
 #pragma once
 
 #include "sim/control/dump.hpp"
+#include "sim/loaders/dump_error.hpp"
 
 #include <filesystem>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace plinth::sim {
 
 // Thrown for a dump that cannot be read; what() names the line or element at fault.
-class dump_error : public std::runtime_error
-{
-public:
-    using std::runtime_error::runtime_error;
-};
+using detail::dump_error;
 
 // Reads the XML property list that `ioreg -a` writes: one entry <dict> at the top
 // (normally Root), or an <array> of them. Integers get the width their magnitude

@@ -1,3 +1,4 @@
+// The control interface to the registry, over the registry model and the loaders.
 #include "sim/control/registry.hpp"
 
 #include "sim/control/loaders.hpp"

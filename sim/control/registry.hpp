@@ -1,12 +1,13 @@
+// The control interface to the simulated registry: build it, change it while it runs, merge dumps, load the bundled one.
 #pragma once
 
 #include "sim/control/dump.hpp"
 #include "sim/control/value.hpp"
+#include "sim/detail/registry/registry_description.hpp"
 
 #include <cstddef>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 // The control interface of the simulated I/O Kit: what a program or a test uses to
@@ -14,26 +15,10 @@
 // All functions are thread-safe; they act on the one simulated machine of the process.
 namespace plinth::sim {
 
-// The entry that IORegistryGetRootEntry returns: "Root", class IORegistryEntry.
-inline constexpr entry_id root_entry_id = 0x100000100;
-
-struct entry_spec
-{
-    entry_spec() = default;
-    // The usual way to describe an entry: add_entry({"IOUSBHostDevice", "Mouse", "14100000"}, parent).
-    entry_spec(std::string class_name_, std::string name_ = {}, std::optional<std::string> location_ = {},
-               dictionary properties_ = {}, std::optional<entry_id> id_ = {})
-        : class_name(std::move(class_name_)), name(std::move(name_)), location(std::move(location_)),
-          properties(std::move(properties_)), id(id_)
-    {
-    }
-
-    std::string class_name;
-    std::string name;                     // empty: the class name, as IOKit does
-    std::optional<std::string> location;
-    dictionary properties;
-    std::optional<entry_id> id;           // empty: the next free registry entry ID
-};
+// The root entry's ID, and the description of one entry that add_entry takes
+// (class, name, location, properties, and an ID or the next free one).
+using detail::root_entry_id;
+using detail::entry_spec;
 
 // Empties the registry to the root entry alone. Handles that callers still hold
 // stay valid but denote detached entries.

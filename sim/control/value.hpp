@@ -1,3 +1,4 @@
+// A registry property value as the kernel holds it: numbers with their width, strings, data, collections.
 #pragma once
 
 #include <cstdint>

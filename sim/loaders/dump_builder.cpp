@@ -1,6 +1,6 @@
+// Collecting entries, properties and links into a dump as a reader meets them.
 #include "sim/loaders/dump_builder.hpp"
 
-#include "sim/control/registry.hpp"
 #include "sim/detail/kernel/hex_text.hpp"
 
 #include <algorithm>

@@ -1,6 +1,7 @@
+// Collecting entries, properties and links into a dump as a reader meets them.
 #pragma once
 
-#include "sim/control/dump.hpp"
+#include "sim/detail/registry/registry_description.hpp"
 #include "sim/detail/registry/keyed_dictionary.hpp"
 
 #include <cstddef>

@@ -1,15 +1,17 @@
-#include "sim/control/loaders.hpp"
+// Reading a dump file: the whole file, a byte order mark dropped, then the XML or the text reader.
+#include "sim/loaders/dump_file.hpp"
 
-#include "sim/control/registry.hpp"
+#include "sim/loaders/dump_error.hpp"
+#include "sim/loaders/ioreg_text_reader.hpp"
+#include "sim/loaders/ioreg_xml_reader.hpp"
 
 #include <cerrno>
 #include <cstring>
 #include <fstream>
 #include <iterator>
 #include <sstream>
-#include <stdexcept>
 
-namespace plinth::sim {
+namespace plinth::sim::detail {
 
 namespace {
 
@@ -48,7 +50,7 @@ dump read_dump_file(std::filesystem::path const& file, std::string const& plane)
         text.remove_prefix(3);
     try
     {
-        return looks_like_xml(text) ? read_ioreg_xml(text, plane) : read_ioreg_text(text, plane);
+        return looks_like_xml(text) ? ioreg_xml_reader(plane).read(text) : ioreg_text_reader(plane).read(text);
     }
     catch (dump_error const& e)
     {
@@ -56,20 +58,4 @@ dump read_dump_file(std::filesystem::path const& file, std::string const& plane)
     }
 }
 
-void load_dump_file(std::filesystem::path const& file, std::string const& plane)
-{
-    // Reading finishes, or throws, before the registry is touched; a dump that
-    // reads but does not fit the registry (a loop through entries it already
-    // holds) is refused whole, and named like any other bad file.
-    auto const d = read_dump_file(file, plane);
-    try
-    {
-        merge(d);
-    }
-    catch (std::invalid_argument const& e)
-    {
-        throw dump_error(file.string() + ": " + e.what());
-    }
-}
-
-} // namespace plinth::sim
+} // namespace plinth::sim::detail

@@ -1,3 +1,4 @@
+// A fault inside an XML dump, with the path of elements that leads to it.
 #pragma once
 
 #include <stdexcept>

@@ -1,18 +1,10 @@
+// The reader of `ioreg` and `ioreg -l` text.
 #include "sim/loaders/ioreg_text_reader.hpp"
 
-#include "sim/control/loaders.hpp"
+#include "sim/loaders/dump_error.hpp"
 #include "sim/loaders/syntax_error.hpp"
 #include "sim/loaders/text_value_parser.hpp"
 #include "sim/loaders/tree_line.hpp"
-
-namespace plinth::sim {
-
-dump read_ioreg_text(std::string_view text, std::string const& plane)
-{
-    return detail::ioreg_text_reader(plane).read(text);
-}
-
-} // namespace plinth::sim
 
 namespace plinth::sim::detail {
 

@@ -1,6 +1,7 @@
+// The reader of `ioreg` and `ioreg -l` text, line by line.
 #pragma once
 
-#include "sim/control/dump.hpp"
+#include "sim/detail/registry/registry_description.hpp"
 #include "sim/loaders/dump_builder.hpp"
 #include "sim/loaders/text_line.hpp"
 

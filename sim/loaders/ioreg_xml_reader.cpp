@@ -1,20 +1,12 @@
+// The reader of `ioreg -a` XML property lists.
 #include "sim/loaders/ioreg_xml_reader.hpp"
 
-#include "sim/control/loaders.hpp"
+#include "sim/loaders/dump_error.hpp"
 #include "sim/loaders/element_error.hpp"
 #include "sim/loaders/plist_document.hpp"
 #include "sim/loaders/plist_value.hpp"
 
 #include <cstdint>
-
-namespace plinth::sim {
-
-dump read_ioreg_xml(std::string_view text, std::string const& plane)
-{
-    return detail::ioreg_xml_reader(plane).read(text);
-}
-
-} // namespace plinth::sim
 
 namespace plinth::sim::detail {
 

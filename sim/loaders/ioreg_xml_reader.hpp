@@ -1,6 +1,7 @@
+// The reader of `ioreg -a` XML property lists.
 #pragma once
 
-#include "sim/control/dump.hpp"
+#include "sim/detail/registry/registry_description.hpp"
 #include "sim/loaders/dump_builder.hpp"
 
 #include <plist/plist.h>

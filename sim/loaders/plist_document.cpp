@@ -1,8 +1,8 @@
+// An XML property list parsed by libplist, its faults named by line.
 #include "sim/loaders/plist_document.hpp"
 
-#include "sim/control/loaders.hpp"
+#include "sim/loaders/dump_error.hpp"
 #include "sim/loaders/plist_xml_check.hpp"
-#include "sim/loaders/xml_tag_balance.hpp"
 
 #include <cstdint>
 

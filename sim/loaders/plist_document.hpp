@@ -1,3 +1,4 @@
+// An XML property list parsed by libplist, owning its nodes.
 #pragma once
 
 #include <plist/plist.h>

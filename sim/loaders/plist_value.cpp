@@ -1,3 +1,4 @@
+// Converting a libplist node into a property value.
 #include "sim/loaders/plist_value.hpp"
 
 #include "sim/loaders/element_error.hpp"

@@ -1,3 +1,4 @@
+// Converting a libplist node into a property value.
 #pragma once
 
 #include "sim/control/value.hpp"

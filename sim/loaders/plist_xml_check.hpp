@@ -1,3 +1,4 @@
+// Checks of an XML property list's text that name the line at fault: values libplist would take without a word, and tags that do not pair up.
 #pragma once
 
 #include <cstddef>
@@ -21,5 +22,11 @@ inline constexpr std::size_t max_plist_element_depth = 1536;
 // Returns the first fault ("line 12: <integer> holds \"abc\", not a whole
 // number"), or nullopt.
 std::optional<std::string> find_unreadable_element(std::string_view xml);
+
+// Finds the first place where the XML's tags do not pair up ("line 12: </dict>
+// closes <array> opened at line 9"), to tell the reader of a rejected property
+// list where to look. It checks nesting only, not names or contents; nullopt
+// when the tags pair up.
+std::optional<std::string> find_tag_imbalance(std::string_view xml);
 
 } // namespace plinth::sim::detail

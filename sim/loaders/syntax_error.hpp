@@ -1,3 +1,4 @@
+// A fault in one line of dump text, with its column.
 #pragma once
 
 #include <cstddef>

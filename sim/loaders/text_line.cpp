@@ -1,3 +1,4 @@
+// Splitting a line of `ioreg` text into its tree drawing and its content.
 #include "sim/loaders/text_line.hpp"
 
 namespace plinth::sim::detail {

@@ -1,3 +1,4 @@
+// One line of `ioreg` text: its number, tree drawing and content.
 #pragma once
 
 #include <cstddef>

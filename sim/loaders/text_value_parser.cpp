@@ -1,3 +1,4 @@
+// The parser of property values as `ioreg -l` prints them.
 #include "sim/loaders/text_value_parser.hpp"
 
 #include "sim/loaders/syntax_error.hpp"

@@ -1,3 +1,4 @@
+// The parser of property values as `ioreg -l` prints them.
 #pragma once
 
 #include "sim/control/value.hpp"

@@ -1,3 +1,4 @@
+// Reading a tree line of `ioreg` text: name, location, class, ID.
 #include "sim/loaders/tree_line.hpp"
 
 #include "sim/loaders/syntax_error.hpp"

@@ -1,6 +1,7 @@
+// What a tree line of `ioreg` says about an entry.
 #pragma once
 
-#include "sim/control/dump.hpp"
+#include "sim/detail/registry/registry_description.hpp"
 
 #include <optional>
 #include <string>

@@ -1,3 +1,4 @@
+// A reader of XML tags with their line numbers, for the checks of property lists.
 #include "sim/loaders/xml_markup_reader.hpp"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// <mach/boolean.h>: boolean_t.
 #ifndef _MACH_BOOLEAN_H_
 #define _MACH_BOOLEAN_H_
 

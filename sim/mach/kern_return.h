@@ -1,3 +1,4 @@
+// <mach/kern_return.h>: kern_return_t and the KERN_ codes.
 #ifndef _MACH_KERN_RETURN_H_
 #define _MACH_KERN_RETURN_H_
 

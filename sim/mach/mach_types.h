@@ -1,3 +1,4 @@
+// <mach/mach_types.h>: the mach types the IOKit headers use.
 #ifndef _MACH_MACH_TYPES_H_
 #define _MACH_MACH_TYPES_H_
 

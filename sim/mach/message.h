@@ -1,3 +1,4 @@
+// <mach/message.h>: mach_msg_return_t and the MACH_SEND and MACH_RCV codes.
 #ifndef _MACH_MESSAGE_H_
 #define _MACH_MESSAGE_H_
 

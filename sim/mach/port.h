@@ -1,3 +1,4 @@
+// <mach/port.h>: mach_port_t and MACH_PORT_NULL.
 #ifndef _MACH_PORT_H_
 #define _MACH_PORT_H_
 

@@ -1,3 +1,4 @@
+// Tests of the built-in class table: sorted, rooted at OSObject alone, and agreeing with real class listings.
 #include "sim/detail/registry/builtin_classes.hpp"
 
 #include <boost/algorithm/string/classification.hpp>

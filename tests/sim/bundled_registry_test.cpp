@@ -1,3 +1,4 @@
+// Tests of the bundled registry: what the device views and tools read from it.
 #include "io_registry_support.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>

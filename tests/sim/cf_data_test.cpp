@@ -1,3 +1,4 @@
+// Tests of the simulated CFData.
 #include "support/sim_test.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>

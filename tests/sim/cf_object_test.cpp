@@ -1,3 +1,4 @@
+// Tests of what every simulated CF object answers: retain, release, type IDs, equality, misuse.
 #include "sim/cf_support.hpp"
 #include "support/sim_test.hpp"
 

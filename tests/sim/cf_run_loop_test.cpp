@@ -1,3 +1,4 @@
+// Tests of the simulated CFRunLoop and its sources.
 #include "sim/run_loop_support.hpp"
 #include "support/sim_test.hpp"
 

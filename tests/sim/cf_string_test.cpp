@@ -1,3 +1,4 @@
+// Tests of the simulated CFString.
 #include "sim/cf_support.hpp"
 #include "support/sim_test.hpp"
 

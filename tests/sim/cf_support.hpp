@@ -1,3 +1,4 @@
+// Raw CF values for the CoreFoundation tests.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>

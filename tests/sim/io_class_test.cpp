@@ -1,3 +1,4 @@
+// Tests of classes in the simulated registry: IOObjectGetClass, conformance, superclasses.
 #include "io_registry_support.hpp"
 
 #include <IOKit/IOKitLib.h>

@@ -1,3 +1,4 @@
+// Tests of the simulated registry read while a writer changes it.
 #include "io_registry_support.hpp"
 
 #include <IOKit/IOKitLib.h>

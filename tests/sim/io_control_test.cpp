@@ -1,3 +1,4 @@
+// Tests of the control interface: building, changing and merging the simulated registry.
 #include "io_registry_support.hpp"
 
 #include <IOKit/IOKitLib.h>

@@ -1,3 +1,4 @@
+// Tests of the simulated handles: references, dead names, wrong kinds, live counts.
 #include "io_registry_support.hpp"
 
 #include <IOKit/IOKitLib.h>

@@ -1,3 +1,4 @@
+// Tests of the simulated IOHIDDevice: open and seize, reports both ways, removal, run-loop delivery.
 #include "sim/control/hid.hpp"
 #include "sim/io_registry_support.hpp"
 #include "sim/run_loop_support.hpp"

@@ -1,3 +1,4 @@
+// Tests of matching dictionaries against the simulated registry.
 #include "io_registry_support.hpp"
 
 #include <IOKit/IOBSD.h>

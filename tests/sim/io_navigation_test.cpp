@@ -1,3 +1,4 @@
+// Tests of walking the simulated registry: children, parents, iterators, planes.
 #include "io_registry_support.hpp"
 
 #include <IOKit/IOKitLib.h>

@@ -1,3 +1,4 @@
+// Tests of the simulated notification ports: matching and interest notifications.
 #include "sim/io_registry_support.hpp"
 #include "sim/run_loop_support.hpp"
 #include "support/sim_test.hpp"

@@ -1,3 +1,4 @@
+// Tests of registry paths in the simulated registry.
 #include "io_registry_support.hpp"
 
 #include <IOKit/IOKitLib.h>

@@ -1,3 +1,4 @@
+// Tests of reading properties from the simulated registry as CF values.
 #include "io_registry_support.hpp"
 
 #include <IOKit/IOKitLib.h>

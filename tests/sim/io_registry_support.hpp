@@ -1,3 +1,4 @@
+// Helpers for the tests of the simulated I/O Registry: owners of handles and CF values.
 #pragma once
 
 #include "sim/control/registry.hpp"

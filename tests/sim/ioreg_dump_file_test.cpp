@@ -1,3 +1,4 @@
+// Tests of reading and loading dump files.
 #include "sim/control/loaders.hpp"
 #include "sim/control/registry.hpp"
 

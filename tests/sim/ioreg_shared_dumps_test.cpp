@@ -1,3 +1,4 @@
+// Tests of the loaders against real `ioreg` output from real machines.
 #include "sim/control/loaders.hpp"
 
 #include "sim/io_registry_support.hpp"

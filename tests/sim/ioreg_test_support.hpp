@@ -1,3 +1,4 @@
+// Lookups into a dump for the loader tests.
 #pragma once
 
 #include "sim/control/dump.hpp"

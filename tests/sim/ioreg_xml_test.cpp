@@ -1,3 +1,4 @@
+// Tests of the `ioreg -a` XML loader.
 #include "sim/control/loaders.hpp"
 
 #include "sim/ioreg_test_support.hpp"

@@ -1,3 +1,4 @@
+// Tests of the keyed dictionary that holds an entry's properties.
 #include "sim/detail/registry/keyed_dictionary.hpp"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Version-0 sources that record what they performed, for the run-loop, notification and HID tests.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>

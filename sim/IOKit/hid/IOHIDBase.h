@@ -1,3 +1,4 @@
+// <IOKit/hid/IOHIDBase.h>: IOHIDDeviceRef and the HID callback types.
 #ifndef _IOKIT_HID_IOHIDBASE_USER_H
 #define _IOKIT_HID_IOHIDBASE_USER_H
 

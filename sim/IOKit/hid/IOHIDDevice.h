@@ -1,3 +1,4 @@
+// <IOKit/hid/IOHIDDevice.h> as Apple declares it: the IOHIDDevice functions.
 #ifndef _IOKIT_HID_IOHIDDEVICE_USER_H
 #define _IOKIT_HID_IOHIDDEVICE_USER_H
 

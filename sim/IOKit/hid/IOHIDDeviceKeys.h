@@ -1,3 +1,4 @@
+// <IOKit/hid/IOHIDDeviceKeys.h>: the property keys of HID devices.
 #ifndef _IOKIT_HID_IOHIDDEVICEKEYS_H
 #define _IOKIT_HID_IOHIDDEVICEKEYS_H
 

@@ -1,3 +1,4 @@
+// <IOKit/hid/IOHIDDeviceTypes.h>: IOHIDReportType.
 #ifndef _IOKIT_HID_IOHIDDEVICETYPES_H
 #define _IOKIT_HID_IOHIDDEVICETYPES_H
 

@@ -1,3 +1,4 @@
+// <IOKit/hid/IOHIDKeys.h>: HID keys and the options of IOHIDDeviceOpen.
 #ifndef _IOKIT_HID_IOHIDKEYS_H
 #define _IOKIT_HID_IOHIDKEYS_H
 

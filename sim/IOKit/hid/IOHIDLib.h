@@ -1,3 +1,4 @@
+// <IOKit/hid/IOHIDLib.h>: the umbrella header of the HID manager's device interface.
 #ifndef _IOKIT_HID_IOHIDLIB_USER_H
 #define _IOKIT_HID_IOHIDLIB_USER_H
 

@@ -1,3 +1,4 @@
+// The CFArray object: values kept through its callbacks, equality, hashing, description.
 #include "sim/detail/cf/cf_array.hpp"
 
 #include <sstream>

@@ -1,3 +1,4 @@
+// The CFArray object of the CF model.
 #pragma once
 
 #include "sim/detail/cf/cf_callbacks.hpp"

@@ -1,3 +1,4 @@
+// The two CFBoolean singletons.
 #include "sim/detail/cf/cf_boolean.hpp"
 
 __CFBoolean const& __CFBoolean::true_value() noexcept

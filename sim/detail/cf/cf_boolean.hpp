@@ -1,3 +1,4 @@
+// The CFBoolean object of the CF model.
 #pragma once
 
 #include "sim/detail/cf/cf_object.hpp"

@@ -1,3 +1,4 @@
+// Collection callbacks copied from the caller's structs, and the standard CFType ones.
 #include "sim/detail/cf/cf_callbacks.hpp"
 
 #include "sim/detail/cf/cf_checked.hpp"

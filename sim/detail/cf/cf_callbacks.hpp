@@ -1,3 +1,4 @@
+// The retain, release, equality and hash callbacks of a CF collection.
 #pragma once
 
 #include <CoreFoundation/CFArray.h>

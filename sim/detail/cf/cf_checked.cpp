@@ -1,6 +1,7 @@
+// The argument check of every CF call: NULL, dead and wrong-typed objects are reported as misuse.
 #include "sim/detail/cf/cf_checked.hpp"
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/cf/cf_live_objects.hpp"
 #include "sim/detail/cf/cf_type_registry.hpp"
 

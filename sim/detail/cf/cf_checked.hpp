@@ -1,3 +1,4 @@
+// The argument check of every CF call: the live object of the expected type, or a misuse report.
 #pragma once
 
 #include "sim/detail/cf/cf_object.hpp"

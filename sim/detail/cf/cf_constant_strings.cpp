@@ -1,3 +1,4 @@
+// The CFSTR constant strings: one immortal CFString per text, looked up without allocating.
 #include "sim/detail/cf/cf_live_objects.hpp"
 #include "sim/detail/cf/cf_string.hpp"
 #include "sim/detail/cf/cf_text_encoding.hpp"

@@ -1,3 +1,4 @@
+// The CFData object: its bytes, equality, hashing, description.
 #include "sim/detail/cf/cf_data.hpp"
 
 #include <functional>

@@ -1,3 +1,4 @@
+// The CFDictionary object: equality, hashing, description over its hash table.
 #include "sim/detail/cf/cf_dictionary.hpp"
 
 #include <sstream>

@@ -1,3 +1,4 @@
+// The CFDictionary object of the CF model.
 #pragma once
 
 #include "sim/detail/cf/cf_hash_table.hpp"

@@ -1,3 +1,4 @@
+// The hash table behind CFDictionary and CFSet.
 #include "sim/detail/cf/cf_hash_table.hpp"
 
 #include <boost/tuple/tuple.hpp>

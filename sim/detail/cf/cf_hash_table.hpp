@@ -1,3 +1,4 @@
+// The hash table behind CFDictionary and CFSet: keys hashed and compared by their callbacks.
 #pragma once
 
 #include "sim/detail/cf/cf_callbacks.hpp"

@@ -1,3 +1,4 @@
+// Making and destroying CF objects, so that the live-object set sees each one.
 #pragma once
 
 #include "sim/detail/cf/cf_live_objects.hpp"

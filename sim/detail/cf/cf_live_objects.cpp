@@ -1,3 +1,4 @@
+// The set of live CF objects that every CF call checks its arguments against.
 #include "sim/detail/cf/cf_live_objects.hpp"
 
 #include "sim/detail/cf/cf_boolean.hpp"

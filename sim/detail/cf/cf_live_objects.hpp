@@ -1,3 +1,4 @@
+// The set of live CF objects: what CF calls check their arguments against, and what tests count.
 #pragma once
 
 #include <cstddef>

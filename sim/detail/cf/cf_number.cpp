@@ -1,3 +1,4 @@
+// The CFNumber object: equality across number types, hashing, description.
 #include "sim/detail/cf/cf_number.hpp"
 
 #include <array>

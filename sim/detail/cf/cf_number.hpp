@@ -1,3 +1,4 @@
+// The CFNumber object of the CF model.
 #pragma once
 
 #include "sim/detail/cf/cf_number_conversion.hpp"

@@ -1,3 +1,4 @@
+// The arithmetic behind CFNumber: canonical types, and conversions that say whether they lost.
 #include "sim/detail/cf/cf_number_conversion.hpp"
 
 #include <cfloat>

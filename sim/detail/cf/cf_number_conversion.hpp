@@ -1,3 +1,4 @@
+// The arithmetic behind CFNumber: canonical types, and conversions that say whether they lost.
 #pragma once
 
 #include <CoreFoundation/CFNumber.h>

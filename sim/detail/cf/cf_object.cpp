@@ -1,3 +1,4 @@
+// The base of every CF object: retain counts and the default equality, hash and description.
 #include "sim/detail/cf/cf_object.hpp"
 
 #include "sim/detail/cf/cf_type_registry.hpp"

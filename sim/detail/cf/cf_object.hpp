@@ -1,3 +1,4 @@
+// The base of every CF object: a type ID, an atomic retain count, and per-type equality, hash and description.
 #pragma once
 
 #include <CoreFoundation/CFBase.h>

@@ -1,6 +1,7 @@
+// Range checks of CF calls, reported as misuse when a range leaves its collection.
 #include "sim/detail/cf/cf_range_check.hpp"
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 
 #include <string>
 

@@ -1,3 +1,4 @@
+// Range checks of CF calls, reported as misuse when a range leaves its collection.
 #pragma once
 
 #include <CoreFoundation/CFBase.h>

@@ -1,3 +1,4 @@
+// The CFSet object: equality, hashing, description over its hash table.
 #include "sim/detail/cf/cf_set.hpp"
 
 #include <sstream>

@@ -1,3 +1,4 @@
+// The CFString object: its UTF-8 text, UTF-16 length, equality, hashing.
 #include "sim/detail/cf/cf_string.hpp"
 
 #include "sim/detail/cf/cf_lifetime.hpp"

@@ -1,3 +1,4 @@
+// Conversions between CF's string encodings and UTF-8.
 #include "sim/detail/cf/cf_text_encoding.hpp"
 
 #include <boost/locale/utf.hpp>

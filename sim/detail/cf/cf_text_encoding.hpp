@@ -1,3 +1,4 @@
+// Conversions between CF's string encodings and UTF-8.
 #pragma once
 
 #include <CoreFoundation/CFString.h>

@@ -1,3 +1,4 @@
+// The table of CF type IDs and their names.
 #include "sim/detail/cf/cf_type_registry.hpp"
 
 #include <map>

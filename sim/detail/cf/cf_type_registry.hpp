@@ -1,3 +1,4 @@
+// The table of CF type IDs and their names, with the built-in types at macOS's IDs.
 #pragma once
 
 #include <CoreFoundation/CFBase.h>

@@ -1,3 +1,4 @@
+// One IOHIDDeviceRef's client of a HID device: open, callbacks, its report queue, deliveries through run loops.
 #include "sim/detail/hid/hid_client.hpp"
 
 #include "sim/detail/hid/hid_hardware.hpp"

@@ -1,3 +1,4 @@
+// One IOHIDDeviceRef's client of a HID device: open, callbacks, its report queue, deliveries through run loops.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>

@@ -1,3 +1,4 @@
+// The IOHIDDeviceRef object: its service, its client, and its properties.
 #include "sim/detail/hid/hid_device_object.hpp"
 
 #include "sim/detail/cf/cf_type_registry.hpp"

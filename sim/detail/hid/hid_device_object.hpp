@@ -1,3 +1,4 @@
+// The IOHIDDeviceRef object: a CF object holding its service and one client of the device.
 #pragma once
 
 #include "sim/detail/cf/cf_object.hpp"

@@ -1,3 +1,4 @@
+// The device end of a HID device: its clients, seizing, reports set and sent, removal.
 #include "sim/detail/hid/hid_hardware.hpp"
 
 #include "sim/detail/hid/hid_client.hpp"

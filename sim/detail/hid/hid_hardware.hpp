@@ -1,3 +1,4 @@
+// The device end of a HID device: its clients, seizing, reports set and sent, removal.
 #pragma once
 
 #include <IOKit/hid/IOHIDBase.h>

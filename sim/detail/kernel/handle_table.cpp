@@ -1,3 +1,4 @@
+// The task's name space of kernel objects: io_object_t names with user reference counts.
 #include "sim/detail/kernel/handle_table.hpp"
 
 namespace plinth::sim::detail {

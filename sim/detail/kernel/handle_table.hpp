@@ -1,3 +1,4 @@
+// The task's name space of kernel objects: io_object_t names with user reference counts.
 #pragma once
 
 #include "sim/detail/kernel/kernel_object.hpp"

@@ -1,3 +1,4 @@
+// Copying text into io_name_t and io_string_t, and reading plane arguments.
 #include "sim/detail/kernel/io_name_text.hpp"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Copying text into io_name_t and io_string_t, and reading plane arguments.
 #pragma once
 
 #include <IOKit/IOTypes.h>

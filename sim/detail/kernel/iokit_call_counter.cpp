@@ -1,3 +1,4 @@
+// The counters of IOKit calls and of reference calls among them.
 #include "sim/detail/kernel/iokit_call_counter.hpp"
 
 #include <atomic>

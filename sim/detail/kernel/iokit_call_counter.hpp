@@ -1,3 +1,4 @@
+// The counters of IOKit calls and of reference calls among them.
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// The base of the kernel's iterators (IOUserIterator).
 #pragma once
 
 #include "sim/detail/kernel/kernel_object.hpp"
@@ -21,8 +22,8 @@ public:
     // False once what a registry iterator walks has changed since it started.
     virtual bool is_valid() const = 0;
     // Recursion control of registry iterators; other iterators do not support it.
-    virtual IOReturn enter_entry();
-    virtual IOReturn exit_entry();
+    virtual IOReturn enter_entry() { return kIOReturnBadArgument; }
+    virtual IOReturn exit_entry() { return kIOReturnBadArgument; }
 };
 
 } // namespace plinth::sim::detail

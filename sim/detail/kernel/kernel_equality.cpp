@@ -1,3 +1,4 @@
+// Equality of property values as the kernel decides it when matching.
 #include "sim/detail/kernel/kernel_equality.hpp"
 
 #include <algorithm>

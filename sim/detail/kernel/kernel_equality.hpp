@@ -1,3 +1,4 @@
+// Equality of property values as the kernel decides it when matching.
 #pragma once
 
 #include "sim/control/value.hpp"

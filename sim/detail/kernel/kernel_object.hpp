@@ -1,3 +1,4 @@
+// The base of every object a task can hold an io_object_t to.
 #pragma once
 
 #include <memory>
@@ -14,7 +15,7 @@ public:
     kernel_object() = default;
     kernel_object(kernel_object const&) = delete;
     kernel_object& operator=(kernel_object const&) = delete;
-    virtual ~kernel_object();
+    virtual ~kernel_object() = default;
 };
 
 } // namespace plinth::sim::detail

@@ -1,6 +1,7 @@
+// Looking handles up for the IOKit entry points, with the errors and misuse reports IOKit calls give.
 #include "sim/detail/kernel/object_lookup.hpp"
 
-#include "sim/control/diagnostics.hpp"
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/kernel/handle_table.hpp"
 #include "sim/detail/kernel/hex_text.hpp"
 

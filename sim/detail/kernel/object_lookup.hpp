@@ -1,3 +1,4 @@
+// Looking handles up for the IOKit entry points, with the errors and misuse reports IOKit calls give.
 #pragma once
 
 #include "sim/detail/kernel/iterator_object.hpp"

@@ -1,3 +1,4 @@
+// A general-interest notification on one service.
 #include "sim/detail/notification/interest_notification.hpp"
 
 #include "sim/detail/kernel/handle_table.hpp"

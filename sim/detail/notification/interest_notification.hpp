@@ -1,3 +1,4 @@
+// A general-interest notification on one service: its messages, delivered through a port.
 #pragma once
 
 #include "sim/detail/kernel/kernel_object.hpp"

@@ -1,3 +1,4 @@
+// A matching notification: services held for the caller, and its armed callback.
 #include "sim/detail/notification/matching_notification.hpp"
 
 #include "sim/detail/kernel/handle_table.hpp"

@@ -1,3 +1,4 @@
+// A matching notification: an iterator over arrived services, and a callback armed by draining it.
 #pragma once
 
 #include "sim/detail/kernel/iterator_object.hpp"

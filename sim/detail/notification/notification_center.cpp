@@ -1,9 +1,10 @@
+// The kernel's side of the notifications: registry changes handed to each notification that wants them.
 #include "sim/detail/notification/notification_center.hpp"
 
 #include "sim/detail/notification/interest_notification.hpp"
 #include "sim/detail/notification/matching_notification.hpp"
-#include "sim/detail/registry/matching_services.hpp"
 #include "sim/detail/registry/registry_model.hpp"
+#include "sim/detail/registry/service_matcher.hpp"
 
 #include <IOKit/IOMessage.h>
 

@@ -1,3 +1,4 @@
+// The kernel's side of the notifications: registry changes handed to each notification that wants them.
 #pragma once
 
 #include "sim/detail/registry/registry_observer.hpp"

@@ -1,3 +1,4 @@
+// A notification port: queued deliveries performed by its run-loop source.
 #include "sim/detail/notification/notification_port.hpp"
 
 #include <algorithm>

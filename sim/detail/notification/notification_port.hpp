@@ -1,3 +1,4 @@
+// A notification port: queued deliveries performed by its run-loop source.
 #pragma once
 
 #include <CoreFoundation/CoreFoundation.h>

@@ -1,3 +1,4 @@
+// The classes the simulated I/O Kit knows from the start, with their superclasses.
 #pragma once
 
 #include <span>

@@ -1,3 +1,4 @@
+// The bundled registry's dumps, compiled in from sim/bundled.
 #pragma once
 
 #include <span>

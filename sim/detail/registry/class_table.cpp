@@ -1,3 +1,4 @@
+// The class table: superclasses and conformance.
 #include "sim/detail/registry/class_table.hpp"
 
 #include "sim/detail/registry/builtin_classes.hpp"

@@ -1,3 +1,4 @@
+// The class table: which class derives from which, for conformance.
 #pragma once
 
 #include <optional>

@@ -1,3 +1,4 @@
+// A dictionary of properties in insertion order, found by key.
 #include "sim/detail/registry/keyed_dictionary.hpp"
 
 #include <utility>

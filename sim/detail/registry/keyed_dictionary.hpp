@@ -1,3 +1,4 @@
+// A dictionary of properties in insertion order, found by key.
 #pragma once
 
 #include "sim/control/value.hpp"

@@ -1,3 +1,4 @@
+// The search for links that would close a loop in a plane.
 #include "sim/detail/registry/link_loop_finder.hpp"
 
 #include <set>

@@ -1,6 +1,7 @@
+// The search for links that would close a loop in a plane, before any is linked.
 #pragma once
 
-#include "sim/control/dump.hpp"
+#include "sim/detail/registry/registry_description.hpp"
 
 #include <functional>
 #include <optional>

@@ -1,3 +1,4 @@
+// An entry's place in one plane: parents, children, and its name and location there.
 #pragma once
 
 #include <optional>

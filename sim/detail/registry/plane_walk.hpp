@@ -1,3 +1,4 @@
+// Depth-first walks of a plane below or above one entry.
 #pragma once
 
 #include "sim/detail/registry/registry_entry.hpp"

@@ -1,3 +1,4 @@
+// Reading CF values into property values, as the kernel unserialises them.
 #include "sim/detail/registry/property_from_cf.hpp"
 
 #include <vector>

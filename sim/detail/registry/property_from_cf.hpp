@@ -1,3 +1,4 @@
+// Reading CF values into property values, as the kernel unserialises them.
 #pragma once
 
 #include "sim/control/value.hpp"

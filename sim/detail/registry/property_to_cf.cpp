@@ -1,3 +1,4 @@
+// Making the CF value a task receives for a registry property.
 #include "sim/detail/registry/property_to_cf.hpp"
 
 #include <cstdint>

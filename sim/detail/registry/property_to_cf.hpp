@@ -1,3 +1,4 @@
+// Making the CF value a task receives for a registry property.
 #pragma once
 
 #include "sim/control/value.hpp"

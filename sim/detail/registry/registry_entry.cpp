@@ -1,3 +1,4 @@
+// One registry entry: names, locations, properties and links per plane.
 #include "sim/detail/registry/registry_entry.hpp"
 
 #include <algorithm>

@@ -1,10 +1,11 @@
+// One registry entry: names, locations, properties and links per plane.
 #pragma once
 
-#include "sim/control/dump.hpp"
 #include "sim/control/value.hpp"
 #include "sim/detail/kernel/kernel_object.hpp"
 #include "sim/detail/registry/keyed_dictionary.hpp"
 #include "sim/detail/registry/plane_links.hpp"
+#include "sim/detail/registry/registry_description.hpp"
 
 #include <map>
 #include <memory>

@@ -1,3 +1,4 @@
+// The registry iterator: a walk of a plane, recursive or not, that notices changes.
 #include "sim/detail/registry/registry_iterator.hpp"
 
 #include "sim/detail/registry/registry_model.hpp"

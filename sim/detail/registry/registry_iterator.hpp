@@ -1,3 +1,4 @@
+// The registry iterator: a walk of a plane, recursive or not, that notices changes.
 #pragma once
 
 #include "sim/detail/kernel/iterator_object.hpp"

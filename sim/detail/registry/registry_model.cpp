@@ -1,3 +1,4 @@
+// The registry model: entries, planes and their links, changes, merges, and the observers told of each.
 #include "sim/detail/registry/registry_model.hpp"
 
 #include "sim/detail/kernel/hex_text.hpp"

@@ -1,14 +1,15 @@
+// The registry model: entries, planes and their links, the class table, and the observers told of each change.
 #pragma once
 
-#include "sim/control/dump.hpp"
-#include "sim/control/registry.hpp"
 #include "sim/detail/registry/class_table.hpp"
+#include "sim/detail/registry/registry_description.hpp"
 #include "sim/detail/registry/registry_entry.hpp"
 #include "sim/detail/registry/registry_observer.hpp"
 
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <shared_mutex>
 #include <string>

@@ -1,3 +1,4 @@
+// What the registry tells of entries that join or leave it.
 #pragma once
 
 #include <memory>

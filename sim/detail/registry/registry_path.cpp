@@ -1,3 +1,4 @@
+// Registry paths: writing an entry's path, and finding the entry a path names.
 #include "sim/detail/registry/registry_path.hpp"
 
 #include "sim/detail/registry/registry_model.hpp"

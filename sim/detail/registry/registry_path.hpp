@@ -1,3 +1,4 @@
+// Registry paths: writing an entry's path, and finding the entry a path names.
 #pragma once
 
 #include <optional>

@@ -1,6 +1,8 @@
+// Matching dictionaries applied to services, and the services they select.
 #include "sim/detail/registry/service_matcher.hpp"
 
 #include "sim/detail/kernel/kernel_equality.hpp"
+#include "sim/detail/registry/property_from_cf.hpp"
 #include "sim/detail/registry/plane_walk.hpp"
 #include "sim/detail/registry/registry_model.hpp"
 #include "sim/detail/registry/registry_path.hpp"
@@ -184,6 +186,31 @@ bool service_matcher::matches(registry_model const& model, registry_entry const&
     if (!properties_include(entry.properties(), family_properties_))
         return false;
     return !parent_ || parent_matches(model, entry);
+}
+
+std::optional<service_matcher> matcher_from_cf(CFDictionaryRef matching)
+{
+    if (CFGetTypeID(matching) != CFDictionaryGetTypeID())
+        return std::nullopt;
+    auto const table = value_from_cf(matching);
+    if (!table)
+        return std::nullopt;
+    return service_matcher(std::get<plinth::sim::dictionary>(table->content));
+}
+
+std::vector<std::shared_ptr<registry_entry>> services_matching(service_matcher const& matcher)
+{
+    return registry_model::instance().read([&](registry_model const& model) {
+        auto services = model.services();
+        std::erase_if(services, [&](auto const& service) { return !matcher.matches(model, *service); });
+        return services;
+    });
+}
+
+bool entry_matches(service_matcher const& matcher, registry_entry const& entry)
+{
+    return registry_model::instance().read(
+        [&](registry_model const& model) { return matcher.matches(model, entry); });
 }
 
 } // namespace plinth::sim::detail

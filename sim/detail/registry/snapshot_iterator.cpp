@@ -1,3 +1,4 @@
+// An iterator over entries collected when it was made.
 #include "sim/detail/registry/snapshot_iterator.hpp"
 
 #include "sim/detail/registry/registry_entry.hpp"

@@ -1,3 +1,4 @@
+// An iterator over entries collected when it was made (children, parents, matching services).
 #pragma once
 
 #include "sim/detail/kernel/iterator_object.hpp"

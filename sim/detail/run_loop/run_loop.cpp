@@ -1,3 +1,4 @@
+// The run loop: modes, sources, running, sleeping, waking and stopping.
 #include "sim/detail/run_loop/run_loop.hpp"
 
 #include "sim/detail/cf/cf_lifetime.hpp"

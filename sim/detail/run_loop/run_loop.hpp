@@ -1,3 +1,4 @@
+// The run loop of a thread: modes, sources, running, sleeping, waking and stopping.
 #pragma once
 
 #include "sim/detail/cf/cf_object.hpp"

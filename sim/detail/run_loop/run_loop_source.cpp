@@ -1,3 +1,4 @@
+// A version-0 run-loop source: its context, order, and signalled and valid flags.
 #include "sim/detail/run_loop/run_loop_source.hpp"
 
 #include "sim/detail/cf/cf_type_registry.hpp"

@@ -1,3 +1,4 @@
+// A version-0 run-loop source: its context, order, and signalled and valid flags.
 #pragma once
 
 #include "sim/detail/cf/cf_object.hpp"

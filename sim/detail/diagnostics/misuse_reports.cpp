@@ -1,8 +1,9 @@
-#include "sim/control/diagnostics.hpp"
+// The misuse log: a mutex-guarded list that is never destroyed.
+#include "sim/detail/diagnostics/misuse_reports.hpp"
 
 #include <mutex>
 
-namespace plinth::sim {
+namespace plinth::sim::detail {
 namespace {
 
 struct report_log
@@ -41,4 +42,4 @@ void report_misuse(std::string message)
     l.reports.push_back(std::move(message));
 }
 
-} // namespace plinth::sim
+} // namespace plinth::sim::detail

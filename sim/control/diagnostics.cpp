@@ -1,5 +1,7 @@
+// The diagnostics of the control interface, read from the handle table, the CF object set and the call counters.
 #include "sim/control/diagnostics.hpp"
 
+#include "sim/detail/cf/cf_live_objects.hpp"
 #include "sim/detail/kernel/handle_table.hpp"
 #include "sim/detail/kernel/iokit_call_counter.hpp"
 
@@ -8,6 +10,11 @@ namespace plinth::sim {
 std::size_t live_handles() noexcept
 {
     return detail::handle_table::instance().live_count();
+}
+
+std::size_t live_cf_objects() noexcept
+{
+    return detail::cf_live_objects::instance().count();
 }
 
 std::uint64_t iokit_call_count() noexcept
