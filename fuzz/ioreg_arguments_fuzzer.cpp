@@ -6,15 +6,15 @@
 // standard input or waits: watch and hid read/write are parsed, never run.
 #include "fuzz/support/registry_checks.hpp"
 #include "sim/control/registry.hpp"
-#include "tools/plinth-ioreg/entry_lookup.hpp"
-#include "tools/plinth-ioreg/entry_report.hpp"
-#include "tools/plinth-ioreg/options.hpp"
-#include "tools/plinth-ioreg/path_component.hpp"
-#include "tools/plinth-ioreg/plane_name.hpp"
-#include "tools/plinth-ioreg/registry_search.hpp"
-#include "tools/plinth-ioreg/registry_source.hpp"
-#include "tools/plinth-ioreg/text_printer.hpp"
-#include "tools/plinth-ioreg/tool_error.hpp"
+#include "tools/plinth-ioreg/command_line/options.hpp"
+#include "tools/plinth-ioreg/command_line/tool_error.hpp"
+#include "tools/plinth-ioreg/output/text_printer.hpp"
+#include "tools/plinth-ioreg/registry/entry_lookup.hpp"
+#include "tools/plinth-ioreg/registry/entry_report.hpp"
+#include "tools/plinth-ioreg/registry/path_component.hpp"
+#include "tools/plinth-ioreg/registry/plane_name.hpp"
+#include "tools/plinth-ioreg/registry/registry_source.hpp"
+#include "tools/plinth-ioreg/walk/registry_search.hpp"
 
 #include <boost/system/system_error.hpp>
 

@@ -1,9 +1,9 @@
 #include "sim/control/hid.hpp"
 #include "support/scratch_folder.hpp"
 #include "support/threaded_sim_test.hpp"
-#include "tools/plinth-ioreg/hid_command.hpp"
-#include "tools/plinth-ioreg/hid_listing.hpp"
-#include "tools/plinth-ioreg/tool_error.hpp"
+#include "tools/plinth-ioreg/command_line/tool_error.hpp"
+#include "tools/plinth-ioreg/hid/hid_command.hpp"
+#include "tools/plinth-ioreg/listings/hid_listing.hpp"
 
 #include "device/apple/tree.hpp"
 #include "io_kit/mach_port.hpp"

@@ -1,8 +1,8 @@
 // plinth-ioreg: the I/O Registry as ioreg shows it, read through plinth::apple.
-#include "tools/plinth-ioreg/hid_command.hpp"
-#include "tools/plinth-ioreg/options.hpp"
-#include "tools/plinth-ioreg/run_command.hpp"
-#include "tools/plinth-ioreg/watch_command.hpp"
+#include "tools/plinth-ioreg/command_line/options.hpp"
+#include "tools/plinth-ioreg/command_line/run_command.hpp"
+#include "tools/plinth-ioreg/hid/hid_command.hpp"
+#include "tools/plinth-ioreg/watch/watch_command.hpp"
 
 #include <cerrno>
 #include <cstdio>
