@@ -1,3 +1,4 @@
+// hid read and hid write: opening the device a registry entry ID names on a stream, reading until a count or a signal, writing once.
 #include "tools/plinth-ioreg/hid/hid_command.hpp"
 
 #include "device/apple/hid_stream.hpp"
@@ -9,8 +10,8 @@
 #include "tools/plinth-ioreg/output/time_text.hpp"
 #include "tools/plinth-ioreg/registry/entry_lookup.hpp"
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
-#include "tools/plinth-ioreg/registry/registry_entry.hpp"
 #include "tools/plinth-ioreg/registry/registry_source.hpp"
+#include "tools/plinth-ioreg/registry/walked_entry.hpp"
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
@@ -229,7 +230,7 @@ int run_hid_write(options const& chosen)
     hid_session session(chosen);
     std::uint8_t report_id = 0;
     boost::system::error_code ec;
-    session.stream->write({&report_id, boost::asio::buffer(chosen.report)}, ec);
+    session.stream->write({&report_id, boost::asio::buffer(chosen.output_report)}, ec);
     if (ec)
         throw tool_error(fmt::format("cannot write to HID device {}: {}", format_entry_id(session.id()), ec.message()));
     return 0;

@@ -1,7 +1,8 @@
+// The hid listing: reading each IOHIDDevice, naming its usage, printing it as text or JSON.
 #include "tools/plinth-ioreg/listings/hid_listing.hpp"
 
-#include "tools/plinth-ioreg/listings/listing_text.hpp"
-#include "tools/plinth-ioreg/listings/optional_read.hpp"
+#include "tools/plinth-ioreg/listings/listing_fields.hpp"
+#include "tools/plinth-ioreg/listings/read_optional.hpp"
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
 #include "tools/plinth-ioreg/walk/plane_visit.hpp"
 

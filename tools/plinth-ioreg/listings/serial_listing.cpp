@@ -1,9 +1,10 @@
+// The serial listing: reading each IOSerialBSDClient and the USB device above it, printing them as text or JSON.
 #include "tools/plinth-ioreg/listings/serial_listing.hpp"
 
 #include "device/apple/serial_bsd_client.hpp"
 #include "device/apple/usb_device.hpp"
-#include "tools/plinth-ioreg/listings/listing_text.hpp"
-#include "tools/plinth-ioreg/listings/optional_read.hpp"
+#include "tools/plinth-ioreg/listings/listing_fields.hpp"
+#include "tools/plinth-ioreg/listings/read_optional.hpp"
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
 #include "tools/plinth-ioreg/walk/plane_visit.hpp"
 

@@ -1,7 +1,8 @@
+// The usb listing: reading each USB device in the IOUSB plane (or IOService, without mirrors), printing it as text or JSON.
 #include "tools/plinth-ioreg/listings/usb_listing.hpp"
 
-#include "tools/plinth-ioreg/listings/listing_text.hpp"
-#include "tools/plinth-ioreg/listings/optional_read.hpp"
+#include "tools/plinth-ioreg/listings/listing_fields.hpp"
+#include "tools/plinth-ioreg/listings/read_optional.hpp"
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
 #include "tools/plinth-ioreg/walk/plane_visit.hpp"
 

@@ -1,3 +1,4 @@
+// The JSON printer: entries, properties, trees and `show`'s details as ordered JSON objects.
 #include "tools/plinth-ioreg/output/json_printer.hpp"
 
 #include <fmt/format.h>
@@ -87,12 +88,12 @@ json tree_to_json(tree_node const& root)
     return object;
 }
 
-json report_to_json(entry_report const& report)
+json entry_details_to_json(entry_details const& details)
 {
-    auto object = summary_to_json(report.summary);
-    object["global_name"] = report.global_name;
+    auto object = summary_to_json(details.summary);
+    object["global_name"] = details.global_name;
     auto planes = json::object();
-    for (auto const& presence : report.planes) {
+    for (auto const& presence : details.planes) {
         planes[apple::to_string(presence.in)] = json{
             {"name", presence.name},
             {"location", optional_to_json(presence.location)},
@@ -100,10 +101,10 @@ json report_to_json(entry_report const& report)
         };
     }
     object["planes"] = std::move(planes);
-    object["properties"] = dictionary_to_json(report.properties);
-    object["neighbours_plane"] = apple::to_string(report.neighbours_plane);
-    object["parents"] = summaries_to_json(report.parents);
-    object["children"] = summaries_to_json(report.children);
+    object["properties"] = dictionary_to_json(details.properties);
+    object["neighbours_plane"] = apple::to_string(details.neighbours_plane);
+    object["parents"] = summaries_to_json(details.parents);
+    object["children"] = summaries_to_json(details.children);
     return object;
 }
 

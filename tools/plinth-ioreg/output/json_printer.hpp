@@ -1,7 +1,8 @@
+// The JSON printer: the walked tree, `show`'s details of one entry, and property values, as ordered JSON.
 #pragma once
 
 #include "tools/plinth-ioreg/properties/property_value.hpp"
-#include "tools/plinth-ioreg/registry/entry_report.hpp"
+#include "tools/plinth-ioreg/registry/entry_details.hpp"
 #include "tools/plinth-ioreg/walk/registry_walker.hpp"
 
 #include <nlohmann/json.hpp>
@@ -18,7 +19,7 @@ json tree_to_json(tree_node const& root);
 
 // What `show` tells, with the same fields for the entry, its parents and children,
 // plus "planes" (name, location and path in each plane the entry is in).
-json report_to_json(entry_report const& report);
+json entry_details_to_json(entry_details const& details);
 
 // A property value: numbers, strings, booleans, dictionaries and arrays as
 // themselves, sets as arrays, and data as an object with the one key "data" and

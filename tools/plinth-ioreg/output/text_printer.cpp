@@ -1,3 +1,4 @@
+// The text printer: "+-o" lines, ioreg -l's property blocks, and `show`'s indented details.
 #include "tools/plinth-ioreg/output/text_printer.hpp"
 
 #include "tools/plinth-ioreg/output/value_text.hpp"
@@ -61,24 +62,24 @@ std::string format_tree(tree_node const& root)
     return text;
 }
 
-std::string format_report(entry_report const& report)
+std::string format_entry_details(entry_details const& details)
 {
     std::string text;
     auto out = std::back_inserter(text);
-    fmt::format_to(out, "{}\n", format_header(report.summary));
-    fmt::format_to(out, "  class     {}\n  id        {}\n  name      {}\n", report.summary.class_name,
-                   format_entry_id(report.summary.id), report.global_name);
-    if (report.planes.empty())
+    fmt::format_to(out, "{}\n", format_header(details.summary));
+    fmt::format_to(out, "  class     {}\n  id        {}\n  name      {}\n", details.summary.class_name,
+                   format_entry_id(details.summary.id), details.global_name);
+    if (details.planes.empty())
         fmt::format_to(out, "  in no plane\n");
-    for (auto const& presence : report.planes) {
+    for (auto const& presence : details.planes) {
         fmt::format_to(out, "  {}:\n    name      {}\n    location  {}\n    path      {}\n",
                        apple::to_string(presence.in), presence.name,
                        presence.location.value_or("(none)"), presence.path);
     }
     fmt::format_to(out, "  properties:\n");
-    append_property_block(out, "    ", report.properties);
-    append_neighbours(out, "parents", report.neighbours_plane, report.parents);
-    append_neighbours(out, "children", report.neighbours_plane, report.children);
+    append_property_block(out, "    ", details.properties);
+    append_neighbours(out, "parents", details.neighbours_plane, details.parents);
+    append_neighbours(out, "children", details.neighbours_plane, details.children);
     return text;
 }
 

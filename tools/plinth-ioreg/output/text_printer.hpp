@@ -1,6 +1,7 @@
+// The text printer: the walked tree in ioreg's layout, and `show`'s details of one entry.
 #pragma once
 
-#include "tools/plinth-ioreg/registry/entry_report.hpp"
+#include "tools/plinth-ioreg/registry/entry_details.hpp"
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
 #include "tools/plinth-ioreg/walk/registry_walker.hpp"
 
@@ -14,7 +15,7 @@ namespace plinth::ioreg_tool {
 std::string format_tree(tree_node const& root);
 
 // Everything `show` tells about one entry, as indented text.
-std::string format_report(entry_report const& report);
+std::string format_entry_details(entry_details const& details);
 
 // "name@location  <class X, id 0x...>": how ioreg heads an entry.
 std::string format_header(entry_summary const& summary);

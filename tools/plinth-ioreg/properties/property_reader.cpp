@@ -1,3 +1,4 @@
+// Reading all of an entry's properties from one IORegistryEntryCreateCFProperties copy.
 #include "tools/plinth-ioreg/properties/property_reader.hpp"
 
 #include "io_kit/cf/dictionary_entries.hpp"
@@ -7,7 +8,7 @@
 
 namespace plinth::ioreg_tool {
 
-property_dictionary read_properties(registry_entry const& entry)
+property_dictionary read_properties(walked_entry const& entry)
 {
     property_dictionary properties;
     auto const dictionary = apple::io_kit::create_cf_properties(entry.view());

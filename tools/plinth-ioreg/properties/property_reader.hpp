@@ -1,7 +1,8 @@
+// All of an entry's own properties, read from the one dictionary IOKit copies out.
 #pragma once
 
 #include "tools/plinth-ioreg/properties/property_value.hpp"
-#include "tools/plinth-ioreg/registry/registry_entry.hpp"
+#include "tools/plinth-ioreg/registry/walked_entry.hpp"
 
 namespace plinth::ioreg_tool {
 
@@ -11,6 +12,6 @@ namespace plinth::ioreg_tool {
 // kernel round trip per property for the same value, and numbers, which the
 // library's device::get_property narrows to 32-bit signed, must be shown at their
 // full width anyway.
-property_dictionary read_properties(registry_entry const& entry);
+property_dictionary read_properties(walked_entry const& entry);
 
 } // namespace plinth::ioreg_tool

@@ -1,3 +1,4 @@
+// Finding the root, an entry by path or by ID, keeping the entry's handle for its properties.
 #include "tools/plinth-ioreg/registry/entry_lookup.hpp"
 
 #include "tools/plinth-ioreg/command_line/tool_error.hpp"
@@ -11,28 +12,28 @@ namespace plinth::ioreg_tool {
 
 // The tree's own lookups hand out devices; these go one layer down, to the port,
 // so that the tool also keeps the entry's handle for listing its properties.
-registry_entry find_root(apple::tree const& registry)
+walked_entry find_root(apple::tree const& registry)
 {
-    return registry_entry(registry.next_layer().io_registry_get_root_entry());
+    return walked_entry(registry.next_layer().io_registry_get_root_entry());
 }
 
-registry_entry find_by_path(apple::tree const& registry, std::string const& path, plane default_plane)
+walked_entry find_by_path(apple::tree const& registry, std::string const& path, plane default_plane)
 {
     auto const full_path = path.starts_with('/') ? apple::to_string(default_plane) + (":" + path) : path;
     // IOKit reads at most an io_string_t; a longer path could name nothing anyway.
-    registry_entry found;
+    walked_entry found;
     if (full_path.size() < sizeof(io_string_t))
-        found = registry_entry(registry.next_layer().io_registry_entry_from_path(full_path.c_str()));
+        found = walked_entry(registry.next_layer().io_registry_entry_from_path(full_path.c_str()));
     if (!found)
         throw tool_error(fmt::format("no entry at path \"{}\"", path));
     return found;
 }
 
-registry_entry find_by_id(apple::tree const& registry, std::uint64_t id)
+walked_entry find_by_id(apple::tree const& registry, std::uint64_t id)
 {
     auto matches = registry.get_by_id(id);
     if (auto object = matches.next())
-        return registry_entry(apple::io_kit::io_registry_entry(std::move(object)));
+        return walked_entry(apple::io_kit::io_registry_entry(std::move(object)));
     // Matching finds services only, and the root, which every listing starts with,
     // is none: it is compared by hand.
     auto root = find_root(registry);

@@ -1,3 +1,4 @@
+// Summarizing an entry in one plane from its path, with the name and location queries only where the path cannot tell.
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
 
 #include "tools/plinth-ioreg/registry/path_component.hpp"
@@ -30,7 +31,7 @@ std::string format_entry_id(std::uint64_t id)
     return fmt::format("{:#x}", id);
 }
 
-entry_summary summarize(registry_entry const& entry, plane p, path_reading path)
+entry_summary summarize(walked_entry const& entry, plane p, path_reading path)
 {
     auto const& device = entry.device();
     entry_summary summary;

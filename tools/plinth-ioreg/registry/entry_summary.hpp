@@ -1,7 +1,8 @@
+// What identifies an entry in one plane (ID, class, name, location, path), and how the tool writes an ID.
 #pragma once
 
 #include "device/apple/plane.hpp"
-#include "tools/plinth-ioreg/registry/registry_entry.hpp"
+#include "tools/plinth-ioreg/registry/walked_entry.hpp"
 
 #include <cstdint>
 #include <optional>
@@ -29,7 +30,7 @@ enum class path_reading
     skip,
 };
 
-entry_summary summarize(registry_entry const& entry, plane p, path_reading path = path_reading::read);
+entry_summary summarize(walked_entry const& entry, plane p, path_reading path = path_reading::read);
 
 // How the tool writes a registry entry ID, in text and JSON alike: "0x" and
 // lower-case hexadecimal digits, which `show --id` takes back. A string in JSON,

@@ -1,3 +1,4 @@
+// `tree`'s search: pruning the walk to the branches above matches, or gathering each match's subtree.
 #include "tools/plinth-ioreg/walk/registry_search.hpp"
 
 #include "tools/plinth-ioreg/properties/property_reader.hpp"
@@ -8,7 +9,7 @@
 namespace plinth::ioreg_tool {
 namespace {
 
-bool has_property(registry_entry const& entry, std::string const& key)
+bool has_property(walked_entry const& entry, std::string const& key)
 {
     CF::String const cf_key(key.c_str(), kCFStringEncodingUTF8);
     return entry.view().create_cf_property_(cf_key, 0).GetTypeRef() != nullptr;
@@ -35,13 +36,13 @@ registry_search::registry_search(plane p, search_criteria criteria, search_scope
 {
 }
 
-std::optional<tree_node> registry_search::entries_above_matches(registry_entry const& top) const
+std::optional<tree_node> registry_search::entries_above_matches(walked_entry const& top) const
 {
     ancestry ancestors;
     return prune(top, 1, ancestors);
 }
 
-std::vector<tree_node> registry_search::subtrees_of_matches(registry_entry const& top) const
+std::vector<tree_node> registry_search::subtrees_of_matches(walked_entry const& top) const
 {
     std::vector<tree_node> found;
     ancestry ancestors;
@@ -49,7 +50,7 @@ std::vector<tree_node> registry_search::subtrees_of_matches(registry_entry const
     return found;
 }
 
-bool registry_search::matches(registry_entry const& entry, entry_summary const& summary) const
+bool registry_search::matches(walked_entry const& entry, entry_summary const& summary) const
 {
     if (!criteria_.any())
         return false;
@@ -67,7 +68,7 @@ bool registry_search::below_depth(std::size_t level) const noexcept
     return !scope_.depth || level < *scope_.depth;
 }
 
-std::optional<tree_node> registry_search::prune(registry_entry const& entry, std::size_t level,
+std::optional<tree_node> registry_search::prune(walked_entry const& entry, std::size_t level,
                                                 ancestry& ancestors) const
 {
     tree_node node;
@@ -93,7 +94,7 @@ std::size_t registry_search::match_levels() const noexcept
     return scope_.depth.value_or(unlimited);
 }
 
-std::optional<tree_node> registry_search::gather(registry_entry const& entry, std::size_t levels, ancestry& ancestors,
+std::optional<tree_node> registry_search::gather(walked_entry const& entry, std::size_t levels, ancestry& ancestors,
                                                  std::vector<tree_node>& found) const
 {
     tree_node node;

@@ -1,8 +1,9 @@
+// `tree`'s search (-c, -n, -k) and its depth and subtree scope (-d, -r), as ioreg shows them.
 #pragma once
 
 #include "device/apple/plane.hpp"
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
-#include "tools/plinth-ioreg/registry/registry_entry.hpp"
+#include "tools/plinth-ioreg/registry/walked_entry.hpp"
 #include "tools/plinth-ioreg/walk/registry_walker.hpp"
 #include "tools/plinth-ioreg/walk/search_criteria.hpp"
 
@@ -26,27 +27,27 @@ public:
     // The top entry with only the branches that lead to a match, down to the
     // depth; nothing when no entry there matches. Without criteria every entry
     // down to the depth.
-    std::optional<tree_node> entries_above_matches(registry_entry const& top) const;
+    std::optional<tree_node> entries_above_matches(walked_entry const& top) const;
 
     // Each match, in the order of a walk from the top, with the entries below it
     // down to the depth counted from the match. A match below another is shown
     // again on its own, as ioreg -r does.
-    std::vector<tree_node> subtrees_of_matches(registry_entry const& top) const;
+    std::vector<tree_node> subtrees_of_matches(walked_entry const& top) const;
 
     // Whether the entry passes every test of the criteria; false when there are none.
-    bool matches(registry_entry const& entry, entry_summary const& summary) const;
+    bool matches(walked_entry const& entry, entry_summary const& summary) const;
 
 private:
     using ancestry = std::vector<std::uint64_t>;
 
     static constexpr std::size_t unlimited = std::numeric_limits<std::size_t>::max();
 
-    std::optional<tree_node> prune(registry_entry const& entry, std::size_t level, ancestry& ancestors) const;
+    std::optional<tree_node> prune(walked_entry const& entry, std::size_t level, ancestry& ancestors) const;
 
     // One walk for -r: tests every entry, reads each one that some match's tree
     // shows once, and puts each match's tree in `found`. Returns the entry's tree
     // down to `levels` levels for the match above it, none when 0.
-    std::optional<tree_node> gather(registry_entry const& entry, std::size_t levels, ancestry& ancestors,
+    std::optional<tree_node> gather(walked_entry const& entry, std::size_t levels, ancestry& ancestors,
                                     std::vector<tree_node>& found) const;
     std::size_t match_levels() const noexcept;
     static tree_node truncated(tree_node const& node, std::size_t levels);

@@ -1,3 +1,4 @@
+// The walk of one plane downwards: each entry's summary, its properties when asked for, its children.
 #include "tools/plinth-ioreg/walk/registry_walker.hpp"
 
 #include "tools/plinth-ioreg/properties/property_reader.hpp"
@@ -11,13 +12,13 @@ registry_walker::registry_walker(plane p, bool with_properties, path_reading pat
 {
 }
 
-tree_node registry_walker::walk(registry_entry const& top) const
+tree_node registry_walker::walk(walked_entry const& top) const
 {
     std::vector<std::uint64_t> ancestors;
     return walk(top, ancestors);
 }
 
-tree_node registry_walker::walk(registry_entry const& entry, std::vector<std::uint64_t>& ancestors) const
+tree_node registry_walker::walk(walked_entry const& entry, std::vector<std::uint64_t>& ancestors) const
 {
     tree_node node;
     node.summary = summarize(entry, plane_, paths_);

@@ -1,9 +1,10 @@
+// The walk of one plane downwards that `tree` prints, with as few IOKit calls as showing it allows.
 #pragma once
 
 #include "device/apple/plane.hpp"
 #include "tools/plinth-ioreg/properties/property_value.hpp"
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
-#include "tools/plinth-ioreg/registry/registry_entry.hpp"
+#include "tools/plinth-ioreg/registry/walked_entry.hpp"
 
 #include <cstdint>
 #include <optional>
@@ -34,10 +35,10 @@ public:
     registry_walker(plane p, bool with_properties, path_reading paths = path_reading::read) noexcept;
 
     // `top` and every entry below it in the plane.
-    tree_node walk(registry_entry const& top) const;
+    tree_node walk(walked_entry const& top) const;
 
 private:
-    tree_node walk(registry_entry const& entry, std::vector<std::uint64_t>& ancestors) const;
+    tree_node walk(walked_entry const& entry, std::vector<std::uint64_t>& ancestors) const;
 
     plane plane_;
     bool with_properties_;

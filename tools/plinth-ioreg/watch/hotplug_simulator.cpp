@@ -1,19 +1,16 @@
+// watch --simulate-hotplug: picking the bundled registry's smallest USB device and toggling it on a timer (simulation only).
+#if !defined(__APPLE__)
 #include "tools/plinth-ioreg/watch/hotplug_simulator.hpp"
 
-#include "tools/plinth-ioreg/command_line/tool_error.hpp"
-
-#if !defined(__APPLE__)
 #include "sim/control/registry.hpp"
+#include "tools/plinth-ioreg/command_line/tool_error.hpp"
 
 #include <algorithm>
 #include <map>
 #include <set>
 #include <vector>
-#endif
 
 namespace plinth::ioreg_tool {
-
-#if !defined(__APPLE__)
 namespace {
 
 using children_map = std::multimap<sim::entry_id, sim::entry_id>;
@@ -110,26 +107,6 @@ std::uint64_t hotplug_simulator::device_id() const noexcept
 {
     return device_->id;
 }
-#else
-struct hotplug_simulator::device_part
-{
-};
-
-hotplug_simulator::hotplug_simulator(boost::asio::any_io_executor executor, std::chrono::milliseconds period)
-    : timer_(std::move(executor)), period_(period)
-{
-    throw tool_error("--simulate-hotplug works only where the I/O Kit is simulated");
-}
-
-void hotplug_simulator::toggle()
-{
-}
-
-std::uint64_t hotplug_simulator::device_id() const noexcept
-{
-    return 0;
-}
-#endif
 
 hotplug_simulator::~hotplug_simulator() = default;
 
@@ -150,3 +127,4 @@ void hotplug_simulator::schedule()
 }
 
 } // namespace plinth::ioreg_tool
+#endif

@@ -1,4 +1,7 @@
+// watch --simulate-hotplug: a USB device of the bundled registry unplugged and plugged back, where the I/O Kit is simulated.
 #pragma once
+
+#if !defined(__APPLE__)
 
 #include <boost/asio/any_io_executor.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -9,10 +12,10 @@
 
 namespace plinth::ioreg_tool {
 
-// Where there is no IOKit, plays a USB device of the bundled registry being
-// unplugged and plugged back in, once every `period`, through the simulated I/O
-// Kit's control interface, until destroyed or cancelled. The registry must be the
-// bundled one. Throws tool_error where IOKit is real or the device is missing.
+// Plays a USB device of the bundled registry being unplugged and plugged back
+// in, once every `period`, through the simulated I/O Kit's control interface,
+// until destroyed or cancelled. The registry must be the bundled one. Throws
+// tool_error when it has no USB device to plug. Only where the I/O Kit is simulated.
 class hotplug_simulator
 {
 public:
@@ -41,3 +44,4 @@ private:
 };
 
 } // namespace plinth::ioreg_tool
+#endif

@@ -1,11 +1,15 @@
+// The watch command: a registry watch on the notifier service, its events written as they come, until a signal.
 #include "tools/plinth-ioreg/watch/watch_command.hpp"
 
 #include "device/apple/detail/notifier_service.hpp"
 #include "tools/plinth-ioreg/command_line/tool_error.hpp"
 #include "tools/plinth-ioreg/registry/registry_source.hpp"
-#include "tools/plinth-ioreg/watch/hotplug_simulator.hpp"
 #include "tools/plinth-ioreg/watch/registry_watch.hpp"
 #include "tools/plinth-ioreg/watch/watch_event.hpp"
+
+#if !defined(__APPLE__)
+#include "tools/plinth-ioreg/watch/hotplug_simulator.hpp"
+#endif
 
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -56,10 +60,15 @@ int run_watch(options const& chosen, std::FILE* out)
         boost::asio::signal_set signals(*io, SIGINT, SIGTERM);
         signals.async_wait([&io](boost::system::error_code const&, int) { io->stop(); });
         auto& notifier = boost::asio::use_service<apple::detail::notifier_service>(*io);
-        watch.emplace(notifier, chosen.classes, [&writer](watch_event const& event) { writer.write(event); });
+        watch.emplace(notifier, chosen.watched_classes, [&writer](watch_event const& event) { writer.write(event); });
+#if !defined(__APPLE__)
         std::optional<hotplug_simulator> hotplug;
         if (chosen.simulate_hotplug)
             hotplug.emplace(io->get_executor(), std::chrono::seconds(1));
+#else
+        if (chosen.simulate_hotplug)
+            throw tool_error("--simulate-hotplug works only where the I/O Kit is simulated");
+#endif
         io->run();
     }
     // The writer stops the context: end the deliveries before the context goes.

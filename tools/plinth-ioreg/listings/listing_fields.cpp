@@ -1,4 +1,5 @@
-#include "tools/plinth-ioreg/listings/listing_text.hpp"
+// How the device listings print a field that may be absent: text, decimal, hexadecimal.
+#include "tools/plinth-ioreg/listings/listing_fields.hpp"
 
 #include <fmt/format.h>
 

@@ -1,3 +1,4 @@
+// One registry entry as the tool walks it: the library's device and a view of the same handle.
 #pragma once
 
 #include "device/apple/device.hpp"
@@ -14,11 +15,11 @@ namespace plinth::ioreg_tool {
 // the library has, and a view of the same handle for the one it lacks (listing
 // the entry's property keys). The device owns the reference that keeps the
 // view's handle alive.
-class registry_entry
+class walked_entry
 {
 public:
-    registry_entry() noexcept = default;
-    explicit registry_entry(apple::io_kit::io_registry_entry entry) noexcept;
+    walked_entry() noexcept = default;
+    explicit walked_entry(apple::io_kit::io_registry_entry entry) noexcept;
 
     // True when the entry handle is not null.
     explicit operator bool() const noexcept;
@@ -27,8 +28,8 @@ public:
     apple::io_kit::io_registry_entry_view view() const noexcept;
 
     // The entry's direct children / its parents in `p`, in attach order.
-    std::vector<registry_entry> children(plane p) const;
-    std::vector<registry_entry> parents(plane p) const;
+    std::vector<walked_entry> children(plane p) const;
+    std::vector<walked_entry> parents(plane p) const;
 
 private:
     apple::io_kit::io_registry_entry_view view_;
@@ -36,6 +37,6 @@ private:
 };
 
 // Every entry that `iterator` yields, until it is exhausted.
-std::vector<registry_entry> drain(apple::io_kit::io_iterator iterator);
+std::vector<walked_entry> drain(apple::io_kit::io_iterator iterator);
 
 } // namespace plinth::ioreg_tool

@@ -1,3 +1,4 @@
+// How the device listings print a field: "-" when absent, hexadecimal at a width, null in JSON.
 #pragma once
 
 #include <nlohmann/json.hpp>

@@ -1,3 +1,4 @@
+// A listing field read, or absent when reading it throws.
 #pragma once
 
 #include <exception>

@@ -1,9 +1,10 @@
+// Everything `show` tells about one entry: its summary, its name, location and path in each plane, properties, parents and children.
 #pragma once
 
 #include "device/apple/plane.hpp"
 #include "tools/plinth-ioreg/properties/property_value.hpp"
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
-#include "tools/plinth-ioreg/registry/registry_entry.hpp"
+#include "tools/plinth-ioreg/registry/walked_entry.hpp"
 
 #include <optional>
 #include <string>
@@ -21,7 +22,7 @@ struct plane_presence
 };
 
 // Everything `show` tells about one entry.
-struct entry_report
+struct entry_details
 {
     plane neighbours_plane = plane::service; // the plane the parents and children are taken from
     entry_summary summary;                   // in that plane
@@ -32,6 +33,6 @@ struct entry_report
     std::vector<entry_summary> children;
 };
 
-entry_report report_entry(registry_entry const& entry, plane neighbours_plane);
+entry_details read_entry_details(walked_entry const& entry, plane neighbours_plane);
 
 } // namespace plinth::ioreg_tool
