@@ -1,3 +1,4 @@
+// The usb, pci and serial listings: order and nesting, fields read, IOKit calls per entry, and every shared dump.
 #include "device/apple/tree.hpp"
 #include "io_kit/mach_port.hpp"
 #include "sim/control/loaders.hpp"

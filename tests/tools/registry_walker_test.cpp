@@ -1,3 +1,4 @@
+// The registry walker, path components and the text printer: what the walk costs and reads, and how ioreg's layout shows it.
 #include "device/apple/tree.hpp"
 #include "io_kit/mach_port.hpp"
 #include "support/sim_test.hpp"

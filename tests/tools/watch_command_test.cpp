@@ -1,3 +1,4 @@
+// The registry watch and the watch command: arrivals and departures reported once, in order, and a clean stop.
 #include "device/apple/detail/notifier_service.hpp"
 #include "support/threaded_sim_test.hpp"
 #include "tools/plinth-ioreg/watch/registry_watch.hpp"

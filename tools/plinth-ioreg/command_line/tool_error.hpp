@@ -1,3 +1,4 @@
+// The error for what the user can correct: one line on standard error, exit status 1.
 #pragma once
 
 #include <stdexcept>

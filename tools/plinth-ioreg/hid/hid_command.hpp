@@ -1,3 +1,4 @@
+// hid read and hid write: input reports of one HID device printed as they come, one output report sent.
 #pragma once
 
 #include "tools/plinth-ioreg/command_line/options.hpp"

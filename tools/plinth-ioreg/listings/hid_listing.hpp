@@ -1,3 +1,4 @@
+// The hid listing: every HID device with its usage, vendor and product, report sizes, ID and path.
 #pragma once
 
 #include "device/apple/tree.hpp"

@@ -1,3 +1,4 @@
+// The pci listing: every PCI function with its identity, class, revision, subsystem and path.
 #pragma once
 
 #include "device/apple/pci_device.hpp"

@@ -1,3 +1,4 @@
+// The serial listing: every serial port with its device files, terminal name, type and the USB device it is on.
 #pragma once
 
 #include "device/apple/tree.hpp"

@@ -1,3 +1,4 @@
+// The usb listing: every USB device, nested by hub, with its identity and, with -v, its descriptor.
 #pragma once
 
 #include "device/apple/tree.hpp"

@@ -1,3 +1,4 @@
+// Timestamps to the millisecond: local time of day, and UTC in ISO 8601.
 #include "tools/plinth-ioreg/output/time_text.hpp"
 
 #include <fmt/chrono.h>

@@ -1,3 +1,4 @@
+// Timestamps as the live commands print them: local time of day for people, UTC ISO 8601 for scripts.
 #pragma once
 
 #include <chrono>

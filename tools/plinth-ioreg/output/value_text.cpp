@@ -1,3 +1,4 @@
+// A property value in ioreg's own syntax: numbers, strings, Yes/No, <data>, {dictionaries}, (arrays), [sets].
 #include "tools/plinth-ioreg/output/value_text.hpp"
 
 #include <fmt/format.h>

@@ -1,3 +1,4 @@
+// A property value in ioreg's own syntax, written where the text printer writes.
 #pragma once
 
 #include "tools/plinth-ioreg/properties/property_value.hpp"

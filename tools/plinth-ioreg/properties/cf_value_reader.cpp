@@ -1,3 +1,4 @@
+// Converting CF booleans, numbers (unsigned at their own width), strings, data, dictionaries, arrays and sets into property values.
 #include "tools/plinth-ioreg/properties/cf_value_reader.hpp"
 
 #include "io_kit/cf/array.hpp"

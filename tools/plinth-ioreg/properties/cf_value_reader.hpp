@@ -1,3 +1,4 @@
+// A CF value of any type the registry hands out, converted into the tool's property value model.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

@@ -1,3 +1,4 @@
+// The tool's model of a property value: a variant of the kinds the registry holds, dictionaries in registry order.
 #pragma once
 
 #include <cstddef>

@@ -1,3 +1,4 @@
+// Splitting a registry path's last component into name and location, or giving up where IOKit must be asked.
 #include "tools/plinth-ioreg/registry/path_component.hpp"
 
 #include <algorithm>

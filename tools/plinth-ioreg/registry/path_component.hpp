@@ -1,3 +1,4 @@
+// An entry's name and location read from the last component of its registry path, where that tells them apart for sure.
 #pragma once
 
 #include <optional>

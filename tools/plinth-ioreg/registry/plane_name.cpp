@@ -1,3 +1,4 @@
+// Reading a plane's name through the library, an unknown one made a tool_error.
 #include "tools/plinth-ioreg/registry/plane_name.hpp"
 
 #include "tools/plinth-ioreg/command_line/tool_error.hpp"

@@ -1,3 +1,4 @@
+// The plane the user named (--plane, PLANE=FILE), or a tool_error.
 #pragma once
 
 #include "device/apple/plane.hpp"

@@ -1,3 +1,4 @@
+// Preparing the registry: reading --registry arguments and, where the I/O Kit is simulated, loading the bundled registry or the dumps.
 #include "tools/plinth-ioreg/registry/registry_source.hpp"
 
 #include "tools/plinth-ioreg/command_line/tool_error.hpp"

@@ -1,3 +1,4 @@
+// Where the registry the tool reads comes from: the machine's own, or the simulated I/O Kit's bundled registry or --registry dumps.
 #pragma once
 
 #include <string>

@@ -1,3 +1,4 @@
+// Visiting every entry of one plane once, depth first, handing each to the visitor by move.
 #include "tools/plinth-ioreg/walk/plane_visit.hpp"
 
 #include "io_kit/io_registry_entry.hpp"

@@ -1,3 +1,4 @@
+// Visiting every entry of one plane once, depth first, for the device listings.
 #pragma once
 
 #include "device/apple/device.hpp"

@@ -1,3 +1,4 @@
+// What `tree` looks for (-c, -n, -k) and how much it shows around the matches (-r, -d).
 #pragma once
 
 #include <cstddef>

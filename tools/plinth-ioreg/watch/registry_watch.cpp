@@ -1,3 +1,4 @@
+// Registry entries of some classes arriving and leaving: one device watcher per class, events read on the delivery thread.
 #include "tools/plinth-ioreg/watch/registry_watch.hpp"
 
 #include <boost/asio/post.hpp>

@@ -1,3 +1,4 @@
+// Registry entries of some classes arriving and leaving, delivered one at a time on a thread of the watch's own.
 #pragma once
 
 #include "device/apple/detail/notifier_service.hpp"

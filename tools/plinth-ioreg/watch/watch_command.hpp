@@ -1,3 +1,4 @@
+// The watch command: entries arriving and leaving, one line each, until Ctrl-C.
 #pragma once
 
 #include "tools/plinth-ioreg/command_line/options.hpp"

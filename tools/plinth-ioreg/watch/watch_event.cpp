@@ -1,3 +1,4 @@
+// One entry arriving or leaving as watch prints it: a line of text, or a JSON object.
 #include "tools/plinth-ioreg/watch/watch_event.hpp"
 
 #include "tools/plinth-ioreg/output/time_text.hpp"

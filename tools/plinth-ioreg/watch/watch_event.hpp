@@ -1,3 +1,4 @@
+// One entry arriving or leaving as watch reports it, and its line of text or JSON.
 #pragma once
 
 #include <nlohmann/json.hpp>
