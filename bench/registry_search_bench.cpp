@@ -8,9 +8,9 @@
 #if defined(PLINTH_IOREG_SEARCH)
 #include "device/apple/tree.hpp"
 #include "io_kit/mach_port.hpp"
-#include "tools/plinth-ioreg/entry_lookup.hpp"
-#include "tools/plinth-ioreg/registry_search.hpp"
-#include "tools/plinth-ioreg/registry_walker.hpp"
+#include "tools/plinth-ioreg/registry/entry_lookup.hpp"
+#include "tools/plinth-ioreg/walk/registry_search.hpp"
+#include "tools/plinth-ioreg/walk/registry_walker.hpp"
 
 #if !defined(__APPLE__)
 #include "sim/control/diagnostics.hpp"

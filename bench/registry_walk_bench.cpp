@@ -32,11 +32,11 @@
 #if defined(PLINTH_IOREG_WALKER)
 #include "device/apple/tree.hpp"
 #include "io_kit/mach_port.hpp"
-#include "tools/plinth-ioreg/entry_lookup.hpp"
-#include "tools/plinth-ioreg/pci_listing.hpp"
-#include "tools/plinth-ioreg/registry_walker.hpp"
-#include "tools/plinth-ioreg/serial_listing.hpp"
-#include "tools/plinth-ioreg/usb_listing.hpp"
+#include "tools/plinth-ioreg/listings/pci_listing.hpp"
+#include "tools/plinth-ioreg/listings/serial_listing.hpp"
+#include "tools/plinth-ioreg/listings/usb_listing.hpp"
+#include "tools/plinth-ioreg/registry/entry_lookup.hpp"
+#include "tools/plinth-ioreg/walk/registry_walker.hpp"
 
 #if !defined(__APPLE__)
 #include "sim/control/diagnostics.hpp"

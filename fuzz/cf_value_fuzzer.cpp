@@ -19,10 +19,10 @@
 #include "io_kit/mach_port.hpp"
 #include "sim/control/registry.hpp"
 #include "sim/detail/registry/property_from_cf.hpp"
-#include "tools/plinth-ioreg/cf_value_reader.hpp"
-#include "tools/plinth-ioreg/entry_lookup.hpp"
-#include "tools/plinth-ioreg/json_printer.hpp"
-#include "tools/plinth-ioreg/value_text.hpp"
+#include "tools/plinth-ioreg/output/json_printer.hpp"
+#include "tools/plinth-ioreg/output/value_text.hpp"
+#include "tools/plinth-ioreg/properties/cf_value_reader.hpp"
+#include "tools/plinth-ioreg/registry/entry_lookup.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
 

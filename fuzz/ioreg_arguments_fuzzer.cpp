@@ -6,15 +6,16 @@
 // standard input or waits: watch and hid read/write are parsed, never run.
 #include "fuzz/support/registry_checks.hpp"
 #include "sim/control/registry.hpp"
-#include "tools/plinth-ioreg/entry_lookup.hpp"
-#include "tools/plinth-ioreg/entry_report.hpp"
-#include "tools/plinth-ioreg/options.hpp"
-#include "tools/plinth-ioreg/path_component.hpp"
-#include "tools/plinth-ioreg/plane_name.hpp"
-#include "tools/plinth-ioreg/registry_search.hpp"
-#include "tools/plinth-ioreg/registry_source.hpp"
-#include "tools/plinth-ioreg/text_printer.hpp"
-#include "tools/plinth-ioreg/tool_error.hpp"
+#include "tools/plinth-ioreg/command_line/command.hpp"
+#include "tools/plinth-ioreg/command_line/options.hpp"
+#include "tools/plinth-ioreg/command_line/tool_error.hpp"
+#include "tools/plinth-ioreg/output/text_printer.hpp"
+#include "tools/plinth-ioreg/registry/entry_details.hpp"
+#include "tools/plinth-ioreg/registry/entry_lookup.hpp"
+#include "tools/plinth-ioreg/registry/path_component.hpp"
+#include "tools/plinth-ioreg/registry/plane_name.hpp"
+#include "tools/plinth-ioreg/registry/registry_source.hpp"
+#include "tools/plinth-ioreg/walk/registry_search.hpp"
 
 #include <boost/system/system_error.hpp>
 
@@ -48,20 +49,21 @@ std::vector<std::string> split_arguments(std::string_view bytes)
     return arguments;
 }
 
-// What run_command() does for tree and show, minus loading the registry (the
+// What the tree and show commands do, minus loading the registry (the
 // bundled one stays loaded for the whole run) and writing the output.
 void look_up(tool::options const& chosen, plinth::plane p)
 {
     plinth::apple::tree const registry(plinth::apple::io_kit::mach_port::master_port_default());
-    if (chosen.what == tool::command::show) {
+    auto const& command = chosen.command_to_run->name;
+    if (command == "show") {
         if (chosen.path)
             (void)tool::last_path_component(*chosen.path);
         auto const entry =
             chosen.id ? tool::find_by_id(registry, *chosen.id) : tool::find_by_path(registry, *chosen.path, p);
-        (void)tool::format_report(tool::report_entry(entry, p));
+        (void)tool::format_entry_details(tool::read_entry_details(entry, p));
         return;
     }
-    if (chosen.what != tool::command::tree || !chosen.search.any())
+    if (command != "tree" || !chosen.search.any())
         return;
     tool::registry_search const search(p, chosen.search, chosen.scope, chosen.properties);
     auto const root = tool::find_root(registry);

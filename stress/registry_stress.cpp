@@ -23,8 +23,8 @@ int main()
 #include "io_kit/io_iterator.hpp"
 #include "io_kit/mach_port.hpp"
 #include "sim/control/registry.hpp"
-#include "tools/plinth-ioreg/entry_lookup.hpp"
-#include "tools/plinth-ioreg/registry_walker.hpp"
+#include "tools/plinth-ioreg/registry/entry_lookup.hpp"
+#include "tools/plinth-ioreg/walk/registry_walker.hpp"
 
 #include <boost/system/system_error.hpp>
 

@@ -7,15 +7,15 @@
 #include "sim/control/diagnostics.hpp"
 #include "sim/control/loaders.hpp"
 #include "sim/control/registry.hpp"
-#include "tools/plinth-ioreg/entry_lookup.hpp"
-#include "tools/plinth-ioreg/entry_report.hpp"
-#include "tools/plinth-ioreg/hid_listing.hpp"
-#include "tools/plinth-ioreg/json_printer.hpp"
-#include "tools/plinth-ioreg/pci_listing.hpp"
-#include "tools/plinth-ioreg/registry_walker.hpp"
-#include "tools/plinth-ioreg/serial_listing.hpp"
-#include "tools/plinth-ioreg/text_printer.hpp"
-#include "tools/plinth-ioreg/usb_listing.hpp"
+#include "tools/plinth-ioreg/listings/hid_listing.hpp"
+#include "tools/plinth-ioreg/listings/pci_listing.hpp"
+#include "tools/plinth-ioreg/listings/serial_listing.hpp"
+#include "tools/plinth-ioreg/listings/usb_listing.hpp"
+#include "tools/plinth-ioreg/output/json_printer.hpp"
+#include "tools/plinth-ioreg/output/text_printer.hpp"
+#include "tools/plinth-ioreg/registry/entry_details.hpp"
+#include "tools/plinth-ioreg/registry/entry_lookup.hpp"
+#include "tools/plinth-ioreg/walk/registry_walker.hpp"
 
 #include <cstddef>
 #include <cstdint>
@@ -53,12 +53,12 @@ inline void read_whole_registry(plane p)
         auto const tree = ioreg_tool::registry_walker(p, true).walk(root);
         (void)ioreg_tool::format_tree(tree);
         (void)ioreg_tool::to_text(ioreg_tool::tree_to_json(tree));
-        auto const root_report = ioreg_tool::report_entry(root, p);
-        (void)ioreg_tool::format_report(root_report);
+        auto const root_report = ioreg_tool::read_entry_details(root, p);
+        (void)ioreg_tool::format_entry_details(root_report);
         for (auto const& child : root.children(p)) {
-            auto const report = ioreg_tool::report_entry(child, p);
-            (void)ioreg_tool::format_report(report);
-            (void)ioreg_tool::to_text(ioreg_tool::report_to_json(report));
+            auto const report = ioreg_tool::read_entry_details(child, p);
+            (void)ioreg_tool::format_entry_details(report);
+            (void)ioreg_tool::to_text(ioreg_tool::entry_details_to_json(report));
         }
         auto const usb = ioreg_tool::list_usb_devices(registry);
         (void)ioreg_tool::format_usb_listing(usb, true);

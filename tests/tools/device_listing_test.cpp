@@ -1,10 +1,11 @@
+// The usb, pci and serial listings: order and nesting, fields read, IOKit calls per entry, and every shared dump.
 #include "device/apple/tree.hpp"
 #include "io_kit/mach_port.hpp"
 #include "sim/control/loaders.hpp"
 #include "support/sim_test.hpp"
-#include "tools/plinth-ioreg/pci_listing.hpp"
-#include "tools/plinth-ioreg/serial_listing.hpp"
-#include "tools/plinth-ioreg/usb_listing.hpp"
+#include "tools/plinth-ioreg/listings/pci_listing.hpp"
+#include "tools/plinth-ioreg/listings/serial_listing.hpp"
+#include "tools/plinth-ioreg/listings/usb_listing.hpp"
 
 #include <filesystem>
 #include <set>

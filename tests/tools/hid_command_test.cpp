@@ -1,9 +1,10 @@
+// The hid listing, and hid read and write against simulated devices: reports printed, Ctrl-C, removal, an entry not HID.
 #include "sim/control/hid.hpp"
 #include "support/scratch_folder.hpp"
 #include "support/threaded_sim_test.hpp"
-#include "tools/plinth-ioreg/hid_command.hpp"
-#include "tools/plinth-ioreg/hid_listing.hpp"
-#include "tools/plinth-ioreg/tool_error.hpp"
+#include "tools/plinth-ioreg/command_line/tool_error.hpp"
+#include "tools/plinth-ioreg/hid/hid_command.hpp"
+#include "tools/plinth-ioreg/listings/hid_listing.hpp"
 
 #include "device/apple/tree.hpp"
 #include "io_kit/mach_port.hpp"
@@ -70,7 +71,6 @@ protected:
     tool::options read_options(std::uint64_t id, std::size_t count) const
     {
         tool::options chosen;
-        chosen.what = tool::command::hid_read;
         chosen.id = id;
         chosen.count = count;
         chosen.registries = {};
@@ -171,9 +171,8 @@ TEST_F(hid_command_test, ctrl_c_ends_a_read_cleanly_and_frees_the_device)
 
     // Closed: another client can take it.
     tool::options write;
-    write.what = tool::command::hid_write;
     write.id = device;
-    write.report = {0x02};
+    write.output_report = {0x02};
     EXPECT_EQ(tool::run_hid_write(write), 0);
     auto const sent = sim::output_reports(device);
     ASSERT_EQ(sent.size(), 1u);

@@ -5,9 +5,9 @@
 #include "support/sim_test.hpp"
 
 #if defined(PLINTH_IOREG_TOOL)
-#include "tools/plinth-ioreg/entry_lookup.hpp"
-#include "tools/plinth-ioreg/options.hpp"
-#include "tools/plinth-ioreg/registry_search.hpp"
+#include "tools/plinth-ioreg/command_line/options.hpp"
+#include "tools/plinth-ioreg/registry/entry_lookup.hpp"
+#include "tools/plinth-ioreg/walk/registry_search.hpp"
 #endif
 
 #include <fmt/format.h>

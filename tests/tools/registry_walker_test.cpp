@@ -1,10 +1,11 @@
+// The registry walker, path components and the text printer: what the walk costs and reads, and how ioreg's layout shows it.
 #include "device/apple/tree.hpp"
 #include "io_kit/mach_port.hpp"
 #include "support/sim_test.hpp"
-#include "tools/plinth-ioreg/entry_lookup.hpp"
-#include "tools/plinth-ioreg/path_component.hpp"
-#include "tools/plinth-ioreg/registry_walker.hpp"
-#include "tools/plinth-ioreg/text_printer.hpp"
+#include "tools/plinth-ioreg/output/text_printer.hpp"
+#include "tools/plinth-ioreg/registry/entry_lookup.hpp"
+#include "tools/plinth-ioreg/registry/path_component.hpp"
+#include "tools/plinth-ioreg/walk/registry_walker.hpp"
 
 #include <cstdint>
 #include <stdexcept>

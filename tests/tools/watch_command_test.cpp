@@ -1,7 +1,8 @@
+// The registry watch and the watch command: arrivals and departures reported once, in order, and a clean stop.
 #include "device/apple/detail/notifier_service.hpp"
 #include "support/threaded_sim_test.hpp"
-#include "tools/plinth-ioreg/registry_watch.hpp"
-#include "tools/plinth-ioreg/watch_event.hpp"
+#include "tools/plinth-ioreg/watch/registry_watch.hpp"
+#include "tools/plinth-ioreg/watch/watch_event.hpp"
 
 #include <boost/asio/io_context.hpp>
 

@@ -1,0 +1,239 @@
+// hid read and hid write: opening the device a registry entry ID names on a stream, reading until a count or a signal, writing once.
+#include "tools/plinth-ioreg/hid/hid_command.hpp"
+
+#include "device/apple/hid_stream.hpp"
+#include "device/apple/tree.hpp"
+#include "io_kit/io_hid_device.hpp"
+#include "io_kit/mach_port.hpp"
+#include "log/log.hpp"
+#include "tools/plinth-ioreg/command_line/tool_error.hpp"
+#include "tools/plinth-ioreg/output/time_text.hpp"
+#include "tools/plinth-ioreg/registry/entry_lookup.hpp"
+#include "tools/plinth-ioreg/registry/entry_summary.hpp"
+#include "tools/plinth-ioreg/registry/registry_source.hpp"
+#include "tools/plinth-ioreg/registry/walked_entry.hpp"
+
+#include <boost/asio/executor_work_guard.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
+#include <boost/asio/steady_timer.hpp>
+
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include <atomic>
+#include <cctype>
+#include <csignal>
+#include <functional>
+#include <optional>
+#include <thread>
+
+namespace plinth::ioreg_tool {
+namespace {
+
+// Reports sizes from the device are trusted up to this; a device that names none
+// is read with this many bytes.
+constexpr std::size_t fallback_report_size = 64;
+
+std::string hex_bytes(std::span<std::uint8_t const> bytes, char const* separator)
+{
+    std::string text;
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        text += fmt::format("{}{:02x}", i == 0 ? "" : separator, bytes[i]);
+    return text;
+}
+
+// The library reports a device it cannot open through its log; the tool keeps the
+// line to make it the error it reports.
+class log_keeper
+{
+public:
+    log_keeper()
+        : previous_(set_log_sink([this](log_level, std::string_view line) { last_ = std::string(line); }))
+    {
+    }
+    ~log_keeper() { set_log_sink(previous_); }
+    std::string const& last() const noexcept { return last_; }
+
+private:
+    std::string last_;
+    log_sink previous_;
+};
+
+// The device an ID names, checked to be a HID device.
+apple::device find_hid_device(std::uint64_t id)
+{
+    apple::tree const registry(apple::io_kit::mach_port::master_port_default());
+    auto const entry = find_by_id(registry, id);
+    if (!entry.device().conforms_to_class("IOHIDDevice"))
+        throw tool_error(fmt::format("{} is not a HID device", format_entry_id(id)));
+    return entry.device();
+}
+
+// A cancel of a read that was cancelled already (the repeated cancel below, or
+// close() after a cancel) posts a call that throws std::bad_function_call when
+// run: the stream's documented behaviour, absorbed here.
+void run_absorbing_empty_cancels(boost::asio::io_context& io)
+{
+    for (;;)
+    {
+        try
+        {
+            io.run();
+            return;
+        }
+        catch (std::bad_function_call const&)
+        {
+        }
+    }
+}
+
+// Runs a context's handlers on a thread of its own, so that a cancel completes
+// while the main thread is blocked in a read; stops and joins it when destroyed,
+// before the objects whose handlers it runs go.
+class context_thread
+{
+public:
+    explicit context_thread(boost::asio::io_context& io)
+        : io_(io), guard_(io.get_executor()), thread_([&io] { run_absorbing_empty_cancels(io); })
+    {
+    }
+    ~context_thread()
+    {
+        guard_.reset();
+        io_.stop();
+        thread_.join();
+    }
+    context_thread(context_thread const&) = delete;
+    context_thread& operator=(context_thread const&) = delete;
+
+private:
+    boost::asio::io_context& io_;
+    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> guard_;
+    std::thread thread_;
+};
+
+// The HID device a command names, opened on a context of its own; a device that
+// cannot be opened is an error carrying the library's own line about it.
+class hid_session
+{
+public:
+    explicit hid_session(options const& chosen) : id_(*chosen.id)
+    {
+        prepare_registry(chosen.registries);
+        stream.emplace(io.get_executor(), find_hid_device(id_));
+        if (!stream->is_open())
+            throw tool_error(fmt::format("cannot open HID device {}: {}", format_entry_id(id_),
+                                         log_.last().empty() ? "unknown error" : log_.last()));
+    }
+
+    std::uint64_t id() const noexcept { return id_; }
+
+    boost::asio::io_context io;
+    std::optional<apple::hid_stream> stream;
+
+private:
+    std::uint64_t id_;
+    log_keeper log_;
+};
+
+} // namespace
+
+std::optional<std::vector<std::uint8_t>> parse_hex_bytes(std::string const& text)
+{
+    std::string digits;
+    for (char const c : text)
+    {
+        if (c == ' ' || c == ':')
+            continue;
+        if (std::isxdigit(static_cast<unsigned char>(c)) == 0)
+            return std::nullopt;
+        digits += c;
+    }
+    if (digits.empty() || digits.size() % 2 != 0)
+        return std::nullopt;
+    std::vector<std::uint8_t> bytes;
+    for (std::size_t i = 0; i < digits.size(); i += 2)
+        bytes.push_back(static_cast<std::uint8_t>(std::stoi(digits.substr(i, 2), nullptr, 16)));
+    return bytes;
+}
+
+std::string format_input_report(std::chrono::system_clock::time_point time, std::uint8_t report_id,
+                                std::span<std::uint8_t const> bytes, bool json)
+{
+    if (json)
+    {
+        nlohmann::ordered_json object;
+        object["time"] = utc_timestamp(time);
+        object["report_id"] = report_id;
+        object["bytes"] = {{"data", hex_bytes(bytes, "")}};
+        return object.dump() + "\n";
+    }
+    return fmt::format("{}  id {}  {}\n", local_time_of_day(time), report_id, hex_bytes(bytes, " "));
+}
+
+int run_hid_read(options const& chosen, std::FILE* out)
+{
+    hid_session session(chosen);
+    auto& io = session.io;
+    auto& stream = *session.stream;
+
+    std::size_t size = fallback_report_size;
+    if (auto const named = stream.get_max_input_report_size(); named > 0)
+        size = static_cast<std::size_t>(named);
+    std::vector<std::uint8_t> buffer(size);
+
+    // Ctrl-C cancels the pending read. A signal may come between two reads, when
+    // there is none to cancel: the cancel is repeated until the loop has seen it.
+    std::atomic<bool> stopping{false};
+    boost::asio::signal_set signals(io, SIGINT, SIGTERM);
+    boost::asio::steady_timer repeat(io);
+    std::function<void()> keep_cancelling = [&] {
+        stream.cancel();
+        repeat.expires_after(std::chrono::milliseconds(20));
+        repeat.async_wait([&](boost::system::error_code const& error) {
+            if (!error)
+                keep_cancelling();
+        });
+    };
+    signals.async_wait([&](boost::system::error_code const& error, int) {
+        if (error)
+            return;
+        stopping = true;
+        keep_cancelling();
+    });
+    context_thread const handlers(io);
+
+    std::size_t done = 0;
+    while (!stopping && (!chosen.count || done < *chosen.count))
+    {
+        std::uint8_t report_id = 0;
+        boost::system::error_code ec;
+        auto const n = stream.read({&report_id, boost::asio::buffer(buffer)}, ec);
+        if (ec == boost::asio::error::operation_aborted && stopping)
+            break;
+        if (ec)
+            throw tool_error(stream.is_open() ? "reading failed: " + ec.message() : "the device was removed");
+        auto const line = format_input_report(std::chrono::system_clock::now(), report_id, {buffer.data(), n},
+                                              chosen.json);
+        if (std::fwrite(line.data(), 1, line.size(), out) != line.size() || std::fflush(out) != 0)
+            throw tool_error("cannot write the output");
+        ++done;
+    }
+    stream.close();
+    return 0;
+}
+
+int run_hid_write(options const& chosen)
+{
+    hid_session session(chosen);
+    std::uint8_t report_id = 0;
+    boost::system::error_code ec;
+    session.stream->write({&report_id, boost::asio::buffer(chosen.output_report)}, ec);
+    if (ec)
+        throw tool_error(fmt::format("cannot write to HID device {}: {}", format_entry_id(session.id()), ec.message()));
+    return 0;
+}
+
+} // namespace plinth::ioreg_tool

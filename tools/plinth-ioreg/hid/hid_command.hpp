@@ -1,0 +1,34 @@
+// hid read and hid write: input reports of one HID device printed as they come, one output report sent.
+#pragma once
+
+#include "tools/plinth-ioreg/command_line/options.hpp"
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace plinth::ioreg_tool {
+
+// hid read: opens the HID device and prints each input report on `out` (time,
+// report ID and bytes in hex; with --json one object per line) until --count
+// reports or SIGINT/SIGTERM, which cancels the pending read and closes the stream.
+// Throws tool_error when the entry is not a HID device, cannot be opened, or
+// leaves while being read.
+int run_hid_read(options const& chosen, std::FILE* out);
+
+// hid write: sends the bytes as one output report. Throws tool_error on failure.
+int run_hid_write(options const& chosen);
+
+// "0102ff", optionally separated by spaces or colons ("01:02 ff"); nothing when the
+// text is not whole bytes in hexadecimal.
+std::optional<std::vector<std::uint8_t>> parse_hex_bytes(std::string const& text);
+
+// "22:40:01.123  id 3  01 02 03" (with a newline), or its JSON object.
+std::string format_input_report(std::chrono::system_clock::time_point time, std::uint8_t report_id,
+                                 std::span<std::uint8_t const> bytes, bool json);
+
+} // namespace plinth::ioreg_tool

@@ -1,0 +1,40 @@
+// The hid listing: every HID device with its usage, vendor and product, report sizes, ID and path.
+#pragma once
+
+#include "device/apple/tree.hpp"
+
+#include <nlohmann/json.hpp>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace plinth::ioreg_tool {
+
+// One HID device as the hid command lists it.
+struct hid_listing_item
+{
+    std::uint64_t id = 0;
+    std::optional<int> usage_page;
+    std::optional<int> usage;
+    std::optional<int> vendor_id;
+    std::optional<int> product_id;
+    std::optional<std::string> product;
+    std::optional<int> max_input_report_size;
+    std::optional<int> max_output_report_size;
+    std::string path;
+};
+
+// Every registry entry that is a HID device (conforms to IOHIDDevice), in
+// IOService order.
+std::vector<hid_listing_item> list_hid_devices(apple::tree const& registry);
+
+// The usage in words for the common pages and usages ("Generic Desktop / Keyboard"),
+// in hexadecimal otherwise; "-" when absent.
+std::string describe_usage(std::optional<int> usage_page, std::optional<int> usage);
+
+std::string format_hid_listing(std::vector<hid_listing_item> const& items);
+nlohmann::ordered_json hid_listing_to_json(std::vector<hid_listing_item> const& items);
+
+} // namespace plinth::ioreg_tool

@@ -1,0 +1,33 @@
+// Where the registry the tool reads comes from: the machine's own, or the simulated I/O Kit's bundled registry or --registry dumps.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace plinth::ioreg_tool {
+
+// One --registry argument, read: the plane its links go to and the file to load
+// ("-" for standard input).
+struct dump_argument
+{
+    std::string plane = "IOService";
+    std::string file;
+
+    bool operator==(dump_argument const&) const = default;
+};
+
+// Reads the --registry arguments ("[PLANE=]FILE", plane IOService by default, "-"
+// for standard input) without opening anything. A FILE that exists is taken as
+// named, even with a '=' in it. Throws tool_error for an unknown plane or for
+// standard input given more than once, so that a command line that cannot work
+// fails before any dump is loaded.
+std::vector<dump_argument> read_dump_arguments(std::vector<std::string> const& dumps);
+
+// Makes the registry the tool reads. On a Mac it is the machine's own, and
+// `dumps` must be empty. Elsewhere it is the simulated I/O Kit's: the bundled
+// registry of a realistic Mac, or, when `dumps` names files (read as
+// read_dump_arguments() does), those dumps merged by registry entry ID.
+// Throws tool_error for an unknown plane or a file that cannot be read or parsed.
+void prepare_registry(std::vector<std::string> const& dumps);
+
+} // namespace plinth::ioreg_tool
