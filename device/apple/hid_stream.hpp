@@ -1,5 +1,24 @@
 #pragma once
 
+// hid_stream, the I/O object of one HID device, in Boost.Asio's shape. Its
+// members are defined in four files, one concern each:
+//   hid_stream.cpp                 the object itself: service_context, construction,
+//                                  open, close, assign, the getters, write, cancel
+//   hid_stream_read.cpp            the reads: blocking and timed (read_until) and
+//                                  asynchronous (start_async_read, for async_read)
+//   hid_stream_callbacks.cpp       IOKit's report and removal callbacks
+//   hid_stream_report_requests.cpp the requests by report ID: get/send_feature_report,
+//                                  get_input_report, send_output_report
+// What they build on, in detail/:
+//   hid_service                    the per-context service; its record (data) holds a
+//                                  stream's I/O state, the part the callbacks reach
+//   hid_pending_read               the steps on a record's pending read, under its lock
+//   hid_async_read                 an asynchronous read's operation, owning its handler
+//   hid_read_cancellation          what an asynchronous read leaves in its handler's slot
+//   hid_run_loop_token             one scheduling of the device on the run loop
+//   hid_stream_operation.hpp       the not-open error, the throwing and error_code&
+//                                  forms of an operation, a buffer's bytes
+
 #include "device/apple/basic_hid_report.hpp"
 #include "device/apple/detail/hid_async_read.hpp"
 #include "device/apple/device.hpp"

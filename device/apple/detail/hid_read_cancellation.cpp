@@ -1,5 +1,7 @@
 #include "device/apple/detail/hid_read_cancellation.hpp"
 
+#include "device/apple/detail/hid_pending_read.hpp"
+
 #include <boost/asio/error.hpp>
 
 #include <utility>
@@ -20,7 +22,7 @@ void hid_read_cancellation::operator()(boost::asio::cancellation_type_t type)
     auto const alive = stream_alive.lock();
     if (!alive)
         return;
-    rig::oneshot_function<void(boost::system::error_code const&, std::size_t)> handler;
+    hid_pending_read::completion handler;
     {
         auto locked = record->lock();
         if (locked->async_read != read)
@@ -31,7 +33,7 @@ void hid_read_cancellation::operator()(boost::asio::cancellation_type_t type)
             read->cancel_after_fill();
             return;
         }
-        handler = std::move(locked->pending_read->handler);
+        handler = hid_pending_read(*locked).take_handler();
         locked->withdraw_read();
     }
     handler(boost::asio::error::operation_aborted, 0);

@@ -1,5 +1,7 @@
 #include "device/apple/detail/hid_service.hpp"
 
+#include "device/apple/detail/hid_pending_read.hpp"
+
 #include <boost/asio/error.hpp>
 
 #include <algorithm>
@@ -63,15 +65,8 @@ void hid_service::shutdown() noexcept
     shutting_down.store(true);
     for (auto& stream : streams)
     {
-        rig::oneshot_function<void(boost::system::error_code const&, std::size_t)> handler;
-        {
-            auto locked = stream.lock();
-            if (locked->pending_read)
-            {
-                handler = std::move(locked->pending_read->handler);
-                locked->pending_read.reset();
-            }
-        }
+        // Called once the record's lock, held for the taking alone, is released.
+        auto handler = hid_pending_read(*stream.lock()).take_handler();
         if (handler)
             handler(boost::asio::error::operation_aborted, 0);
     }

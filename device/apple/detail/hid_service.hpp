@@ -28,6 +28,8 @@ class hid_service : public run_loop_service
 {
 public:
     // One stream's state; everything in it is touched only under its record's mutex.
+    // The steps on its pending read are those of hid_pending_read
+    // (hid_pending_read.hpp) and the three member functions below.
     struct data
     {
         struct read_request

@@ -1,0 +1,102 @@
+// IOKit's callbacks, registered by open() and called on the HID service's
+// run-loop thread with the stream's record as their context. Each works under
+// the record's lock and calls the pending read's handler once it is released.
+#include "device/apple/hid_stream.hpp"
+
+#include "device/apple/detail/hid_pending_read.hpp"
+#include "error/apple/io_return.hpp"
+#include "log/log.hpp"
+
+#include <boost/asio/error.hpp>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace plinth::apple {
+namespace {
+
+// Whether IOKit's callback brings news to act on: a failure is logged and left.
+bool succeeded(char const* callback, IOReturn result)
+{
+    if (result == kIOReturnSuccess)
+        return true;
+    log(log_level::error,
+        fmt::format("{}: received non success result '{}'", callback, make_error_code(result).message()));
+    return false;
+}
+
+detail::hid_service::record& record_of(void* context)
+{
+    return *static_cast<detail::hid_service::record*>(context);
+}
+
+} // namespace
+
+void hid_stream::hid_report_callback(void* context, IOReturn result, void*, IOHIDReportType, std::uint32_t report_id,
+                                     std::uint8_t* report, CFIndex length)
+{
+    if (!succeeded("hid_report_callback", result))
+        return;
+    detail::hid_pending_read::completion handler;
+    std::size_t n = 0;
+    auto const id = static_cast<std::uint8_t>(report_id);
+    auto const size = static_cast<std::size_t>(std::max<CFIndex>(length, 0));
+    {
+        auto locked = record_of(context).lock();
+        locked->read_token.reset();
+        if (!locked->pending_read)
+        {
+            // The report was on its way to a read that was withdrawn meanwhile:
+            // it is the next read's.
+            if (std::exchange(locked->read_withdrawn, false))
+                locked->keep_unread(id, report, size);
+            return;
+        }
+        auto& pending = *locked->pending_read;
+        if (!pending.handler)
+        {
+            // cancel() has already completed this read with operation_aborted: the
+            // report, taken from the queue just before the read was unscheduled,
+            // is the next read's.
+            locked->keep_unread(id, report, size);
+            locked->pending_read.reset();
+            return;
+        }
+        if (pending.report_id != nullptr)
+            *pending.report_id = id;
+        n = std::min(pending.buffer.size(), size);
+        if (n != 0)
+            std::memcpy(pending.buffer.data(), report, n);
+        handler = detail::hid_pending_read(*locked).take_handler();
+    }
+    if (handler)
+        handler(boost::system::error_code(), n);
+}
+
+void hid_stream::hid_removal_callback(void* context, IOReturn result, void*)
+{
+    if (!succeeded("hid_removal_callback", result))
+        return;
+    detail::hid_pending_read::completion handler;
+    {
+        auto locked = record_of(context).lock();
+        locked->read_token.reset();
+        // An idle stream learns of the removal only at its next read: IOKit
+        // delivers it while the read's run-loop mode is running. In the instant
+        // that read is withdrawn (a timeout) it finds none: the next read gets it.
+        if (!locked->pending_read)
+        {
+            locked->removal_unread = true;
+            return;
+        }
+        locked->opened = false;
+        handler = detail::hid_pending_read(*locked).take_handler();
+    }
+    if (handler)
+        handler(boost::asio::error::operation_aborted, 0);
+}
+
+} // namespace plinth::apple

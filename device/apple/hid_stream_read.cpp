@@ -1,0 +1,169 @@
+// The reads: blocking, timed and asynchronous. A read first takes what is
+// already waiting for it (the report a cancelled read gave back, then a removal
+// the stream learnt of with no read pending); otherwise it becomes the record's
+// pending read, scheduled in the read run-loop mode, and IOKit's callbacks
+// (hid_stream_callbacks.cpp) complete it.
+#include "device/apple/hid_stream.hpp"
+
+#include "device/apple/detail/handoff_allocator.hpp"
+#include "device/apple/detail/hid_pending_read.hpp"
+#include "device/apple/detail/hid_read_cancellation.hpp"
+#include "device/apple/detail/hid_stream_operation.hpp"
+#include "error/apple/hid_errc.hpp"
+
+#include <boost/asio/error.hpp>
+
+#include <chrono>
+#include <future>
+#include <memory>
+#include <utility>
+
+namespace plinth::apple {
+
+std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r)
+{
+    return detail::or_throw([&](boost::system::error_code& ec) { return read(r, ec); }, "read");
+}
+
+std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r, boost::system::error_code& ec)
+{
+    return read_until(r, std::nullopt, ec);
+}
+
+std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r, std::chrono::nanoseconds timeout)
+{
+    return detail::or_throw([&](boost::system::error_code& ec) { return read(r, timeout, ec); }, "read");
+}
+
+std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r, std::chrono::nanoseconds timeout,
+                             boost::system::error_code& ec)
+{
+    return read_until(r, std::chrono::steady_clock::now() + timeout, ec);
+}
+
+std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer> r,
+                                   std::optional<std::chrono::steady_clock::time_point> deadline,
+                                   boost::system::error_code& ec)
+{
+    // Whether it is open is asked under the record's lock below.
+    detail::throw_unless_open(has_record(), "read");
+    // The promise's state and the handler are made here and released on the
+    // completing thread: from the shared pools, a steady stream of reads needs
+    // no new memory.
+    detail::handoff_allocator<> const memory;
+    std::promise<std::pair<boost::system::error_code, std::size_t>> promise(std::allocator_arg, memory);
+    auto result = promise.get_future();
+    {
+        auto locked = record().lock();
+        // Under the lock: a removal may close the stream at any time, and a read
+        // recorded after it would wait for a callback that has come and gone.
+        detail::throw_unless_open(locked->opened, "read");
+        detail::hid_pending_read pending(*locked);
+        if (locked->unread)
+        {
+            ec = {};
+            return pending.take_unread(r.report_id, r.buffer);
+        }
+        if (locked->take_removal())
+        {
+            ec = boost::asio::error::operation_aborted;
+            return 0;
+        }
+        // Once the context shuts down no run loop serves the device and nothing
+        // would ever complete the read. The check is made under the record's lock,
+        // which shutdown() takes after raising its flag: a read either sees the
+        // flag or is recorded in time for shutdown() to abort it.
+        if (context.service->is_shutting_down())
+        {
+            ec = boost::asio::error::operation_aborted;
+            return 0;
+        }
+        // A read already pending loses its handler uncalled (destroyed here):
+        // overlapping reads are not supported, and its caller stays blocked.
+        pending.start({r.report_id, r.buffer,
+                    detail::hid_pending_read::completion(
+                        std::allocator_arg, memory,
+                        [promise = std::move(promise)](boost::system::error_code const& code, std::size_t n) mutable {
+                            promise.set_value({code, n});
+                        })},
+                   nullptr, schedule_with_run_loop(run_loop_service::read_run_loop_mode));
+    }
+    if (deadline && result.wait_until(*deadline) == std::future_status::timeout)
+    {
+        auto locked = record().lock();
+        // Still pending with its handler: no report has been taken for it, so it
+        // can be withdrawn whole.
+        if (locked->pending_read && locked->pending_read->handler)
+        {
+            locked->withdraw_read();
+            ec = boost::asio::error::timed_out;
+            return 0;
+        }
+        // cancel() has taken the handler and posted it: the read is aborted
+        // whether or not anyone runs the executor.
+        if (locked->pending_read)
+        {
+            ec = boost::asio::error::operation_aborted;
+            return 0;
+        }
+        // Otherwise a report, a removal or a shutdown holds it: its result is on
+        // its way.
+    }
+    auto const [code, n] = result.get();
+    ec = code;
+    return n;
+}
+
+void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> r, detail::hid_async_read::pointer op,
+                                  boost::asio::cancellation_slot slot)
+{
+    if (!has_record())
+    {
+        detail::hid_async_read::post(std::move(op), make_error_code(hid_errc::not_open), 0);
+        return;
+    }
+    auto* const service = context.service;
+    // A read this one replaces is destroyed after the lock is released: its
+    // handler may own anything, even this stream.
+    std::optional<detail::hid_pending_read::request> replaced;
+    auto locked = record().lock();
+    if (!locked->opened)
+    {
+        detail::hid_async_read::post(std::move(op), make_error_code(hid_errc::not_open), 0);
+        return;
+    }
+    if (!locked->unread && locked->take_removal())
+    {
+        detail::hid_async_read::post(std::move(op), boost::asio::error::operation_aborted, 0);
+        return;
+    }
+    detail::hid_pending_read pending(*locked);
+    op->bind(r.buffer, r.report_id, locked->alive, &record());
+    if (slot.is_connected())
+        slot.emplace<detail::hid_read_cancellation>(locked->alive, &record(), op.get());
+    locked->async_read = op.get();
+    // A kept report completes the read at once, but through the same cancellation
+    // as a pending one: a timer that wins the race hands the report back rather
+    // than have the race drop it.
+    if (locked->unread)
+    {
+        auto const n = pending.take_unread(op->report_id_slot(), r.buffer);
+        detail::hid_async_read::post(std::move(op), {}, n);
+        return;
+    }
+    void const* const async_read = op.get();
+    std::uint8_t* const report_id = op->report_id_slot();
+    replaced = pending.start(
+        {report_id, r.buffer,
+         detail::hid_pending_read::completion(
+             std::allocator_arg, detail::handoff_allocator<>(),
+             [op = std::move(op), service](boost::system::error_code const& code, std::size_t n) mutable {
+                 if (service->is_shutting_down())
+                     detail::hid_async_read::complete_here(std::move(op), code, n);
+                 else
+                     detail::hid_async_read::post(std::move(op), code, n);
+             })},
+        async_read, schedule_with_run_loop(run_loop_service::read_run_loop_mode));
+}
+
+} // namespace plinth::apple
