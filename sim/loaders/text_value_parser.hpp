@@ -1,11 +1,16 @@
 #pragma once
 
-#include "sim/control/value.hpp"
+#include "property/value.hpp"
 
 #include <cstddef>
 #include <string_view>
 
 namespace plinth::sim::detail {
+
+using property::data;
+using property::dictionary;
+using property::number;
+using property::value;
 
 // Reads one property value as `ioreg -l` prints it: unsigned decimal numbers,
 // Yes/No, "strings" (not escaped), <hex> data, <"printable","data">, {"k"=v,...}

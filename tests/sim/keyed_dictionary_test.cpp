@@ -1,3 +1,4 @@
+#include "sim/control/value.hpp"
 #include "sim/detail/registry/keyed_dictionary.hpp"
 
 #include <gtest/gtest.h>

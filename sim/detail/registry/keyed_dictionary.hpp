@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sim/control/value.hpp"
+#include "property/value.hpp"
 
 #include <cstddef>
 #include <functional>
@@ -9,6 +9,9 @@
 #include <unordered_map>
 
 namespace plinth::sim::detail {
+
+using property::dictionary;
+using property::value;
 
 // A dictionary that keeps its items in insertion order, for listing, and finds
 // them by key through a hash index, so that an entry with tens of thousands of

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sim/control/value.hpp"
+#include "property/value.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -8,6 +8,8 @@
 #include <string>
 
 namespace plinth::sim::detail {
+
+using property::value;
 
 // Reads a CF value as the kernel unserialises what a task sends it (a matching
 // dictionary): numbers keep the width of their CF type. Empty for a CF type that

@@ -1,12 +1,15 @@
 #pragma once
 
-#include "sim/control/value.hpp"
+#include "property/value.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <string_view>
 
 namespace plinth::sim::detail {
+
+using property::dictionary;
+using property::value;
 
 // Makes the CF value a user task receives for a registry property, as IOKit
 // unserialises a fresh copy for every caller: strings become CFString, data CFData,

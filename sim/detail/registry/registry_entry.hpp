@@ -1,7 +1,7 @@
 #pragma once
 
+#include "property/value.hpp"
 #include "sim/control/dump.hpp"
-#include "sim/control/value.hpp"
 #include "sim/detail/kernel/kernel_object.hpp"
 #include "sim/detail/registry/keyed_dictionary.hpp"
 #include "sim/detail/registry/plane_links.hpp"
@@ -14,6 +14,9 @@
 #include <string_view>
 
 namespace plinth::sim::detail {
+
+using property::dictionary;
+using property::value;
 
 // One I/O Registry entry. All members are guarded by the registry model's lock: read
 // them inside registry_model::read, change them only through the model.

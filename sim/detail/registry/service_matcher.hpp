@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sim/control/value.hpp"
+#include "property/value.hpp"
 
 #include <memory>
 #include <optional>
@@ -8,6 +8,10 @@
 #include <vector>
 
 namespace plinth::sim::detail {
+
+using property::dictionary;
+using property::number;
+using property::value;
 
 class registry_entry;
 class registry_model;
