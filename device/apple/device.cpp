@@ -2,12 +2,14 @@
 #include "device/apple/device.hpp"
 
 #include "device/apple/abort_enum_out_of_range.hpp"
+#include "device/apple/detail/property_value_from_cf.hpp"
 #include "error/errc.hpp"
 #include "io_kit/cf/auto_pointer.hpp"
 #include "io_kit/cf/boolean.hpp"
 #include "io_kit/cf/data.hpp"
 #include "io_kit/cf/number.hpp"
 #include "io_kit/cf/string.hpp"
+#include "io_kit/io_registry_entry_properties.hpp"
 #include "io_kit/io_registry_entry_view.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -67,6 +69,13 @@ device::property_type make_property_type(CF::AutoPointer const& value, char cons
     throw_property_error(errc::unsupported_property_type, key);
 }
 
+// A new copy of the property `key`; empty when it is absent or the device empty.
+CF::AutoPointer copy_property(io_kit::io_registry_entry const& entry, char const* key)
+{
+    CF::String const cf_key(key, kCFStringEncodingUTF8);
+    return io_kit::io_registry_entry_view(entry.get()).create_cf_property_(cf_key, 0);
+}
+
 } // namespace
 
 device::device(io_kit::io_registry_entry e) noexcept : entry_(std::move(e))
@@ -106,6 +115,57 @@ device::property_type device::get_property(char const* key) const
         value = io_kit::io_registry_entry_view(entry_.get()).create_cf_property_(cf_key, 0);
     }
     return make_property_type(value, key);
+}
+
+property::value device::get_property_value(char const* key) const
+{
+    boost::system::error_code ec;
+    auto value = get_property_value(key, ec);
+    if (!value)
+        throw boost::system::system_error(ec, std::string("get_property_value(") + key + ")");
+    return std::move(*value);
+}
+
+std::optional<property::value> device::get_property_value(char const* key, boost::system::error_code& ec) const
+{
+    auto const cf_value = copy_property(entry_, key);
+    if (!cf_value.IsValid()) {
+        ec = make_error_code(errc::property_not_found);
+        return std::nullopt;
+    }
+    auto value = detail::property_value_from_cf(cf_value);
+    if (!value) {
+        ec = make_error_code(errc::unsupported_property_type);
+        return std::nullopt;
+    }
+    ec.clear();
+    return value;
+}
+
+property::dictionary device::get_properties() const
+{
+    auto properties = detail::property_dictionary_from_cf(io_kit::create_cf_properties(io_kit::io_registry_entry_view(entry_.get())));
+    if (!properties)
+        throw boost::system::system_error(make_error_code(errc::unsupported_property_type), "get_properties");
+    return std::move(*properties);
+}
+
+std::optional<property::dictionary> device::get_properties(boost::system::error_code& ec) const
+{
+    CF::Dictionary cf_properties;
+    try {
+        cf_properties = io_kit::create_cf_properties(io_kit::io_registry_entry_view(entry_.get()));
+    } catch (boost::system::system_error const& e) {
+        ec = e.code();
+        return std::nullopt;
+    }
+    auto properties = detail::property_dictionary_from_cf(cf_properties);
+    if (!properties) {
+        ec = make_error_code(errc::unsupported_property_type);
+        return std::nullopt;
+    }
+    ec.clear();
+    return properties;
 }
 
 std::uint64_t device::get_id() const

@@ -4,9 +4,13 @@
 #include "device/apple/plane.hpp"
 #include "io_kit/io_iterator.hpp"
 #include "io_kit/io_registry_entry.hpp"
+#include "property/value.hpp"
 #include "utility/mpark_variant.hpp"
 
+#include <boost/system/error_code.hpp>
+
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -56,6 +60,26 @@ public:
     // for a dictionary, an array or any other CF type; both read
     // "make_property_type(<key>)".
     property_type get_property(char const* key) const;
+
+    // The entry's own property `key` whole, of any kind the registry holds:
+    // numbers at the width of their CF type, nested dictionaries (in the order
+    // CoreFoundation lists them), arrays and sets. Throws
+    // boost::system::system_error with plinth::errc::property_not_found when the
+    // property is absent (or the device empty) and errc::unsupported_property_type
+    // when it holds a CF type that property::value has no kind for; both read
+    // "get_property_value(<key>)". The second form reports the same errors in `ec`
+    // and returns nothing.
+    property::value get_property_value(char const* key) const;
+    std::optional<property::value> get_property_value(char const* key, boost::system::error_code& ec) const;
+
+    // All of the entry's own properties, read as get_property_value reads one, from
+    // the single copy that IORegistryEntryCreateCFProperties makes, in the order it
+    // lists them. Throws boost::system::system_error with IOKit's return code when
+    // IOKit refuses (an empty device) and errc::unsupported_property_type, reading
+    // "get_properties", when a value has no kind in property::value. The second
+    // form reports the same errors in `ec` and returns nothing.
+    property::dictionary get_properties() const;
+    std::optional<property::dictionary> get_properties(boost::system::error_code& ec) const;
 
     // The registry entry ID, unique until the machine restarts.
     std::uint64_t get_id() const;

@@ -10,6 +10,12 @@
 
 namespace plinth::sim::detail {
 
+using property::array;
+using property::data;
+using property::dictionary;
+using property::make_number;
+using property::set;
+
 namespace {
 
 // Deeper nesting than any driver publishes; the limit keeps hostile input from

@@ -1,11 +1,13 @@
 // Converting a libplist node into a property value.
 #pragma once
 
-#include "sim/control/value.hpp"
+#include "property/value.hpp"
 
 #include <plist/plist.h>
 
 namespace plinth::sim::detail {
+
+using property::value;
 
 // Converts a property's node into a value: <integer> to a number as wide as its
 // magnitude needs, <real> to double, <data> to bytes, <true/>/<false/>, strings,

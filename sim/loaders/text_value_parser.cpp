@@ -9,6 +9,10 @@
 
 namespace plinth::sim::detail {
 
+using property::array;
+using property::make_number;
+using property::set;
+
 namespace {
 
 // Deeper nesting than any driver publishes; the limit keeps hostile input from

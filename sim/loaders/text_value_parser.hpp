@@ -1,12 +1,17 @@
 // The parser of property values as `ioreg -l` prints them.
 #pragma once
 
-#include "sim/control/value.hpp"
+#include "property/value.hpp"
 
 #include <cstddef>
 #include <string_view>
 
 namespace plinth::sim::detail {
+
+using property::data;
+using property::dictionary;
+using property::number;
+using property::value;
 
 // Reads one property value as `ioreg -l` prints it: unsigned decimal numbers,
 // Yes/No, "strings" (not escaped), <hex> data, <"printable","data">, {"k"=v,...}

@@ -1,4 +1,5 @@
 // Tests of the keyed dictionary that holds an entry's properties.
+#include "sim/control/value.hpp"
 #include "sim/detail/registry/keyed_dictionary.hpp"
 
 #include <gtest/gtest.h>

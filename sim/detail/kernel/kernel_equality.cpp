@@ -7,6 +7,10 @@
 
 namespace plinth::sim::detail {
 
+using property::array;
+using property::number;
+using property::set;
+
 namespace {
 
 std::uint64_t masked_bits(number const& n)

@@ -1,9 +1,12 @@
 // Equality of property values as the kernel decides it when matching.
 #pragma once
 
-#include "sim/control/value.hpp"
+#include "property/value.hpp"
 
 namespace plinth::sim::detail {
+
+using property::dictionary;
+using property::value;
 
 // Equality as the kernel's OSObject::isEqualTo decides it when matching: numbers
 // compare their bits masked to each one's width (an SInt32 -1 sent by a task equals

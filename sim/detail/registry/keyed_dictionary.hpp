@@ -1,7 +1,7 @@
 // A dictionary of properties in insertion order, found by key.
 #pragma once
 
-#include "sim/control/value.hpp"
+#include "property/value.hpp"
 
 #include <cstddef>
 #include <functional>
@@ -10,6 +10,9 @@
 #include <unordered_map>
 
 namespace plinth::sim::detail {
+
+using property::dictionary;
+using property::value;
 
 // A dictionary that keeps its items in insertion order, for listing, and finds
 // them by key through a hash index, so that an entry with tens of thousands of

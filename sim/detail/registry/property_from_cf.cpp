@@ -5,6 +5,12 @@
 
 namespace plinth::sim::detail {
 
+using property::array;
+using property::data;
+using property::dictionary;
+using property::number;
+using property::set;
+
 namespace {
 
 std::optional<value> number_from_cf(CFNumberRef object)

@@ -1,7 +1,7 @@
 // Reading CF values into property values, as the kernel unserialises them.
 #pragma once
 
-#include "sim/control/value.hpp"
+#include "property/value.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -9,6 +9,8 @@
 #include <string>
 
 namespace plinth::sim::detail {
+
+using property::value;
 
 // Reads a CF value as the kernel unserialises what a task sends it (a matching
 // dictionary): numbers keep the width of their CF type. Empty for a CF type that

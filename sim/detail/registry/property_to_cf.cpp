@@ -8,6 +8,11 @@
 
 namespace plinth::sim::detail {
 
+using property::array;
+using property::data;
+using property::number;
+using property::set;
+
 namespace {
 
 struct release_cf

@@ -1,13 +1,16 @@
 // Making the CF value a task receives for a registry property.
 #pragma once
 
-#include "sim/control/value.hpp"
+#include "property/value.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <string_view>
 
 namespace plinth::sim::detail {
+
+using property::dictionary;
+using property::value;
 
 // Makes the CF value a user task receives for a registry property, as IOKit
 // unserialises a fresh copy for every caller: strings become CFString, data CFData,

@@ -1,7 +1,7 @@
 // How entries are described to the registry model: one new entry (entry_spec), and what a dump says about one plane.
 #pragma once
 
-#include "sim/control/value.hpp"
+#include "property/value.hpp"
 
 #include <cstdint>
 #include <optional>
@@ -23,7 +23,7 @@ struct entry_spec
     entry_spec() = default;
     // The usual way to describe an entry: add_entry({"IOUSBHostDevice", "Mouse", "14100000"}, parent).
     entry_spec(std::string class_name_, std::string name_ = {}, std::optional<std::string> location_ = {},
-               dictionary properties_ = {}, std::optional<entry_id> id_ = {})
+               property::dictionary properties_ = {}, std::optional<entry_id> id_ = {})
         : class_name(std::move(class_name_)), name(std::move(name_)), location(std::move(location_)),
           properties(std::move(properties_)), id(id_)
     {
@@ -32,7 +32,7 @@ struct entry_spec
     std::string class_name;
     std::string name;                     // empty: the class name, as IOKit does
     std::optional<std::string> location;
-    dictionary properties;
+    property::dictionary properties;
     std::optional<entry_id> id;           // empty: the next free registry entry ID
 };
 
@@ -43,7 +43,7 @@ struct dump_entry
     std::string class_name;            // the real class, as ioreg prints it
     std::string name;                  // the name in the dumped plane
     std::optional<std::string> location;
-    dictionary properties;             // empty when the dump shows none
+    property::dictionary properties;             // empty when the dump shows none
     std::vector<std::string> class_chain; // the class and its superclasses, most-derived first, when the dump shows them
 };
 

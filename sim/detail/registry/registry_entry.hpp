@@ -1,7 +1,7 @@
 // One registry entry: names, locations, properties and links per plane.
 #pragma once
 
-#include "sim/control/value.hpp"
+#include "property/value.hpp"
 #include "sim/detail/kernel/kernel_object.hpp"
 #include "sim/detail/registry/keyed_dictionary.hpp"
 #include "sim/detail/registry/plane_links.hpp"
@@ -15,6 +15,9 @@
 #include <string_view>
 
 namespace plinth::sim::detail {
+
+using property::dictionary;
+using property::value;
 
 // One I/O Registry entry. All members are guarded by the registry model's lock: read
 // them inside registry_model::read, change them only through the model.

@@ -1,7 +1,7 @@
 // Matching dictionaries as the kernel applies them to services, and the services they select.
 #pragma once
 
-#include "sim/control/value.hpp"
+#include "property/value.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -11,6 +11,10 @@
 #include <vector>
 
 namespace plinth::sim::detail {
+
+using property::dictionary;
+using property::number;
+using property::value;
 
 class registry_entry;
 class registry_model;
