@@ -2,6 +2,7 @@
 #include <IOKit/IOBSD.h>
 #include <IOKit/IOKitLib.h>
 
+#include "property/value.hpp"
 #include "sim/detail/kernel/iokit_call_counter.hpp"
 #include "sim/detail/kernel/object_lookup.hpp"
 #include "sim/detail/registry/property_to_cf.hpp"
@@ -19,7 +20,7 @@ namespace {
 
 CFMutableDictionaryRef one_string_dictionary(char const* key, char const* text)
 {
-    return text ? make_cf_dictionary(plinth::sim::dictionary{{key, std::string(text)}}) : nullptr;
+    return text ? make_cf_dictionary(plinth::property::dictionary{{key, std::string(text)}}) : nullptr;
 }
 
 // The services a matching dictionary selects, in registry order; nothing for a
@@ -62,7 +63,7 @@ CFMutableDictionaryRef IORegistryEntryIDMatching(uint64_t entryID)
     count_iokit_call();
     // A 64-bit number, so that the ID comes back as the SInt64 CFNumber IOKit makes.
     return make_cf_dictionary(
-        plinth::sim::dictionary{{kIORegistryEntryIDKey, plinth::sim::number{static_cast<std::int64_t>(entryID), 64}}});
+        plinth::property::dictionary{{kIORegistryEntryIDKey, plinth::property::number{static_cast<std::int64_t>(entryID), 64}}});
 }
 
 kern_return_t IOServiceGetMatchingServices(mach_port_t mainPort, CFDictionaryRef matching, io_iterator_t* existing)

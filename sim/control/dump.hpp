@@ -1,6 +1,7 @@
 // The public names of the registry dump description (the model's own types, re-exported).
 #pragma once
 
+#include "sim/control/value.hpp"
 #include "sim/detail/registry/registry_description.hpp"
 
 namespace plinth::sim {

@@ -262,17 +262,13 @@ TEST_F(hid_stream_test, removal_and_shutdown_complete_pending_async_reads_with_o
     {
         hid_stream stream(running.context.get_executor(), entry(keyboard_id));
         std::array<std::uint8_t, 8> bytes{};
-        auto removed = stream.async_read({nullptr, asio::buffer(bytes)}, asio::use_future);
+        // The code crosses threads as a value: an exception that a future hands from
+        // the context's thread to this one is counted inside the C++ runtime, where
+        // ThreadSanitizer cannot see the ordering and reports a race.
+        std::promise<error_code> removed;
+        stream.async_read({nullptr, asio::buffer(bytes)}, [&](error_code ec, std::size_t) { removed.set_value(ec); });
         sim::remove_entry(keyboard_id);
-        try
-        {
-            removed.get();
-            FAIL() << "a read on a removed device succeeded";
-        }
-        catch (boost::system::system_error const& e)
-        {
-            EXPECT_EQ(e.code(), asio::error::operation_aborted);
-        }
+        EXPECT_EQ(removed.get_future().get(), asio::error::operation_aborted);
         EXPECT_FALSE(stream.is_open());
     }
 

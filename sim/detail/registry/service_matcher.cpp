@@ -13,6 +13,10 @@
 
 namespace plinth::sim::detail {
 
+using property::array;
+using property::data;
+using property::set;
+
 namespace {
 
 constexpr std::string_view service_plane = "IOService";
@@ -195,7 +199,7 @@ std::optional<service_matcher> matcher_from_cf(CFDictionaryRef matching)
     auto const table = value_from_cf(matching);
     if (!table)
         return std::nullopt;
-    return service_matcher(std::get<plinth::sim::dictionary>(table->content));
+    return service_matcher(std::get<property::dictionary>(table->content));
 }
 
 std::vector<std::shared_ptr<registry_entry>> services_matching(service_matcher const& matcher)
