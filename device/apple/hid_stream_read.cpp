@@ -1,8 +1,8 @@
 // The reads: blocking, timed and asynchronous. A read first takes what is
-// already waiting for it (the report a cancelled read gave back, then a removal
-// the stream learnt of with no read pending); otherwise it becomes the record's
-// pending read, scheduled in the read run-loop mode, and IOKit's callbacks
-// (hid_stream_callbacks.cpp) complete it.
+// already waiting for it: a report kept from a read that was cancelled or timed
+// out as the report came, then a removal the stream learnt of with no read
+// pending. Otherwise it becomes the record's pending read, scheduled in the read
+// run-loop mode, and IOKit's callbacks (hid_stream_callbacks.cpp) complete it.
 #include "device/apple/hid_stream.hpp"
 
 #include "device/apple/detail/handoff_allocator.hpp"
@@ -14,6 +14,7 @@
 #include <boost/asio/error.hpp>
 
 #include <chrono>
+#include <cstdint>
 #include <future>
 #include <memory>
 #include <utility>
