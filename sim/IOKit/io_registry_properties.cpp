@@ -1,6 +1,7 @@
 // IOKit's property entry points: reading one property, all of them, or searching the plane for one.
 #include <IOKit/IOKitLib.h>
 
+#include "sim/control/value.hpp"
 #include "sim/detail/kernel/io_name_text.hpp"
 #include "sim/detail/kernel/iokit_call_counter.hpp"
 #include "sim/detail/kernel/object_lookup.hpp"

@@ -2,6 +2,7 @@
 #include <IOKit/IOBSD.h>
 #include <IOKit/IOKitLib.h>
 
+#include "sim/control/value.hpp"
 #include "sim/detail/kernel/iokit_call_counter.hpp"
 #include "sim/detail/kernel/object_lookup.hpp"
 #include "sim/detail/registry/property_to_cf.hpp"

@@ -1,6 +1,7 @@
 // Matching dictionaries applied to services, and the services they select.
 #include "sim/detail/registry/service_matcher.hpp"
 
+#include "sim/control/value.hpp"
 #include "sim/detail/kernel/kernel_equality.hpp"
 #include "sim/detail/registry/property_from_cf.hpp"
 #include "sim/detail/registry/plane_walk.hpp"
