@@ -1,9 +1,10 @@
 // Builds arbitrary nested CF values from the bytes (dictionaries, arrays, sets,
 // strings made from bytes in many encodings, numbers of every CFNumberType, data,
-// booleans), reads each one through the tool's CF value reader and printers, sets
-// what the kernel would keep of it as a property of a registry entry, and reads it
-// back through every getter of the library (device::get_property and the USB, PCI
-// and serial views) and every listing and printer of the tool.
+// booleans), reads each one through the library's CF value reader and the tool's
+// printers, sets what the kernel would keep of it as a property of a registry
+// entry, and reads it back through every getter of the library (device::get_property
+// and the USB, PCI and serial views) and every listing and printer of the tool.
+#include "device/apple/detail/property_value_from_cf.hpp"
 #include "device/apple/device.hpp"
 #include "device/apple/pci_device.hpp"
 #include "device/apple/serial_bsd_client.hpp"
@@ -21,7 +22,6 @@
 #include "sim/detail/registry/property_from_cf.hpp"
 #include "tools/plinth-ioreg/output/json_printer.hpp"
 #include "tools/plinth-ioreg/output/value_text.hpp"
-#include "tools/plinth-ioreg/properties/cf_value_reader.hpp"
 #include "tools/plinth-ioreg/registry/entry_lookup.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -171,14 +171,17 @@ private:
     FuzzedDataProvider& in_;
 };
 
-// The CF value as the tool reads and prints it, and as the CF wrappers see it.
+// The CF value as the library reads it and the tool prints it, and as the CF
+// wrappers see it. The reader refuses, whole, a value holding a part it has no
+// kind for (a dictionary with a number as a key): nothing is printed then.
 void read_as_tool_and_wrappers(CFTypeRef value)
 {
     CF::AutoPointer const pointer(CFRetain(value));
-    auto const read = tool::read_cf_value(pointer);
-    std::string text;
-    tool::append_value(std::back_inserter(text), read);
-    (void)tool::to_text(tool::value_to_json(read));
+    if (auto const read = apple::detail::property_value_from_cf(pointer)) {
+        std::string text;
+        tool::append_value(std::back_inserter(text), *read);
+        (void)tool::to_text(tool::value_to_json(*read));
+    }
 
     if (CF::Number const number(pointer); number.IsValid()) {
         (void)static_cast<int>(number);

@@ -3,6 +3,7 @@
 
 #include "sim/control/dump.hpp"
 #include "sim/control/loaders.hpp"
+#include "sim/control/value.hpp"
 
 #include <gtest/gtest.h>
 

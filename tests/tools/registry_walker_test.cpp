@@ -1,6 +1,7 @@
 // The registry walker, path components and the text printer: what the walk costs and reads, and how ioreg's layout shows it.
 #include "device/apple/tree.hpp"
 #include "io_kit/mach_port.hpp"
+#include "property/value.hpp"
 #include "support/sim_test.hpp"
 #include "tools/plinth-ioreg/output/text_printer.hpp"
 #include "tools/plinth-ioreg/registry/entry_lookup.hpp"
@@ -78,12 +79,18 @@ std::vector<tool::tree_node const*> nodes_of(tool::tree_node const& root)
     return nodes;
 }
 
-tool::property_value const& property(tool::tree_node const& node, std::string const& key)
+plinth::property::value const& property(tool::tree_node const& node, std::string const& key)
 {
     for (auto const& [name, value] : *node.properties)
         if (name == key)
             return value;
     throw std::out_of_range(key);
+}
+
+// A number as ioreg shows it: unsigned, at its own width.
+std::uint64_t shown_number(plinth::property::value const& v)
+{
+    return std::get<plinth::property::number>(v.content).as_unsigned();
 }
 
 TEST_F(registry_walker_test, an_entry_with_two_parents_shows_under_each_with_its_subtree)
@@ -239,15 +246,15 @@ TEST_F(registry_walker_test, properties_come_whole_from_the_one_dictionary)
     ASSERT_TRUE(shared.properties);
     EXPECT_EQ(shared.properties->size(), 6u);
     EXPECT_EQ(std::get<std::string>(property(shared, "name").content), "shared");
-    EXPECT_EQ(std::get<std::vector<std::byte>>(property(shared, "reg").content),
-              (std::vector<std::byte>{std::byte{0x01}, std::byte{0x02}, std::byte{0xff}}));
+    EXPECT_EQ(std::get<plinth::property::data>(property(shared, "reg").content),
+              (plinth::property::data{0x01, 0x02, 0xff}));
     EXPECT_TRUE(std::get<bool>(property(shared, "built-in").content));
     // Numbers at their own width and unsigned, as ioreg shows them.
-    EXPECT_EQ(std::get<std::uint64_t>(property(shared, "wide").content), UINT64_MAX);
-    EXPECT_EQ(std::get<std::uint64_t>(property(shared, "narrow").content), UINT32_MAX);
-    auto const& nested = std::get<tool::property_dictionary>(property(shared, "nested").content);
+    EXPECT_EQ(shown_number(property(shared, "wide")), UINT64_MAX);
+    EXPECT_EQ(shown_number(property(shared, "narrow")), UINT32_MAX);
+    auto const& nested = std::get<plinth::property::dictionary>(property(shared, "nested").content);
     ASSERT_EQ(nested.size(), 1u);
-    EXPECT_EQ(std::get<std::uint64_t>(nested[0].second.content), 7u);
+    EXPECT_EQ(shown_number(nested[0].second), 7u);
     // Entries without properties get an empty dictionary, not none.
     ASSERT_TRUE(shared.children[0].properties);
     EXPECT_TRUE(shared.children[0].properties->empty());

@@ -24,7 +24,7 @@ json summary_to_json(entry_summary const& summary)
     };
 }
 
-json dictionary_to_json(property_dictionary const& dictionary)
+json dictionary_to_json(property::dictionary const& dictionary)
 {
     auto object = json::object();
     for (auto const& [key, value] : dictionary)
@@ -32,7 +32,7 @@ json dictionary_to_json(property_dictionary const& dictionary)
     return object;
 }
 
-json items_to_json(std::vector<property_value> const& items)
+json items_to_json(std::vector<property::value> const& items)
 {
     auto array = json::array();
     for (auto const& item : items)
@@ -48,30 +48,31 @@ json summaries_to_json(std::vector<entry_summary> const& summaries)
     return array;
 }
 
-std::string hex(std::vector<std::byte> const& bytes)
+std::string hex(property::data const& bytes)
 {
     std::string text;
     text.reserve(bytes.size() * 2);
     for (auto const b : bytes)
-        fmt::format_to(std::back_inserter(text), "{:02x}", std::to_integer<unsigned>(b));
+        fmt::format_to(std::back_inserter(text), "{:02x}", unsigned{b});
     return text;
 }
 
 struct to_json_visitor
 {
     json operator()(bool b) const { return b; }
-    json operator()(std::uint64_t n) const { return n; }
+    // Unsigned at the number's own width, as the text shows it.
+    json operator()(property::number const& n) const { return n.as_unsigned(); }
     json operator()(double d) const { return d; }
     json operator()(std::string const& s) const { return s; }
-    json operator()(std::vector<std::byte> const& bytes) const { return json{{"data", hex(bytes)}}; }
-    json operator()(property_dictionary const& d) const { return dictionary_to_json(d); }
-    json operator()(property_array const& a) const { return items_to_json(a.items); }
-    json operator()(property_set const& s) const { return items_to_json(s.items); }
+    json operator()(property::data const& bytes) const { return json{{"data", hex(bytes)}}; }
+    json operator()(property::dictionary const& d) const { return dictionary_to_json(d); }
+    json operator()(property::array const& a) const { return items_to_json(a); }
+    json operator()(property::set const& s) const { return items_to_json(s.items); }
 };
 
 } // namespace
 
-json value_to_json(property_value const& value)
+json value_to_json(property::value const& value)
 {
     return std::visit(to_json_visitor{}, value.content);
 }

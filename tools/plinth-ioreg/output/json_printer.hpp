@@ -1,7 +1,7 @@
 // The JSON printer: the walked tree, `show`'s details of one entry, and property values, as ordered JSON.
 #pragma once
 
-#include "tools/plinth-ioreg/properties/property_value.hpp"
+#include "property/value.hpp"
 #include "tools/plinth-ioreg/registry/entry_details.hpp"
 #include "tools/plinth-ioreg/walk/registry_walker.hpp"
 
@@ -25,7 +25,7 @@ json entry_details_to_json(entry_details const& details);
 // themselves, sets as arrays, and data as an object with the one key "data" and
 // the bytes as a string of hex digits ({"data": "0084d717"}), so that a script
 // tells data from a string.
-json value_to_json(property_value const& value);
+json value_to_json(property::value const& value);
 
 // The document as text, two spaces of indentation, ending with a newline.
 std::string to_text(json const& document);

@@ -13,7 +13,7 @@ namespace {
 using output = std::back_insert_iterator<std::string>;
 
 // ioreg -l's property block: braces and one line per property, each after `prefix`.
-void append_property_block(output out, std::string const& prefix, property_dictionary const& properties)
+void append_property_block(output out, std::string const& prefix, property::dictionary const& properties)
 {
     fmt::format_to(out, "{}{{\n", prefix);
     for (auto const& [key, value] : properties) {

@@ -13,13 +13,12 @@ using output = std::back_insert_iterator<std::string>;
 // Data that ioreg shows as text: one or more non-empty runs of characters, each
 // ended by a NUL byte (which is not shown). Bytes above 0x7f count as text, so
 // that UTF-8 names show as text; control characters do not.
-bool is_printable_text(std::vector<std::byte> const& bytes)
+bool is_printable_text(property::data const& bytes)
 {
-    if (bytes.empty() || bytes.back() != std::byte{0})
+    if (bytes.empty() || bytes.back() != 0)
         return false;
     bool run_is_empty = true;
-    for (auto const b : bytes) {
-        auto const c = std::to_integer<unsigned char>(b);
+    for (auto const c : bytes) {
         if (c == 0) {
             if (run_is_empty)
                 return false;
@@ -35,13 +34,13 @@ bool is_printable_text(std::vector<std::byte> const& bytes)
     return true;
 }
 
-void append_data(output out, std::vector<std::byte> const& bytes)
+void append_data(output out, property::data const& bytes)
 {
     *out++ = '<';
     if (is_printable_text(bytes)) {
         bool at_run_start = true;
         for (std::size_t i = 0; i + 1 < bytes.size(); ++i) {
-            auto const c = std::to_integer<char>(bytes[i]);
+            auto const c = static_cast<char>(bytes[i]);
             if (at_run_start)
                 *out++ = '"';
             if (c == 0) {
@@ -56,7 +55,7 @@ void append_data(output out, std::vector<std::byte> const& bytes)
     }
     else {
         for (auto const b : bytes)
-            out = fmt::format_to(out, "{:02x}", std::to_integer<unsigned>(b));
+            out = fmt::format_to(out, "{:02x}", unsigned{b});
     }
     *out++ = '>';
 }
@@ -75,7 +74,7 @@ void append_items(output out, char open, Items const& items, char close)
     *out++ = close;
 }
 
-void append_dictionary(output out, property_dictionary const& dictionary)
+void append_dictionary(output out, property::dictionary const& dictionary)
 {
     *out++ = '{';
     bool first = true;
@@ -94,18 +93,20 @@ struct appender
     output out;
 
     void operator()(bool b) const { fmt::format_to(out, "{}", b ? "Yes" : "No"); }
-    void operator()(std::uint64_t n) const { fmt::format_to(out, "{}", n); }
+    // ioreg's view of a number: unsigned at its own width, as the kernel's OSNumber
+    // knows no sign, so a 32-bit -1 shows as 4294967295.
+    void operator()(property::number const& n) const { fmt::format_to(out, "{}", n.as_unsigned()); }
     void operator()(double d) const { fmt::format_to(out, "{}", d); }
     void operator()(std::string const& s) const { fmt::format_to(out, "\"{}\"", s); }
-    void operator()(std::vector<std::byte> const& bytes) const { append_data(out, bytes); }
-    void operator()(property_dictionary const& d) const { append_dictionary(out, d); }
-    void operator()(property_array const& a) const { append_items(out, '(', a.items, ')'); }
-    void operator()(property_set const& s) const { append_items(out, '[', s.items, ']'); }
+    void operator()(property::data const& bytes) const { append_data(out, bytes); }
+    void operator()(property::dictionary const& d) const { append_dictionary(out, d); }
+    void operator()(property::array const& a) const { append_items(out, '(', a, ')'); }
+    void operator()(property::set const& s) const { append_items(out, '[', s.items, ']'); }
 };
 
 } // namespace
 
-void append_value(output out, property_value const& value)
+void append_value(output out, property::value const& value)
 {
     std::visit(appender{out}, value.content);
 }

@@ -1,7 +1,7 @@
 // A property value in ioreg's own syntax, written where the text printer writes.
 #pragma once
 
-#include "tools/plinth-ioreg/properties/property_value.hpp"
+#include "property/value.hpp"
 
 #include <iterator>
 #include <string>
@@ -14,6 +14,6 @@ namespace plinth::ioreg_tool {
 // arrays (v,...) and sets [v,...].
 // It is written straight where the printer writes, so that a listing builds no
 // string per value.
-void append_value(std::back_insert_iterator<std::string> out, property_value const& value);
+void append_value(std::back_insert_iterator<std::string> out, property::value const& value);
 
 } // namespace plinth::ioreg_tool

@@ -1,8 +1,6 @@
 // Reading everything `show` tells about one entry, plane by plane.
 #include "tools/plinth-ioreg/registry/entry_details.hpp"
 
-#include "tools/plinth-ioreg/properties/property_reader.hpp"
-
 #include <array>
 
 namespace plinth::ioreg_tool {
@@ -35,7 +33,7 @@ entry_details read_entry_details(walked_entry const& entry, plane neighbours_pla
         details.planes.push_back({p, std::move(in_plane.name), std::move(in_plane.location),
                                  in_plane.path.value_or(std::string())});
     }
-    details.properties = read_properties(entry);
+    details.properties = entry.device().get_properties();
     details.parents = summarize_all(entry.parents(neighbours_plane), neighbours_plane);
     details.children = summarize_all(entry.children(neighbours_plane), neighbours_plane);
     return details;

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "device/apple/plane.hpp"
-#include "tools/plinth-ioreg/properties/property_value.hpp"
+#include "property/value.hpp"
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
 #include "tools/plinth-ioreg/registry/walked_entry.hpp"
 
@@ -28,7 +28,7 @@ struct entry_details
     entry_summary summary;                   // in that plane
     std::string global_name;                 // the entry's name outside any plane
     std::vector<plane_presence> planes;      // every plane the entry is attached in
-    property_dictionary properties;
+    property::dictionary properties;
     std::vector<entry_summary> parents;
     std::vector<entry_summary> children;
 };

@@ -1,7 +1,7 @@
 // `tree`'s search: pruning the walk to the branches above matches, or gathering each match's subtree.
 #include "tools/plinth-ioreg/walk/registry_search.hpp"
 
-#include "tools/plinth-ioreg/properties/property_reader.hpp"
+#include "io_kit/cf/string.hpp"
 
 #include <algorithm>
 #include <utility>
@@ -85,7 +85,7 @@ std::optional<tree_node> registry_search::prune(walked_entry const& entry, std::
     if (criteria_.any() && !is_match && node.children.empty())
         return std::nullopt;
     if (with_properties_ || is_match)
-        node.properties = read_properties(entry);
+        node.properties = entry.device().get_properties();
     return node;
 }
 
@@ -110,7 +110,7 @@ std::optional<tree_node> registry_search::gather(walked_entry const& entry, std:
     if (is_match)
         found.emplace_back();
     if (shown > 0 && (with_properties_ || is_match))
-        node.properties = read_properties(entry);
+        node.properties = entry.device().get_properties();
 
     if (!is_ancestor(ancestors, node.summary.id)) {
         ancestors.push_back(node.summary.id);

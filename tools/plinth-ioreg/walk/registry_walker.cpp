@@ -1,8 +1,6 @@
 // The walk of one plane downwards: each entry's summary, its properties when asked for, its children.
 #include "tools/plinth-ioreg/walk/registry_walker.hpp"
 
-#include "tools/plinth-ioreg/properties/property_reader.hpp"
-
 #include <algorithm>
 
 namespace plinth::ioreg_tool {
@@ -23,7 +21,7 @@ tree_node registry_walker::walk(walked_entry const& entry, std::vector<std::uint
     tree_node node;
     node.summary = summarize(entry, plane_, paths_);
     if (with_properties_)
-        node.properties = read_properties(entry);
+        node.properties = entry.device().get_properties();
 
     // IOKit (and the simulated registry) keep every plane free of loops; should an
     // entry ever be its own ancestor, it is shown once more without its subtree

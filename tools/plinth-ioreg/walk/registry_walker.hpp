@@ -2,7 +2,7 @@
 #pragma once
 
 #include "device/apple/plane.hpp"
-#include "tools/plinth-ioreg/properties/property_value.hpp"
+#include "property/value.hpp"
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
 #include "tools/plinth-ioreg/registry/walked_entry.hpp"
 
@@ -17,7 +17,7 @@ namespace plinth::ioreg_tool {
 struct tree_node
 {
     entry_summary summary;
-    std::optional<property_dictionary> properties; // read only when the walk asks for them
+    std::optional<property::dictionary> properties; // read only when the walk asks for them
     std::vector<tree_node> children;
 };
 
