@@ -1,3 +1,4 @@
+// basic_hid_report: a report-ID slot and a Boost.Asio buffer, the unit every HID read, write and request takes.
 #pragma once
 
 #include <boost/asio/buffer.hpp>

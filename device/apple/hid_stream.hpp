@@ -1,3 +1,4 @@
+// hid_stream: the Boost.Asio I/O object for one HID device (open, read, write, request reports by ID, cancel, close).
 #pragma once
 
 // hid_stream, the I/O object of one HID device, in Boost.Asio's shape. Its

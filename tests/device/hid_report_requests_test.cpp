@@ -1,3 +1,4 @@
+// Tests of hid_stream's requests by report ID: feature and input reports got and sent, errors when closed or unplugged.
 #include "device/apple/hid_stream.hpp"
 #include "device/device_support.hpp"
 #include "error/apple/hid_errc.hpp"

@@ -1,3 +1,4 @@
+// Tests of hid_stream's asynchronous reads: tokens, executors, allocators, cancellation, removal and shutdown.
 #include "device/hid_stream_support.hpp"
 #include "error/apple/hid_errc.hpp"
 

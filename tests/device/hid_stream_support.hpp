@@ -1,3 +1,4 @@
+// Fixtures the HID stream suites share: simulated HID devices, a context on its own thread, a captured log.
 #pragma once
 
 // What the HID stream suites share: a fixture with two simulated HID devices,

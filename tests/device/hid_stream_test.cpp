@@ -1,3 +1,4 @@
+// Tests of hid_stream: failed opens, blocking and timed reads, writes, cancel, removal during a read, shutdown.
 #include "device/hid_stream_support.hpp"
 #include "error/apple/hid_errc.hpp"
 

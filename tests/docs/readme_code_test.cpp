@@ -1,3 +1,4 @@
+// Checks that every C++ block in the README and docs/ is an example program word for word, each saying what it does.
 #include "support/scratch_folder.hpp"
 
 #include <gtest/gtest.h>

@@ -1,3 +1,4 @@
+// Checks that every plinth-ioreg transcript in the README and docs/ is what the tool really prints.
 #include "support/scratch_folder.hpp"
 
 #include <gtest/gtest.h>

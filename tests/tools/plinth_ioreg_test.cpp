@@ -1,3 +1,4 @@
+// Tests of plinth-ioreg as a program: commands, options, text and JSON output, bad arguments and bad dumps.
 #include "device/apple/device.hpp"
 #include "device/apple/tree.hpp"
 #include "io_kit/mach_port.hpp"

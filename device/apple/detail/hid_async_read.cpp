@@ -1,3 +1,4 @@
+// hid_async_read: completing an asynchronous read once, through its handler's executor or on the shutting-down thread.
 #include "device/apple/detail/hid_async_read.hpp"
 
 #include <boost/asio/error.hpp>

@@ -1,3 +1,4 @@
+// hid_async_read and hid_async_read_op: the state of one asynchronous HID read, from initiation to its one completion.
 #pragma once
 
 #include "device/apple/detail/handoff_allocator.hpp"

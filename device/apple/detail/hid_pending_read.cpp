@@ -1,3 +1,4 @@
+// hid_pending_read: starting a stream's pending read, handing it the kept report, taking its handler to complete it.
 #include "device/apple/detail/hid_pending_read.hpp"
 
 #include <utility>

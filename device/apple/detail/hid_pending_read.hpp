@@ -1,3 +1,4 @@
+// hid_pending_read: the steps on a stream record's pending read that reads, callbacks, cancellation and shutdown share.
 #pragma once
 
 #include "device/apple/detail/hid_run_loop_token.hpp"

@@ -1,3 +1,4 @@
+// hid_read_cancellation: withdrawing an asynchronous read from its stream, or giving back the report it already holds.
 #include "device/apple/detail/hid_read_cancellation.hpp"
 
 #include "device/apple/detail/hid_pending_read.hpp"

@@ -1,3 +1,4 @@
+// hid_read_cancellation: the handler installed in an asynchronous read's cancellation slot.
 #pragma once
 
 #include "device/apple/detail/hid_async_read.hpp"

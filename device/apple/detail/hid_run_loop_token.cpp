@@ -1,3 +1,4 @@
+// hid_run_loop_token: scheduling a HID device on a run loop, and unscheduling it when the token goes.
 #include "device/apple/detail/hid_run_loop_token.hpp"
 
 #include "io_kit/detail/share.hpp"

@@ -1,3 +1,4 @@
+// hid_run_loop_token: one scheduling of a HID device on a run loop in one mode.
 #pragma once
 
 #include "io_kit/cf/auto_pointer.hpp"

@@ -1,3 +1,4 @@
+// hid_service: the HID streams' records, the kept report and removal rules, and shutdown aborting pending reads.
 #include "device/apple/detail/hid_service.hpp"
 
 #include "device/apple/detail/hid_pending_read.hpp"

@@ -1,3 +1,4 @@
+// hid_service: the execution-context service that owns every HID stream's record and their run-loop thread.
 #pragma once
 
 #include "device/apple/detail/hid_run_loop_token.hpp"

@@ -1,3 +1,4 @@
+// The not-open error and the throwing / error_code& pairing that hid_stream's synchronous operations share.
 #pragma once
 
 #include "error/apple/hid_errc.hpp"
