@@ -88,18 +88,36 @@ void load(benchmark::State& state, Make make, Read read)
         sim::merge(read(text));
     }
     sim::reset_registry();
-    state.counters["items"] = benchmark::Counter(static_cast<double>(size * state.iterations()),
-                                                 benchmark::Counter::kIsRate);
+    state.counters["items"] =
+        benchmark::Counter(static_cast<double>(size * state.iterations()), benchmark::Counter::kIsRate);
     state.SetComplexityN(state.range(0));
 }
 
-sim::dump read_text(std::string const& text) { return sim::read_ioreg_text(text); }
-sim::dump read_xml(std::string const& text) { return sim::read_ioreg_xml(text); }
+sim::dump read_text(std::string const& text)
+{
+    return sim::read_ioreg_text(text);
+}
+sim::dump read_xml(std::string const& text)
+{
+    return sim::read_ioreg_xml(text);
+}
 
-void text_properties_of_one_entry(benchmark::State& state) { load(state, text_with_properties, read_text); }
-void text_top_level_entries(benchmark::State& state) { load(state, text_with_top_entries, read_text); }
-void xml_properties_of_one_entry(benchmark::State& state) { load(state, xml_with_properties, read_xml); }
-void xml_top_level_entries(benchmark::State& state) { load(state, xml_with_top_entries, read_xml); }
+void text_properties_of_one_entry(benchmark::State& state)
+{
+    load(state, text_with_properties, read_text);
+}
+void text_top_level_entries(benchmark::State& state)
+{
+    load(state, text_with_top_entries, read_text);
+}
+void xml_properties_of_one_entry(benchmark::State& state)
+{
+    load(state, xml_with_properties, read_xml);
+}
+void xml_top_level_entries(benchmark::State& state)
+{
+    load(state, xml_with_top_entries, read_xml);
+}
 
 void sizes(benchmark::internal::Benchmark* b)
 {

@@ -54,13 +54,15 @@ constexpr std::uint64_t in_flight = 16; // below the simulated device's queue
 
 std::size_t thread_count()
 {
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/task"),
-                                                  std::filesystem::directory_iterator()));
+    return static_cast<std::size_t>(
+        std::distance(std::filesystem::directory_iterator("/proc/self/task"), std::filesystem::directory_iterator()));
 }
 
 sim::entry_id add_hid_device(int index)
 {
-    return sim::add_entry({"IOUSBHostHIDDevice", "Bench " + std::to_string(index), std::nullopt,
+    return sim::add_entry({"IOUSBHostHIDDevice",
+                           "Bench " + std::to_string(index),
+                           std::nullopt,
                            {{"MaxInputReportSize", sim::make_number(8)}}},
                           sim::root_entry_id);
 }

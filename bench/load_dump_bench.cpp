@@ -57,16 +57,46 @@ void* allocate_or_throw(std::size_t size)
 
 } // namespace
 
-void* operator new(std::size_t size) { return allocate_or_throw(size); }
-void* operator new[](std::size_t size) { return allocate_or_throw(size); }
-void* operator new(std::size_t size, std::nothrow_t const&) noexcept { return counted_allocate(size); }
-void* operator new[](std::size_t size, std::nothrow_t const&) noexcept { return counted_allocate(size); }
-void operator delete(void* p) noexcept { counted_free(p); }
-void operator delete[](void* p) noexcept { counted_free(p); }
-void operator delete(void* p, std::size_t) noexcept { counted_free(p); }
-void operator delete[](void* p, std::size_t) noexcept { counted_free(p); }
-void operator delete(void* p, std::nothrow_t const&) noexcept { counted_free(p); }
-void operator delete[](void* p, std::nothrow_t const&) noexcept { counted_free(p); }
+void* operator new(std::size_t size)
+{
+    return allocate_or_throw(size);
+}
+void* operator new[](std::size_t size)
+{
+    return allocate_or_throw(size);
+}
+void* operator new(std::size_t size, std::nothrow_t const&) noexcept
+{
+    return counted_allocate(size);
+}
+void* operator new[](std::size_t size, std::nothrow_t const&) noexcept
+{
+    return counted_allocate(size);
+}
+void operator delete(void* p) noexcept
+{
+    counted_free(p);
+}
+void operator delete[](void* p) noexcept
+{
+    counted_free(p);
+}
+void operator delete(void* p, std::size_t) noexcept
+{
+    counted_free(p);
+}
+void operator delete[](void* p, std::size_t) noexcept
+{
+    counted_free(p);
+}
+void operator delete(void* p, std::nothrow_t const&) noexcept
+{
+    counted_free(p);
+}
+void operator delete[](void* p, std::nothrow_t const&) noexcept
+{
+    counted_free(p);
+}
 
 namespace {
 
@@ -85,8 +115,8 @@ private:
 
 void report(benchmark::State& state, std::size_t entries, std::size_t peak)
 {
-    state.counters["entries"] = benchmark::Counter(static_cast<double>(entries * state.iterations()),
-                                                   benchmark::Counter::kIsRate);
+    state.counters["entries"] =
+        benchmark::Counter(static_cast<double>(entries * state.iterations()), benchmark::Counter::kIsRate);
     state.counters["peak_heap_bytes"] = static_cast<double>(peak);
     state.SetBytesProcessed(static_cast<std::int64_t>(std::filesystem::file_size(dump_file)) * state.iterations());
 }

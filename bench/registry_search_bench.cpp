@@ -51,11 +51,12 @@ void registry_search(benchmark::State& state)
     auto const kind = static_cast<search_kind>(state.range(0));
     auto const search = make_search(kind);
     // Every entry of the plane is tested once per place it appears.
-    auto const tested = tool::count_nodes(
-        tool::registry_walker(plinth::plane::service, false).walk(tool::find_root(registry)));
+    auto const tested =
+        tool::count_nodes(tool::registry_walker(plinth::plane::service, false).walk(tool::find_root(registry)));
     std::uint64_t entries = 0;
     [[maybe_unused]] std::uint64_t calls = 0;
-    for (auto _ : state) {
+    for (auto _ : state)
+    {
 #if !defined(__APPLE__)
         plinth::sim::reset_call_count();
 #endif

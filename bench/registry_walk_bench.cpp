@@ -83,7 +83,8 @@ void measure_registry_reads(benchmark::State& state, Run&& run)
     std::uint64_t runs = 0;
     [[maybe_unused]] std::uint64_t calls = 0;
     [[maybe_unused]] std::uint64_t round_trips = 0;
-    for (auto _ : state) {
+    for (auto _ : state)
+    {
 #if !defined(__APPLE__)
         plinth::sim::reset_call_count();
 #endif

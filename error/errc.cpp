@@ -13,7 +13,8 @@ public:
 
     std::string message(int value) const override
     {
-        switch (static_cast<errc>(value)) {
+        switch (static_cast<errc>(value))
+        {
         case errc::unsupported_property_type: return "property value of an unsupported type";
         case errc::property_not_found: return "property not found";
         case errc::invalid_port_size: return "parent port value is not four bytes long";

@@ -30,22 +30,28 @@ using open_streams = std::map<std::uint64_t, std::unique_ptr<hid_stream>>;
 // Devices present at the start arrive first; the loop ends when the watcher is cancelled.
 boost::asio::awaitable<void> open_as_they_arrive(device_watcher& watcher, open_streams& open)
 {
-    for (;;) {
+    for (;;)
+    {
         auto [error, event] = co_await watcher.async_wait(boost::asio::as_tuple(boost::asio::use_awaitable));
         if (error == boost::asio::error::operation_aborted)
             co_return;
-        if (error) { // watch_errc::overflow: events were lost, watcher.dropped() of them
+        if (error)
+        { // watch_errc::overflow: events were lost, watcher.dropped() of them
             std::cout << error.message() << '\n';
             continue;
         }
         auto const id = event.device.get_id();
-        if (event.kind == device_event::kind_type::arrived) {
+        if (event.kind == device_event::kind_type::arrived)
+        {
             auto stream = std::make_unique<hid_stream>(watcher.get_executor(), event.device); // opens (seizes) it
-            if (stream->is_open()) {
+            if (stream->is_open())
+            {
                 std::cout << "opened " << event.device.get_name() << '\n';
                 open.emplace(id, std::move(stream));
             }
-        } else if (open.erase(id) != 0) { // destroying a stream closes it
+        }
+        else if (open.erase(id) != 0)
+        { // destroying a stream closes it
             std::cout << "closed " << event.device.get_name() << '\n';
         }
     }
@@ -55,7 +61,8 @@ boost::asio::awaitable<void> open_as_they_arrive(device_watcher& watcher, open_s
 boost::asio::awaitable<void> wait_until(std::function<bool()> done)
 {
     boost::asio::steady_timer pause(co_await boost::asio::this_coro::executor);
-    while (!done()) {
+    while (!done())
+    {
         pause.expires_after(std::chrono::milliseconds(10));
         co_await pause.async_wait(boost::asio::use_awaitable);
     }
@@ -68,7 +75,8 @@ boost::asio::awaitable<void> unplug_and_plug_back(device_watcher& watcher, open_
     auto const id = open.begin()->first;
     plinth::sim::remove_entry(id);
     co_await wait_until([&] { return !open.contains(id); });
-    for (auto const& dump : plinth::sim::bundled_registry_dumps()) {
+    for (auto const& dump : plinth::sim::bundled_registry_dumps())
+    {
         if (dump.plane != "IOService")
             continue;
         auto const entry = std::find_if(dump.entries.begin(), dump.entries.end(), [&](auto& e) { return e.id == id; });

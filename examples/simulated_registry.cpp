@@ -16,11 +16,13 @@ int main(int argc, char** argv)
     sim::attach(hub, sim::root_entry_id, "IOUSB");
     sim::load_dump_file(argc > 1 ? argv[1] : "keyboard-ioreg-l.txt"); // `ioreg -l` text or `ioreg -a` XML
 
-    {   // ... the code under test ...
+    { // ... the code under test ...
         plinth::apple::tree registry(plinth::apple::io_kit::mach_port::master_port_default());
         auto services = registry.get_root_node().get_children(plinth::plane::service);
-        while (auto object = services.next()) {
-            plinth::apple::usb_device usb{plinth::apple::device(plinth::apple::io_kit::io_registry_entry(std::move(object)))};
+        while (auto object = services.next())
+        {
+            plinth::apple::usb_device usb{
+                plinth::apple::device(plinth::apple::io_kit::io_registry_entry(std::move(object)))};
             if (usb)
                 std::cout << usb.get_name() << ": vendor " << mpark::get<int>(usb.get_property("idVendor")) << '\n';
         }

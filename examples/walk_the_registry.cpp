@@ -19,7 +19,8 @@ int main()
 
     // The children of the root in the IOService plane.
     auto children = registry.get_root_node().get_children(plinth::plane::service);
-    while (auto object = children.next()) {
+    while (auto object = children.next())
+    {
         device d{io_kit::io_registry_entry(std::move(object))};
         std::cout << d.get_name() << " <" << d.get_class() << ">\n";
     }

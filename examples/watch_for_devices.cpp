@@ -19,16 +19,19 @@ int main()
     boost::asio::io_context context;
     device_watcher watcher(context.get_executor(), device_match{"IOHIDDevice", 0x0483, 0x5750});
     std::function<void(boost::system::error_code, device_event)> on_event = [&](auto error, device_event event) {
-        if (error) { // watch_errc::overflow: watcher.dropped() events were lost
+        if (error) // watch_errc::overflow: watcher.dropped() events were lost
             std::cout << error.message() << '\n';
-        } else {
+        else
+        {
             bool const arrived = event.kind == device_event::kind_type::arrived;
             std::cout << (arrived ? "arrived: " : "left: ") << event.device.get_name() << ' ' << std::hex
-                      << std::showbase << event.device.get_id() << (event.present_at_start ? " (already there)\n" : "\n");
+                      << std::showbase << event.device.get_id()
+                      << (event.present_at_start ? " (already there)\n" : "\n");
 #if !defined(__APPLE__)
+            // Unplugs the simulated board once it has arrived; once it has left, the program ends.
             if (!arrived)
-                return; // the simulated board has left: the program ends
-            plinth::sim::remove_entry(event.device.get_id()); // unplugs it
+                return;
+            plinth::sim::remove_entry(event.device.get_id());
 #endif
         }
         watcher.async_wait(on_event);

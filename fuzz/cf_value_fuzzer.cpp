@@ -52,20 +52,50 @@ constexpr std::array entry_classes = {"IOUSBHostDevice", "IOPCIDevice", "IOSeria
                                       "IOService"};
 
 // The keys that the library's views and the tool's listings read.
-constexpr std::array known_keys = {
-    "idVendor", "idProduct", "bcdDevice", "bDeviceClass", "bDeviceSubClass", "bDeviceProtocol",
-    "bNumConfigurations", "iManufacturer", "iProduct", "iSerialNumber", "USB Address", "USB Product Name",
-    "USB Vendor Name", "USB Serial Number", "locationID", "PortNum", "port", "vendor-id", "device-id",
-    "revision-id", "class-code", "subsystem-id", "subsystem-vendor-id", "IOChildIndex", "IOTTYBaseName",
-    "IOTTYSuffix", "IOTTYDevice", "IOSerialBSDClientType", "IOCalloutDevice", "IODialinDevice", "VendorID",
-    "ProductID", "Product", "DeviceUsagePage", "DeviceUsage", "MaxInputReportSize", "MaxOutputReportSize"};
+constexpr std::array known_keys = {"idVendor",
+                                   "idProduct",
+                                   "bcdDevice",
+                                   "bDeviceClass",
+                                   "bDeviceSubClass",
+                                   "bDeviceProtocol",
+                                   "bNumConfigurations",
+                                   "iManufacturer",
+                                   "iProduct",
+                                   "iSerialNumber",
+                                   "USB Address",
+                                   "USB Product Name",
+                                   "USB Vendor Name",
+                                   "USB Serial Number",
+                                   "locationID",
+                                   "PortNum",
+                                   "port",
+                                   "vendor-id",
+                                   "device-id",
+                                   "revision-id",
+                                   "class-code",
+                                   "subsystem-id",
+                                   "subsystem-vendor-id",
+                                   "IOChildIndex",
+                                   "IOTTYBaseName",
+                                   "IOTTYSuffix",
+                                   "IOTTYDevice",
+                                   "IOSerialBSDClientType",
+                                   "IOCalloutDevice",
+                                   "IODialinDevice",
+                                   "VendorID",
+                                   "ProductID",
+                                   "Product",
+                                   "DeviceUsagePage",
+                                   "DeviceUsage",
+                                   "MaxInputReportSize",
+                                   "MaxOutputReportSize"};
 
 constexpr std::array<CFStringEncoding, 14> encodings = {
-    kCFStringEncodingUTF8,        kCFStringEncodingASCII,         kCFStringEncodingISOLatin1,
-    kCFStringEncodingMacRoman,    kCFStringEncodingWindowsLatin1, kCFStringEncodingNextStepLatin,
-    kCFStringEncodingNonLossyASCII, kCFStringEncodingUTF16,       kCFStringEncodingUTF16BE,
-    kCFStringEncodingUTF16LE,     kCFStringEncodingUTF32,         kCFStringEncodingUTF32BE,
-    kCFStringEncodingUTF32LE,     kCFStringEncodingInvalidId};
+    kCFStringEncodingUTF8,          kCFStringEncodingASCII,         kCFStringEncodingISOLatin1,
+    kCFStringEncodingMacRoman,      kCFStringEncodingWindowsLatin1, kCFStringEncodingNextStepLatin,
+    kCFStringEncodingNonLossyASCII, kCFStringEncodingUTF16,         kCFStringEncodingUTF16BE,
+    kCFStringEncodingUTF16LE,       kCFStringEncodingUTF32,         kCFStringEncodingUTF32BE,
+    kCFStringEncodingUTF32LE,       kCFStringEncodingInvalidId};
 
 // Makes CF values from the fuzzer's bytes; each make() returns a +1 reference, or
 // NULL where CoreFoundation refuses the bytes (a string in the wrong encoding).
@@ -77,23 +107,18 @@ public:
     CFTypeRef make(int depth)
     {
         int const last_kind = depth < max_depth ? 6 : 3;
-        switch (in_.ConsumeIntegralInRange(0, last_kind)) {
-        case 0:
-            return CFRetain(in_.ConsumeBool() ? kCFBooleanTrue : kCFBooleanFalse);
-        case 1:
-            return make_number();
-        case 2:
-            return make_string();
+        switch (in_.ConsumeIntegralInRange(0, last_kind))
+        {
+        case 0: return CFRetain(in_.ConsumeBool() ? kCFBooleanTrue : kCFBooleanFalse);
+        case 1: return make_number();
+        case 2: return make_string();
         case 3: {
             auto const bytes = in_.ConsumeBytes<UInt8>(in_.ConsumeIntegralInRange<std::size_t>(0, 64));
             return CFDataCreate(nullptr, bytes.data(), static_cast<CFIndex>(bytes.size()));
         }
-        case 4:
-            return make_dictionary(depth);
-        case 5:
-            return make_array(depth);
-        default:
-            return make_set(depth);
+        case 4: return make_dictionary(depth);
+        case 5: return make_array(depth);
+        default: return make_set(depth);
         }
     }
 
@@ -111,7 +136,8 @@ public:
 private:
     CFNumberRef make_number()
     {
-        auto const type = static_cast<CFNumberType>(in_.ConsumeIntegralInRange<int>(kCFNumberSInt8Type, kCFNumberMaxType));
+        auto const type =
+            static_cast<CFNumberType>(in_.ConsumeIntegralInRange<int>(kCFNumberSInt8Type, kCFNumberMaxType));
         alignas(std::max_align_t) std::array<std::uint8_t, 16> storage{};
         auto const bytes = in_.ConsumeBytes<std::uint8_t>(sizeof(std::uint64_t));
         if (!bytes.empty())
@@ -124,9 +150,11 @@ private:
         auto* dictionary =
             CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
         auto const count = in_.ConsumeIntegralInRange<std::size_t>(0, max_items);
-        for (std::size_t i = 0; i < count; ++i) {
+        for (std::size_t i = 0; i < count; ++i)
+        {
             // Registry keys are strings; a number as a key is what a caller might still hand over.
-            CFTypeRef const key = in_.ConsumeIntegralInRange(0, 7) == 0 ? CFTypeRef(make_number()) : CFTypeRef(make_string());
+            CFTypeRef const key =
+                in_.ConsumeIntegralInRange(0, 7) == 0 ? CFTypeRef(make_number()) : CFTypeRef(make_string());
             CFTypeRef const value = make(depth + 1);
             if (key != nullptr && value != nullptr)
                 CFDictionarySetValue(dictionary, key, value);
@@ -140,8 +168,10 @@ private:
     {
         auto* array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
         auto const count = in_.ConsumeIntegralInRange<std::size_t>(0, max_items);
-        for (std::size_t i = 0; i < count; ++i) {
-            if (CFTypeRef const value = make(depth + 1)) {
+        for (std::size_t i = 0; i < count; ++i)
+        {
+            if (CFTypeRef const value = make(depth + 1))
+            {
                 CFArrayAppendValue(array, value);
                 CFRelease(value);
             }
@@ -153,8 +183,10 @@ private:
     {
         auto* set = CFSetCreateMutable(nullptr, 0, &kCFTypeSetCallBacks);
         auto const count = in_.ConsumeIntegralInRange<std::size_t>(0, max_items);
-        for (std::size_t i = 0; i < count; ++i) {
-            if (CFTypeRef const value = make(depth + 1)) {
+        for (std::size_t i = 0; i < count; ++i)
+        {
+            if (CFTypeRef const value = make(depth + 1))
+            {
                 CFSetAddValue(set, value);
                 CFRelease(value);
             }
@@ -177,17 +209,20 @@ private:
 void read_as_tool_and_wrappers(CFTypeRef value)
 {
     CF::AutoPointer const pointer(CFRetain(value));
-    if (auto const read = apple::detail::property_value_from_cf(pointer)) {
+    if (auto const read = apple::detail::property_value_from_cf(pointer))
+    {
         std::string text;
         tool::append_value(std::back_inserter(text), *read);
         (void)tool::to_text(tool::value_to_json(*read));
     }
 
-    if (CF::Number const number(pointer); number.IsValid()) {
+    if (CF::Number const number(pointer); number.IsValid())
+    {
         (void)static_cast<int>(number);
         (void)CF::GetNumberValue(number);
     }
-    if (CF::String const string(pointer); string.IsValid()) {
+    if (CF::String const string(pointer); string.IsValid())
+    {
         (void)string.GetValue();
         (void)string.GetValue(kCFStringEncodingISOLatin1);
         (void)string.GetValue(kCFStringEncodingUTF16);
@@ -201,10 +236,12 @@ void read_as_tool_and_wrappers(CFTypeRef value)
 template <typename Read>
 void try_read(Read read)
 {
-    try {
+    try
+    {
         (void)read();
     }
-    catch (std::exception const&) {
+    catch (std::exception const&)
+    {
         // a property that is absent or of another kind: the getter says so
     }
 }
@@ -248,31 +285,35 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
 {
     FuzzedDataProvider in(bytes, size);
     plinth::sim::reset_registry();
-    auto const id = plinth::sim::add_entry({in.PickValueInArray(entry_classes), "Fuzzed", "1"},
-                                           plinth::sim::root_entry_id);
+    auto const id =
+        plinth::sim::add_entry({in.PickValueInArray(entry_classes), "Fuzzed", "1"}, plinth::sim::root_entry_id);
 
     cf_value_maker maker(in);
     std::vector<std::string> keys;
-    while (in.remaining_bytes() > 0 && keys.size() < max_properties) {
+    while (in.remaining_bytes() > 0 && keys.size() < max_properties)
+    {
         auto key = in.ConsumeBool() ? std::string(in.PickValueInArray(known_keys)) : in.ConsumeRandomLengthString(32);
         CFTypeRef const value = maker.make(0);
         if (value == nullptr)
             continue;
         read_as_tool_and_wrappers(value);
         // What the kernel keeps of a value a task sends it.
-        if (auto kept = plinth::sim::detail::value_from_cf(value)) {
+        if (auto kept = plinth::sim::detail::value_from_cf(value))
+        {
             plinth::sim::set_property(id, key, std::move(*kept));
             keys.push_back(std::move(key));
         }
         CFRelease(value);
     }
 
-    try {
+    try
+    {
         apple::tree const registry(apple::io_kit::mach_port::master_port_default());
         auto const entry = tool::find_by_id(registry, id);
         read_through_library(entry.device(), keys);
     }
-    catch (std::exception const&) {
+    catch (std::exception const&)
+    {
     }
     plinth::fuzzing::read_whole_registry(plinth::plane::service);
 

@@ -39,7 +39,8 @@ constexpr std::size_t max_arguments = 32;
 std::vector<std::string> split_arguments(std::string_view bytes)
 {
     std::vector<std::string> arguments;
-    while (!bytes.empty() && arguments.size() < max_arguments) {
+    while (!bytes.empty() && arguments.size() < max_arguments)
+    {
         auto const end = bytes.find_first_of(std::string_view("\0\n", 2));
         arguments.emplace_back(bytes.substr(0, end));
         if (end == std::string_view::npos)
@@ -55,7 +56,8 @@ void look_up(tool::options const& chosen, plinth::plane p)
 {
     plinth::apple::tree const registry(plinth::apple::io_kit::mach_port::master_port_default());
     auto const& command = chosen.command_to_run->name;
-    if (command == "show") {
+    if (command == "show")
+    {
         if (chosen.path)
             (void)tool::last_path_component(*chosen.path);
         auto const entry =
@@ -103,17 +105,21 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
 
     std::cout.clear();
     auto const parsed = tool::parse_command_line(static_cast<int>(arguments.size()), argv.data());
-    if (parsed.exit_status) {
+    if (parsed.exit_status)
+    {
         check_exit_status(*parsed.exit_status);
     }
-    else {
-        try {
+    else
+    {
+        try
+        {
             auto const p = tool::parse_plane(parsed.value.plane);
             (void)tool::read_dump_arguments(parsed.value.registries);
             if (parsed.value.registries.empty())
                 look_up(parsed.value, p);
         }
-        catch (tool::tool_error const&) {
+        catch (tool::tool_error const&)
+        {
             // what the user can correct, said in one line
         }
     }

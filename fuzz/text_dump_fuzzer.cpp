@@ -10,6 +10,6 @@
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t size)
 {
-    return plinth::fuzzing::load_and_read_back(bytes, size,
-                                               [](std::string_view text) { return plinth::sim::read_ioreg_text(text); });
+    return plinth::fuzzing::load_and_read_back(
+        bytes, size, [](std::string_view text) { return plinth::sim::read_ioreg_text(text); });
 }

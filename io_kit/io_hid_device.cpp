@@ -20,9 +20,7 @@ io_hid_device::io_hid_device(io_hid_device const& other) noexcept : device_(othe
         CFRetain(device_);
 }
 
-io_hid_device::io_hid_device(io_hid_device&& other) noexcept : device_(std::exchange(other.device_, nullptr))
-{
-}
+io_hid_device::io_hid_device(io_hid_device&& other) noexcept : device_(std::exchange(other.device_, nullptr)) {}
 
 io_hid_device& io_hid_device::operator=(io_hid_device const& other) & noexcept
 {

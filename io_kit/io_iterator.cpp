@@ -5,9 +5,7 @@
 
 namespace plinth::apple::io_kit {
 
-io_iterator::io_iterator(io_iterator_t owned) noexcept : io_object(owned)
-{
-}
+io_iterator::io_iterator(io_iterator_t owned) noexcept : io_object(owned) {}
 
 io_iterator io_iterator::share(io_iterator_t borrowed)
 {

@@ -56,8 +56,8 @@ public:
     // kIOMessageServiceIsTerminated when it leaves), delivered to `callback`
     // (IOServiceAddInterestNotification). Release the result to end it. Throws
     // boost::system::system_error.
-    io_object add_interest_notification(io_object_view service, char const* type,
-                                        IOServiceInterestCallback callback, void* refcon) const;
+    io_object add_interest_notification(io_object_view service, char const* type, IOServiceInterestCallback callback,
+                                        void* refcon) const;
 
 private:
     std::unique_ptr<IONotificationPort, io_notification_deleter> port_;

@@ -7,9 +7,7 @@
 
 namespace plinth::apple::io_kit {
 
-io_object::io_object(io_object_t owned) noexcept : handle_(owned)
-{
-}
+io_object::io_object(io_object_t owned) noexcept : handle_(owned) {}
 
 io_object::io_object(io_object const& other) : handle_(other.handle_)
 {
@@ -17,10 +15,7 @@ io_object::io_object(io_object const& other) : handle_(other.handle_)
         detail::throw_if_failed(IOObjectRetain(handle_), "IOObjectRetain");
 }
 
-io_object::io_object(io_object&& other) noexcept
-    : handle_(std::exchange(other.handle_, IO_OBJECT_NULL))
-{
-}
+io_object::io_object(io_object&& other) noexcept : handle_(std::exchange(other.handle_, IO_OBJECT_NULL)) {}
 
 io_object& io_object::operator=(io_object const& other) &
 {

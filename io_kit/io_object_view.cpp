@@ -7,9 +7,7 @@
 
 namespace plinth::apple::io_kit {
 
-io_object_view::io_object_view(io_object_t handle) noexcept : handle_(handle)
-{
-}
+io_object_view::io_object_view(io_object_t handle) noexcept : handle_(handle) {}
 
 io_object_t io_object_view::get() const noexcept
 {

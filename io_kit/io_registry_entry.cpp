@@ -7,13 +7,9 @@
 
 namespace plinth::apple::io_kit {
 
-io_registry_entry::io_registry_entry(io_registry_entry_t owned) noexcept : io_object(owned)
-{
-}
+io_registry_entry::io_registry_entry(io_registry_entry_t owned) noexcept : io_object(owned) {}
 
-io_registry_entry::io_registry_entry(io_object&& object) noexcept : io_object(std::move(object))
-{
-}
+io_registry_entry::io_registry_entry(io_object&& object) noexcept : io_object(std::move(object)) {}
 
 CF::Dictionary io_registry_entry::id_matching(unsigned long long id)
 {
@@ -82,8 +78,7 @@ bool io_registry_entry::in_plane(char const* plane) const noexcept
     return view().in_plane(plane);
 }
 
-CF::AutoPointer io_registry_entry::create_cf_property_(CF::String const& key,
-                                                       unsigned int options) const noexcept
+CF::AutoPointer io_registry_entry::create_cf_property_(CF::String const& key, unsigned int options) const noexcept
 {
     return view().create_cf_property_(key, options);
 }

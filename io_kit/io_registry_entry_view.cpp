@@ -27,8 +27,7 @@ std::string io_registry_entry_view::get_name() const
 std::string io_registry_entry_view::get_name_in_plane(char const* plane) const
 {
     io_name_t name{};
-    detail::throw_if_failed(IORegistryEntryGetNameInPlane(get(), plane, name),
-                            "IORegistryEntryGetNameInPlane");
+    detail::throw_if_failed(IORegistryEntryGetNameInPlane(get(), plane, name), "IORegistryEntryGetNameInPlane");
     return to_string(name);
 }
 
@@ -50,8 +49,7 @@ std::string io_registry_entry_view::get_path(char const* plane) const
 std::uint64_t io_registry_entry_view::get_registry_entry_id() const
 {
     std::uint64_t id = 0;
-    detail::throw_if_failed(IORegistryEntryGetRegistryEntryID(get(), &id),
-                            "IORegistryEntryGetRegistryEntryID");
+    detail::throw_if_failed(IORegistryEntryGetRegistryEntryID(get(), &id), "IORegistryEntryGetRegistryEntryID");
     return id;
 }
 
@@ -62,8 +60,7 @@ bool io_registry_entry_view::in_plane(char const* plane) const noexcept
     return IORegistryEntryInPlane(get(), plane) != 0;
 }
 
-CF::AutoPointer io_registry_entry_view::create_cf_property_(CF::String const& key,
-                                                            unsigned int options) const noexcept
+CF::AutoPointer io_registry_entry_view::create_cf_property_(CF::String const& key, unsigned int options) const noexcept
 {
     auto const key_string = static_cast<CFStringRef>(key.GetTypeRef());
     if (get() == IO_OBJECT_NULL || key_string == nullptr)

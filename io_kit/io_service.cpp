@@ -5,13 +5,9 @@
 
 namespace plinth::apple::io_kit {
 
-io_service::io_service(io_service_t owned) noexcept : io_registry_entry(owned)
-{
-}
+io_service::io_service(io_service_t owned) noexcept : io_registry_entry(owned) {}
 
-io_service::io_service(io_object&& object) noexcept : io_registry_entry(std::move(object))
-{
-}
+io_service::io_service(io_object&& object) noexcept : io_registry_entry(std::move(object)) {}
 
 CF::Dictionary io_service::matching(std::string const& class_name) noexcept
 {

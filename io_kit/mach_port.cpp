@@ -15,13 +15,9 @@ mach_port mach_port::master_port_default() noexcept
     return mach_port(MACH_PORT_NULL);
 }
 
-mach_port::mach_port(mach_port_t port) noexcept : port_(port)
-{
-}
+mach_port::mach_port(mach_port_t port) noexcept : port_(port) {}
 
-mach_port::mach_port(mach_port&& other) noexcept : port_(std::exchange(other.port_, MACH_PORT_NULL))
-{
-}
+mach_port::mach_port(mach_port&& other) noexcept : port_(std::exchange(other.port_, MACH_PORT_NULL)) {}
 
 mach_port& mach_port::operator=(mach_port&& other) noexcept
 {
@@ -58,8 +54,7 @@ io_iterator mach_port::io_service_get_matching_services(CF::Dictionary const& ma
     if (dictionary != nullptr)
         CFRetain(dictionary);
     io_iterator_t services = IO_OBJECT_NULL;
-    detail::throw_if_failed(IOServiceGetMatchingServices(port_, dictionary, &services),
-                            "IOServiceGetMatchingServices");
+    detail::throw_if_failed(IOServiceGetMatchingServices(port_, dictionary, &services), "IOServiceGetMatchingServices");
     return io_iterator(services);
 }
 

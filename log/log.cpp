@@ -29,7 +29,8 @@ sink_holder& holder()
 
 char const* to_string(log_level level) noexcept
 {
-    switch (level) {
+    switch (level)
+    {
     case log_level::debug: return "debug";
     case log_level::info: return "info";
     case log_level::error: return "error";
@@ -39,11 +40,14 @@ char const* to_string(log_level level) noexcept
 
 void log(log_level level, std::string const& message) noexcept
 {
-    try {
+    try
+    {
         auto& h = holder();
         std::lock_guard lock(h.mutex);
         h.sink(level, message);
-    } catch (...) {
+    }
+    catch (...)
+    {
         // The caller cannot act on a lost log line; dropping it is the only choice.
     }
 }

@@ -45,9 +45,8 @@ struct value
     value() = default;
 
     template <typename T>
-        requires std::is_constructible_v<variant_type, T&&> &&
-                 (!std::is_same_v<std::remove_cvref_t<T>, value>)
-    value(T&& v) : content(std::forward<T>(v)) // NOLINT(google-explicit-constructor): a value of any kind is a value
+    requires std::is_constructible_v<variant_type, T&&> &&(!std::is_same_v<std::remove_cvref_t<T>, value>)value(T&& v)
+        : content(std::forward<T>(v)) // NOLINT(google-explicit-constructor): a value of any kind is a value
     {
     }
 

@@ -87,7 +87,9 @@ constexpr auto settle_limit = 5s;
 
 sim::entry_id plug(int index)
 {
-    return sim::add_entry({"IOUSBHostHIDDevice", "Stress " + std::to_string(index), std::nullopt,
+    return sim::add_entry({"IOUSBHostHIDDevice",
+                           "Stress " + std::to_string(index),
+                           std::nullopt,
                            {{"DeviceUsagePage", sim::make_number(1)},
                             {"DeviceUsage", sim::make_number(6)},
                             {"MaxInputReportSize", sim::make_number(8)},
@@ -179,7 +181,9 @@ class hid_stress
 {
 public:
     hid_stress(plinth::stress::run_options const& options, std::string unplugged, bool coroutines)
-        : options_(options), unplugged_(std::move(unplugged)), coroutines_(coroutines), guard_(context_->get_executor()) {}
+        : options_(options), unplugged_(std::move(unplugged)), coroutines_(coroutines), guard_(context_->get_executor())
+    {
+    }
 
     int run()
     {
@@ -305,7 +309,8 @@ public:
         account.check(posted == delivered + dropped,
                       fmt::format("{} reports posted, {} delivered, {} dropped", posted, delivered, dropped));
         account.check(delivered == totals_.reads_completed, "a completed read carried no report");
-        account.check(totals_.out_of_order == 0, fmt::format("{} reports out of order or twice", totals_.out_of_order.load()));
+        account.check(totals_.out_of_order == 0,
+                      fmt::format("{} reports out of order or twice", totals_.out_of_order.load()));
         account.check(totals_.malformed == 0, fmt::format("{} reports arrived altered", totals_.malformed.load()));
         account.check(totals_.unexpected_errors == 0,
                       fmt::format("{} reads failed with an unexpected error", totals_.unexpected_errors.load()));
@@ -458,9 +463,10 @@ private:
             {
                 // Mostly short timeouts, now and then none left at all.
                 auto const choice = random() % 16;
-                auto const timeout = choice == 0   ? 0ns
-                                     : choice == 1 ? -1ms
-                                                   : std::chrono::nanoseconds(std::chrono::microseconds(50 + random() % 2000));
+                auto const timeout = choice == 0 ? 0ns
+                                     : choice == 1
+                                         ? -1ms
+                                         : std::chrono::nanoseconds(std::chrono::microseconds(50 + random() % 2000));
                 n = read_unless_closed([&] { return stream.read({&id, asio::buffer(bytes)}, timeout, ec); }, ec);
             }
             if (!ec)
@@ -503,8 +509,9 @@ private:
         {
             std::uint8_t id = 0;
             timer.expires_after(std::chrono::microseconds(100 + random() % 3000));
-            auto const outcome = co_await (s.stream->async_read({&id, asio::buffer(bytes)}, asio::as_tuple(asio::use_awaitable)) ||
-                                           timer.async_wait(asio::as_tuple(asio::use_awaitable)));
+            auto const outcome =
+                co_await (s.stream->async_read({&id, asio::buffer(bytes)}, asio::as_tuple(asio::use_awaitable)) ||
+                          timer.async_wait(asio::as_tuple(asio::use_awaitable)));
             if (outcome.index() == 1)
             {
                 ++totals_.timer_wins;
@@ -581,9 +588,8 @@ private:
     void check_output_reports(slot& s, plinth::stress::account& account)
     {
         auto const sent = sim::output_reports(s.id);
-        account.check(sent.size() == s.writes_to_device,
-                      fmt::format("device {}: {} output reports written, {} arrived", s.index, s.writes_to_device,
-                                  sent.size()));
+        account.check(sent.size() == s.writes_to_device, fmt::format("device {}: {} output reports written, {} arrived",
+                                                                     s.index, s.writes_to_device, sent.size()));
         for (auto const& report : sent)
             account.check(report.type == kIOHIDReportTypeOutput && report.bytes.size() == 2 &&
                               report.bytes[0] == s.index,

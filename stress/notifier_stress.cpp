@@ -195,8 +195,8 @@ void add_and_remove_entries(std::uint64_t seed, std::atomic<bool> const& stop, t
     {
         if (live.size() < 32 && random() % 2 == 0)
         {
-            live.push_back(sim::add_entry({random() % 2 ? "IOUSBHostDevice" : "IOPCIDevice", "Blinking"},
-                                          sim::root_entry_id));
+            live.push_back(
+                sim::add_entry({random() % 2 ? "IOUSBHostDevice" : "IOPCIDevice", "Blinking"}, sim::root_entry_id));
             ++t.entries_added;
         }
         else if (!live.empty())
@@ -218,8 +218,7 @@ int main(int argc, char** argv)
     int exit_code = 0;
     if (!options.parse("Notifier tokens and device watchers made and dropped from many threads while entries arrive "
                        "and leave",
-                       argc, argv,
-                       exit_code))
+                       argc, argv, exit_code))
         return exit_code;
     plinth::stress::account account("notifier_stress");
     sim::reset_registry();
@@ -268,8 +267,8 @@ int main(int argc, char** argv)
     }
     sim::reset_registry();
     account.figure("seed", options.seed);
-    account.figure("milliseconds",
-                   static_cast<std::uint64_t>((std::chrono::steady_clock::now() - start) / std::chrono::milliseconds(1)));
+    account.figure("milliseconds", static_cast<std::uint64_t>((std::chrono::steady_clock::now() - start) /
+                                                              std::chrono::milliseconds(1)));
     account.figure("tokens made", t.tokens_made);
     account.figure("tokens dropped by their threads", t.tokens_dropped_outside);
     account.figure("tokens dropped in their callbacks", t.tokens_dropped_inside);
@@ -288,15 +287,17 @@ int main(int argc, char** argv)
     account.figure("watcher departures", w.departures);
     account.figure("watcher waits aborted", w.aborted);
     account.figure("watcher overflows", w.overflows);
-    account.check(waits_all_completed && w.waits_completed == w.waits_started,
-                  fmt::format("{} watcher waits started, {} completed", w.waits_started.load(),
-                              w.waits_completed.load()));
-    account.check(w.sessions_released == w.sessions_made,
-                  fmt::format("{} watch sessions made, {} released", w.sessions_made.load(), w.sessions_released.load()));
+    account.check(
+        waits_all_completed && w.waits_completed == w.waits_started,
+        fmt::format("{} watcher waits started, {} completed", w.waits_started.load(), w.waits_completed.load()));
+    account.check(
+        w.sessions_released == w.sessions_made,
+        fmt::format("{} watch sessions made, {} released", w.sessions_made.load(), w.sessions_released.load()));
     account.check(w.impossible_histories == 0,
                   fmt::format("{} events told an entry arriving twice or leaving before it arrived",
                               w.impossible_histories.load()));
-    account.check(w.unexpected_errors == 0, fmt::format("{} watcher waits failed unexpectedly", w.unexpected_errors.load()));
+    account.check(w.unexpected_errors == 0,
+                  fmt::format("{} watcher waits failed unexpectedly", w.unexpected_errors.load()));
     int const code = account.close();
     // The clean-up threads have ended (close() waited for them): every context
     // must have been released by now.

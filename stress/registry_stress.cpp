@@ -133,12 +133,13 @@ void mutator(std::uint64_t seed, std::atomic<bool> const& stop, totals& t, std::
         {
             auto const parent = live.empty() || random() % 4 == 0 ? sim::root_entry_id : live[random() % live.size()];
             auto const n = t.entries_added.load();
-            auto const id = sim::add_entry(
-                {"IOUSBHostDevice", "Entry " + std::to_string(n), fmt::format("{:x}", n),
-                 {{"Stress", sim::make_number(static_cast<std::int64_t>(n))},
-                  {"Name", std::string("entry " + std::to_string(n))},
-                  {"Bytes", sim::data{1, 2, 3, static_cast<std::uint8_t>(n)}}}},
-                parent);
+            auto const id = sim::add_entry({"IOUSBHostDevice",
+                                            "Entry " + std::to_string(n),
+                                            fmt::format("{:x}", n),
+                                            {{"Stress", sim::make_number(static_cast<std::int64_t>(n))},
+                                             {"Name", std::string("entry " + std::to_string(n))},
+                                             {"Bytes", sim::data{1, 2, 3, static_cast<std::uint8_t>(n)}}}},
+                                           parent);
             if (random() % 4 == 0)
                 sim::attach(id, sim::root_entry_id, random() % 2 ? "IODeviceTree" : "IOUSB");
             live.push_back(id);
@@ -160,8 +161,7 @@ int main(int argc, char** argv)
 {
     plinth::stress::run_options options;
     int exit_code = 0;
-    if (!options.parse("Registry walks on several threads while entries are added and removed", argc, argv,
-                       exit_code))
+    if (!options.parse("Registry walks on several threads while entries are added and removed", argc, argv, exit_code))
         return exit_code;
     plinth::stress::account account("registry_stress");
     sim::reset_registry();
@@ -184,8 +184,8 @@ int main(int argc, char** argv)
     }
     sim::reset_registry();
     account.figure("seed", options.seed);
-    account.figure("milliseconds",
-                   static_cast<std::uint64_t>((std::chrono::steady_clock::now() - start) / std::chrono::milliseconds(1)));
+    account.figure("milliseconds", static_cast<std::uint64_t>((std::chrono::steady_clock::now() - start) /
+                                                              std::chrono::milliseconds(1)));
     account.figure("walks", t.walks);
     account.figure("walks interrupted by a removal", t.walks_interrupted);
     account.figure("entries seen", t.entries_seen);

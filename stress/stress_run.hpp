@@ -37,8 +37,9 @@ struct run_options
         if (more_options)
             more_options(app);
         app.add_option("--seed", seed, "seed of the run's random choices")->capture_default_str();
-        app.add_option("--seconds", seconds, "how long the run lasts")->capture_default_str()->check(
-            CLI::PositiveNumber);
+        app.add_option("--seconds", seconds, "how long the run lasts")
+            ->capture_default_str()
+            ->check(CLI::PositiveNumber);
         app.add_option("--iterations", iterations, "most rounds of the run (0: as many as time allows)")
             ->capture_default_str();
         try
@@ -55,8 +56,8 @@ struct run_options
 
     std::chrono::steady_clock::time_point deadline(std::chrono::steady_clock::time_point start) const
     {
-        return start + std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                           std::chrono::duration<double>(seconds));
+        return start +
+               std::chrono::duration_cast<std::chrono::steady_clock::duration>(std::chrono::duration<double>(seconds));
     }
 
     bool more(std::uint64_t done, std::chrono::steady_clock::time_point deadline) const
@@ -69,9 +70,7 @@ struct run_options
 class account
 {
 public:
-    explicit account(std::string program) : program_(std::move(program)), threads_at_start_(testing::thread_count())
-    {
-    }
+    explicit account(std::string program) : program_(std::move(program)), threads_at_start_(testing::thread_count()) {}
 
     void figure(std::string const& name, std::uint64_t value) { figures_.emplace_back(name, value); }
 
@@ -86,8 +85,8 @@ public:
     int close()
     {
         auto const threads_left = testing::threads_return_to(threads_at_start_);
-        check(threads_left, fmt::format("threads: {} at the start, {} at the end", threads_at_start_,
-                                        testing::thread_count()));
+        check(threads_left,
+              fmt::format("threads: {} at the start, {} at the end", threads_at_start_, testing::thread_count()));
         auto const handles = sim::live_handles();
         auto const cf_objects = sim::live_cf_objects();
         auto const misuse = sim::misuse_reports();

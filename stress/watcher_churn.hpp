@@ -53,7 +53,9 @@ public:
     // `drop_after`: how many events the session takes before destroying its
     // watcher inside its own handler (0: never; its thread stops it).
     watch_session(boost::asio::io_context& context, std::string class_name, unsigned drop_after, watcher_totals& t)
-        : strand_(boost::asio::make_strand(context)), class_name_(std::move(class_name)), drop_after_(drop_after),
+        : strand_(boost::asio::make_strand(context)),
+          class_name_(std::move(class_name)),
+          drop_after_(drop_after),
           totals_(&t)
     {
         ++t.sessions_made;

@@ -40,8 +40,7 @@ class oneshot_function<R(Args...)>
     template <typename F, typename Allocator>
     struct fcn_impl_allocated final : fcn_base
     {
-        using allocator_type =
-            typename std::allocator_traits<Allocator>::template rebind_alloc<fcn_impl_allocated>;
+        using allocator_type = typename std::allocator_traits<Allocator>::template rebind_alloc<fcn_impl_allocated>;
         using traits = std::allocator_traits<allocator_type>;
 
         fcn_impl_allocated(F&& f, allocator_type const& a) : function(std::move(f)), allocator(a) {}
@@ -77,9 +76,9 @@ public:
     oneshot_function() noexcept = default;
 
     template <typename F>
-        requires(!std::is_same_v<std::remove_cvref_t<F>, oneshot_function> &&
-                 std::is_invocable_r_v<R, std::decay_t<F>&, Args...>)
-    oneshot_function(F&& f) // NOLINT(google-explicit-constructor): a callable converts like std::function
+    requires(!std::is_same_v<std::remove_cvref_t<F>, oneshot_function> &&
+             std::is_invocable_r_v<R, std::decay_t<F>&, Args...>)
+        oneshot_function(F&& f) // NOLINT(google-explicit-constructor): a callable converts like std::function
         : impl_(std::make_unique<fcn_impl<std::decay_t<F>>>(std::decay_t<F>(std::forward<F>(f))))
     {
     }
@@ -87,8 +86,8 @@ public:
     // As above, with the callable's storage taken from `allocator` and given back to
     // it when the callable is destroyed, on whichever thread that happens.
     template <typename Allocator, typename F>
-        requires(std::is_invocable_r_v<R, std::decay_t<F>&, Args...>)
-    oneshot_function(std::allocator_arg_t, Allocator const& allocator, F&& f)
+    requires(std::is_invocable_r_v<R, std::decay_t<F>&, Args...>)
+        oneshot_function(std::allocator_arg_t, Allocator const& allocator, F&& f)
         : impl_(fcn_impl_allocated<std::decay_t<F>, Allocator>::make(std::decay_t<F>(std::forward<F>(f)), allocator))
     {
     }

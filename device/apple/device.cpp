@@ -56,7 +56,8 @@ device::property_type make_property_type(CF::AutoPointer const& value, char cons
         return static_cast<int>(number);
     if (CF::String const string(value); string.IsValid())
         return string.GetValue(kCFStringEncodingUTF8);
-    if (CF::Data const data(value); data.IsValid()) {
+    if (CF::Data const data(value); data.IsValid())
+    {
         auto const length = data.GetLength();
         if (length == 0)
             return std::vector<std::byte>();
@@ -78,9 +79,7 @@ CF::AutoPointer copy_property(io_kit::io_registry_entry const& entry, char const
 
 } // namespace
 
-device::device(io_kit::io_registry_entry e) noexcept : entry_(std::move(e))
-{
-}
+device::device(io_kit::io_registry_entry e) noexcept : entry_(std::move(e)) {}
 
 device::operator bool() const noexcept
 {
@@ -129,12 +128,14 @@ property::value device::get_property_value(char const* key) const
 std::optional<property::value> device::get_property_value(char const* key, boost::system::error_code& ec) const
 {
     auto const cf_value = copy_property(entry_, key);
-    if (!cf_value.IsValid()) {
+    if (!cf_value.IsValid())
+    {
         ec = make_error_code(errc::property_not_found);
         return std::nullopt;
     }
     auto value = detail::property_value_from_cf(cf_value);
-    if (!value) {
+    if (!value)
+    {
         ec = make_error_code(errc::unsupported_property_type);
         return std::nullopt;
     }
@@ -144,7 +145,8 @@ std::optional<property::value> device::get_property_value(char const* key, boost
 
 property::dictionary device::get_properties() const
 {
-    auto properties = detail::property_dictionary_from_cf(io_kit::create_cf_properties(io_kit::io_registry_entry_view(entry_.get())));
+    auto properties =
+        detail::property_dictionary_from_cf(io_kit::create_cf_properties(io_kit::io_registry_entry_view(entry_.get())));
     if (!properties)
         throw boost::system::system_error(make_error_code(errc::unsupported_property_type), "get_properties");
     return std::move(*properties);
@@ -153,14 +155,18 @@ property::dictionary device::get_properties() const
 std::optional<property::dictionary> device::get_properties(boost::system::error_code& ec) const
 {
     CF::Dictionary cf_properties;
-    try {
+    try
+    {
         cf_properties = io_kit::create_cf_properties(io_kit::io_registry_entry_view(entry_.get()));
-    } catch (boost::system::system_error const& e) {
+    }
+    catch (boost::system::system_error const& e)
+    {
         ec = e.code();
         return std::nullopt;
     }
     auto properties = detail::property_dictionary_from_cf(cf_properties);
-    if (!properties) {
+    if (!properties)
+    {
         ec = make_error_code(errc::unsupported_property_type);
         return std::nullopt;
     }

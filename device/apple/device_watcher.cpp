@@ -26,24 +26,22 @@ device_watcher::device_watcher(executor_type executor, device_match match, std::
 
 device_watcher::device_watcher(detail::notifier_service& notifier, executor_type executor, device_match match,
                                std::size_t capacity)
-    : executor_(std::move(executor))
-    , match_(std::move(match))
-    , service_(&boost::asio::use_service<detail::device_watcher_service>(
-          boost::asio::query(executor_, boost::asio::execution::context)))
-    , state_(std::make_shared<detail::device_watch_state>(match_, capacity))
+    : executor_(std::move(executor)),
+      match_(std::move(match)),
+      service_(&boost::asio::use_service<detail::device_watcher_service>(
+          boost::asio::query(executor_, boost::asio::execution::context))),
+      state_(std::make_shared<detail::device_watch_state>(match_, capacity))
 {
     auto const& port = notifier.get_notification_port();
     auto const matching = io_kit::io_service::matching(match_.class_name);
     // Departures first: an entry that leaves before the arrivals are armed is then
     // neither reported arriving nor leaving.
-    auto departures =
-        port.add_matching_notification(kIOTerminatedNotification, matching, detail::device_watch_state::left,
-                                       state_.get());
+    auto departures = port.add_matching_notification(kIOTerminatedNotification, matching,
+                                                     detail::device_watch_state::left, state_.get());
     state_->take_initial(departures.get(), device_event::kind_type::left);
     tokens_.push_back(notifier.get_token(std::move(departures), state_));
-    auto arrivals =
-        port.add_matching_notification(kIOFirstMatchNotification, matching, detail::device_watch_state::arrived,
-                                       state_.get());
+    auto arrivals = port.add_matching_notification(kIOFirstMatchNotification, matching,
+                                                   detail::device_watch_state::arrived, state_.get());
     state_->take_initial(arrivals.get(), device_event::kind_type::arrived);
     tokens_.push_back(notifier.get_token(std::move(arrivals), state_));
     service_->add(state_);

@@ -51,8 +51,8 @@ std::int32_t get_usage(io_kit::io_hid_device const& h, char const* key, char con
 } // namespace
 
 hid_stream::service_context::service_context(boost::asio::any_io_executor const& ex, io_kit::io_hid_device h)
-    : service(&boost::asio::use_service<detail::hid_service>(boost::asio::query(ex, boost::asio::execution::context)))
-    , data(service->make_data(std::move(h)))
+    : service(&boost::asio::use_service<detail::hid_service>(boost::asio::query(ex, boost::asio::execution::context))),
+      data(service->make_data(std::move(h)))
 {
 }
 
@@ -79,9 +79,7 @@ hid_stream::service_context::~service_context()
         service->erase_data(*data);
 }
 
-hid_stream::hid_stream(boost::asio::any_io_executor ex) : hid_stream(std::move(ex), apple::device(), {})
-{
-}
+hid_stream::hid_stream(boost::asio::any_io_executor ex) : hid_stream(std::move(ex), apple::device(), {}) {}
 
 hid_stream::hid_stream(boost::asio::any_io_executor ex, apple::device d)
     : hid_stream(std::move(ex), d, io_kit::io_hid_device(io_kit::io_service_view(d.get_entry().get())))

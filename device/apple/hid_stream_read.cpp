@@ -81,13 +81,14 @@ std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer>
         }
         // A read already pending loses its handler uncalled (destroyed here):
         // overlapping reads are not supported, and its caller stays blocked.
-        pending.start({r.report_id, r.buffer,
-                    detail::hid_pending_read::completion(
-                        std::allocator_arg, memory,
-                        [promise = std::move(promise)](boost::system::error_code const& code, std::size_t n) mutable {
-                            promise.set_value({code, n});
-                        })},
-                   nullptr, schedule_with_run_loop(run_loop_service::read_run_loop_mode));
+        pending.start(
+            {r.report_id, r.buffer,
+             detail::hid_pending_read::completion(
+                 std::allocator_arg, memory,
+                 [promise = std::move(promise)](boost::system::error_code const& code, std::size_t n) mutable {
+                     promise.set_value({code, n});
+                 })},
+            nullptr, schedule_with_run_loop(run_loop_service::read_run_loop_mode));
     }
     if (deadline && result.wait_until(*deadline) == std::future_status::timeout)
     {
@@ -154,17 +155,17 @@ void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> 
     }
     void const* const async_read = op.get();
     std::uint8_t* const report_id = op->report_id_slot();
-    replaced = pending.start(
-        {report_id, r.buffer,
-         detail::hid_pending_read::completion(
-             std::allocator_arg, detail::handoff_allocator<>(),
-             [op = std::move(op), service](boost::system::error_code const& code, std::size_t n) mutable {
-                 if (service->is_shutting_down())
-                     detail::hid_async_read::complete_here(std::move(op), code, n);
-                 else
-                     detail::hid_async_read::post(std::move(op), code, n);
-             })},
-        async_read, schedule_with_run_loop(run_loop_service::read_run_loop_mode));
+    replaced =
+        pending.start({report_id, r.buffer,
+                       detail::hid_pending_read::completion(
+                           std::allocator_arg, detail::handoff_allocator<>(),
+                           [op = std::move(op), service](boost::system::error_code const& code, std::size_t n) mutable {
+                               if (service->is_shutting_down())
+                                   detail::hid_async_read::complete_here(std::move(op), code, n);
+                               else
+                                   detail::hid_async_read::post(std::move(op), code, n);
+                           })},
+                      async_read, schedule_with_run_loop(run_loop_service::read_run_loop_mode));
 }
 
 } // namespace plinth::apple

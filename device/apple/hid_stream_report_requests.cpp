@@ -63,8 +63,7 @@ std::size_t hid_stream::get_input_report(basic_hid_report<boost::asio::mutable_b
     return get_report(hid_device, is_open(), "get_input_report", kIOHIDReportTypeInput, r);
 }
 
-std::size_t hid_stream::get_input_report(basic_hid_report<boost::asio::mutable_buffer> r,
-                                         boost::system::error_code& ec)
+std::size_t hid_stream::get_input_report(basic_hid_report<boost::asio::mutable_buffer> r, boost::system::error_code& ec)
 {
     return detail::or_error_code([&] { return get_input_report(r); }, ec);
 }
@@ -74,8 +73,7 @@ std::size_t hid_stream::send_output_report(basic_hid_report<boost::asio::const_b
     return set_report(hid_device, is_open(), "send_output_report", kIOHIDReportTypeOutput, r);
 }
 
-std::size_t hid_stream::send_output_report(basic_hid_report<boost::asio::const_buffer> r,
-                                           boost::system::error_code& ec)
+std::size_t hid_stream::send_output_report(basic_hid_report<boost::asio::const_buffer> r, boost::system::error_code& ec)
 {
     return detail::or_error_code([&] { return send_output_report(r); }, ec);
 }

@@ -14,11 +14,14 @@ namespace {
 // read at all.
 std::optional<std::vector<std::byte>> get_data(device const& d, char const* key) noexcept
 {
-    try {
+    try
+    {
         auto value = d.get_property(key);
         if (auto* bytes = mpark::get_if<std::vector<std::byte>>(&value))
             return std::move(*bytes);
-    } catch (std::exception const&) {
+    }
+    catch (std::exception const&)
+    {
     }
     return std::nullopt;
 }
@@ -41,9 +44,7 @@ std::optional<T> get_num(device const& d, char const* key) noexcept
 
 } // namespace
 
-pci_device::pci_device(device d) noexcept : device(d.conforms_to_class("IOPCIDevice") ? std::move(d) : device())
-{
-}
+pci_device::pci_device(device d) noexcept : device(d.conforms_to_class("IOPCIDevice") ? std::move(d) : device()) {}
 
 pci_device::configuration_space pci_device::get_configuration_space() const noexcept
 {
@@ -63,7 +64,8 @@ pci_device::configuration_space pci_device::get_configuration_space() const noex
     space.revision_id = revision_id.value_or(0xFF);
     // The registry keeps the class code as a little-endian word, base class in its
     // third byte; each byte counts only when the data holds it.
-    if (class_code) {
+    if (class_code)
+    {
         auto const byte_at = [&](std::size_t i, std::uint8_t fallback) {
             return i < class_code->size() ? std::to_integer<std::uint8_t>((*class_code)[i]) : fallback;
         };
@@ -80,11 +82,14 @@ pci_device::configuration_space pci_device::get_configuration_space() const noex
 
 std::optional<int> pci_device::get_child_index() const noexcept
 {
-    try {
+    try
+    {
         auto const value = get_property("IOChildIndex");
         if (auto const* index = mpark::get_if<int>(&value))
             return *index;
-    } catch (std::exception const&) {
+    }
+    catch (std::exception const&)
+    {
     }
     return std::nullopt;
 }

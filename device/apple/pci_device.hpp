@@ -22,7 +22,7 @@ public:
         std::uint16_t vendor_id = 0xFFFF;
         std::uint16_t device_id = 0xFFFF;
         std::uint8_t revision_id = 0xFF;
-        std::uint8_t class_code = 0xFF;            // base class
+        std::uint8_t class_code = 0xFF; // base class
         std::uint8_t subclass = 0xFF;
         std::uint8_t programming_interface = 0xFF;
         std::uint16_t subsystem_id = 0xFFFF;

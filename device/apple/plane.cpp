@@ -28,7 +28,8 @@ char const* to_string(plinth::plane p) noexcept
 plinth::plane make_plane(char const* name)
 {
     std::string const wanted(name);
-    for (std::size_t i = 0; i < plane_names.size(); ++i) {
+    for (std::size_t i = 0; i < plane_names.size(); ++i)
+    {
         if (wanted == plane_names[i])
             return static_cast<plinth::plane>(i);
     }

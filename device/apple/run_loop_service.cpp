@@ -30,10 +30,7 @@ public:
             done->set_value();
     }
 
-    void operator()()
-    {
-        std::exchange(done, nullptr)->set_value();
-    }
+    void operator()() { std::exchange(done, nullptr)->set_value(); }
 
 private:
     std::shared_ptr<std::promise<void>> done;
@@ -44,8 +41,7 @@ private:
 CF::String run_loop_service::read_run_loop_mode(CFSTR("read"));
 
 run_loop_service::run_loop_service(boost::asio::execution_context& owner)
-    : boost::asio::execution_context::service(owner)
-    , loop_thread(mode_of(read_run_loop_mode))
+    : boost::asio::execution_context::service(owner), loop_thread(mode_of(read_run_loop_mode))
 {
 }
 

@@ -7,9 +7,7 @@
 
 namespace plinth::apple {
 
-tree::tree(io_kit::mach_port port) noexcept : port_(std::move(port))
-{
-}
+tree::tree(io_kit::mach_port port) noexcept : port_(std::move(port)) {}
 
 io_kit::mach_port& tree::next_layer() noexcept
 {

@@ -47,8 +47,7 @@ int from_host_bytes(std::vector<std::byte> const& bytes) noexcept
 
 } // namespace
 
-usb_device::usb_device(device d) noexcept
-    : device(d.conforms_to_class(usb_host_device_class) ? std::move(d) : device())
+usb_device::usb_device(device d) noexcept : device(d.conforms_to_class(usb_host_device_class) ? std::move(d) : device())
 {
 }
 
@@ -91,11 +90,13 @@ int usb_device::get_port_number() const
     boost::system::error_code error;
     auto parents = get_parents(plane::service);
     for (device parent(io_kit::io_registry_entry(parents.next())); parent;
-         parent = device(io_kit::io_registry_entry(parents.next()))) {
+         parent = device(io_kit::io_registry_entry(parents.next())))
+    {
         auto const port = mpark::get<std::vector<std::byte>>(parent.get_property("port"));
         if (port.size() == sizeof(int))
             return from_host_bytes(port);
-        if (!error) {
+        if (!error)
+        {
             error = make_error_code(errc::invalid_port_size);
             continue;
         }
@@ -151,9 +152,11 @@ device filter_usb_device(device const& candidate, std::span<device const> usb_de
     // asked like the others.
     static std::string const relevant_classes[5] = {"IOSerialBSDClient", "IOPCIDevice", "IOPCIBridge", "IOHIDDevice"};
 
-    try {
+    try
+    {
         usb_device const usb(candidate);
-        if (usb && !usb.is_in_plane(plane::usb)) {
+        if (usb && !usb.is_in_plane(plane::usb))
+        {
             // A host device seen from the service side: the caller's device at the
             // same place in the USB topology.
             auto const location = usb.get_location_id();
@@ -162,13 +165,16 @@ device filter_usb_device(device const& candidate, std::span<device const> usb_de
                     return element;
             return device();
         }
-    } catch (std::exception const&) {
+    }
+    catch (std::exception const&)
+    {
         // Any element that cannot say where it is spoils the search; the entry
         // then stands for itself.
         return candidate;
     }
 
-    if (candidate.conforms_to_class("IOUSBDevice")) {
+    if (candidate.conforms_to_class("IOUSBDevice"))
+    {
         for (auto const& element : usb_devices)
             if (element == candidate)
                 return element;

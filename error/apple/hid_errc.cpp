@@ -13,7 +13,8 @@ public:
 
     std::string message(int value) const override
     {
-        switch (static_cast<hid_errc>(value)) {
+        switch (static_cast<hid_errc>(value))
+        {
         case hid_errc::not_open: return "HID stream is not open";
         case hid_errc::property_missing: return "HID device property is missing";
         }

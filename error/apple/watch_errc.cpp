@@ -13,7 +13,8 @@ public:
 
     std::string message(int value) const override
     {
-        switch (static_cast<watch_errc>(value)) {
+        switch (static_cast<watch_errc>(value))
+        {
         case watch_errc::overflow: return "device events were dropped: the watcher's queue was full";
         }
         return "unknown watch error " + std::to_string(value);

@@ -32,10 +32,12 @@ namespace plinth::fuzzing {
 // The plane a dump named, when the library knows it; the service plane otherwise.
 inline plane known_plane(std::string const& name)
 {
-    try {
+    try
+    {
         return apple::make_plane(name.c_str());
     }
-    catch (std::exception const&) {
+    catch (std::exception const&)
+    {
         return plane::service;
     }
 }
@@ -47,7 +49,8 @@ inline plane known_plane(std::string const& name)
 // answer; only a crash, a leak or undefined behaviour is a finding.
 inline void read_whole_registry(plane p)
 {
-    try {
+    try
+    {
         apple::tree const registry(apple::io_kit::mach_port::master_port_default());
         auto const root = ioreg_tool::find_root(registry);
         auto const tree = ioreg_tool::registry_walker(p, true).walk(root);
@@ -55,7 +58,8 @@ inline void read_whole_registry(plane p)
         (void)ioreg_tool::to_text(ioreg_tool::tree_to_json(tree));
         auto const root_report = ioreg_tool::read_entry_details(root, p);
         (void)ioreg_tool::format_entry_details(root_report);
-        for (auto const& child : root.children(p)) {
+        for (auto const& child : root.children(p))
+        {
             auto const report = ioreg_tool::read_entry_details(child, p);
             (void)ioreg_tool::format_entry_details(report);
             (void)ioreg_tool::to_text(ioreg_tool::entry_details_to_json(report));
@@ -73,7 +77,8 @@ inline void read_whole_registry(plane p)
         (void)ioreg_tool::format_hid_listing(hid);
         (void)ioreg_tool::to_text(ioreg_tool::hid_listing_to_json(hid));
     }
-    catch (std::exception const&) {
+    catch (std::exception const&)
+    {
     }
 }
 
@@ -100,12 +105,14 @@ int load_and_read_back(std::uint8_t const* bytes, std::size_t size, Read read)
 {
     std::string_view const text(reinterpret_cast<char const*>(bytes), size);
     sim::reset_registry();
-    try {
+    try
+    {
         auto const loaded = read(text);
         sim::merge(loaded);
         read_whole_registry(known_plane(loaded.plane));
     }
-    catch (sim::dump_error const&) {
+    catch (sim::dump_error const&)
+    {
     }
     sim::reset_registry();
     require_nothing_left();

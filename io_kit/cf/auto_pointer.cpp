@@ -5,9 +5,7 @@
 
 namespace CF {
 
-AutoPointer::AutoPointer(void const* owned) noexcept : object_(owned)
-{
-}
+AutoPointer::AutoPointer(void const* owned) noexcept : object_(owned) {}
 
 AutoPointer::AutoPointer(AutoPointer const& other) noexcept
     : Type(other), object_(other.object_ != nullptr ? CFRetain(other.object_) : nullptr)

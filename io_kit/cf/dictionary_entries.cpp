@@ -13,8 +13,7 @@ std::vector<DictionaryEntry> GetEntries(Dictionary const& dictionary)
     auto const size = static_cast<std::size_t>(count);
     std::vector<void const*> keys(size);
     std::vector<void const*> values(size);
-    CFDictionaryGetKeysAndValues(static_cast<CFDictionaryRef>(dictionary.GetTypeRef()), keys.data(),
-                                 values.data());
+    CFDictionaryGetKeysAndValues(static_cast<CFDictionaryRef>(dictionary.GetTypeRef()), keys.data(), values.data());
     // Keys and values follow the Get rule; each result gets its own reference.
     using plinth::apple::io_kit::detail::share;
     std::vector<DictionaryEntry> entries;

@@ -13,10 +13,7 @@ String::String(char const* text, CFStringEncoding encoding) noexcept
 {
 }
 
-String::String(CFStringRef string) noexcept
-    : string_(plinth::apple::io_kit::detail::share(string))
-{
-}
+String::String(CFStringRef string) noexcept : string_(plinth::apple::io_kit::detail::share(string)) {}
 
 String::String(AutoPointer const& pointer) noexcept
     : string_(plinth::apple::io_kit::detail::keep_if_type(pointer, CFStringGetTypeID()))

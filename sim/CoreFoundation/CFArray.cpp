@@ -7,7 +7,6 @@
 #include "sim/detail/cf/cf_lifetime.hpp"
 #include "sim/detail/cf/cf_range_check.hpp"
 
-
 namespace detail = plinth::sim::detail;
 using detail::cf_array;
 using detail::cf_callbacks;

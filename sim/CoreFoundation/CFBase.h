@@ -22,11 +22,19 @@
 // constants of that width. C++ gets a fixed underlying type; g++ cannot parse the
 // named fixed-type form that Apple's clang-only headers use.
 #ifdef __cplusplus
-#define CF_ENUM(_type, _name) _type _name; enum : _type
-#define CF_OPTIONS(_type, _name) _type _name; enum : _type
+#define CF_ENUM(_type, _name)                                                                                          \
+    _type _name;                                                                                                       \
+    enum : _type
+#define CF_OPTIONS(_type, _name)                                                                                       \
+    _type _name;                                                                                                       \
+    enum : _type
 #else
-#define CF_ENUM(_type, _name) _type _name; enum
-#define CF_OPTIONS(_type, _name) _type _name; enum
+#define CF_ENUM(_type, _name)                                                                                          \
+    _type _name;                                                                                                       \
+    enum
+#define CF_OPTIONS(_type, _name)                                                                                       \
+    _type _name;                                                                                                       \
+    enum
 #endif
 
 #ifndef NULL
@@ -67,7 +75,7 @@ typedef struct __CFString* CFMutableStringRef;
 typedef CFTypeRef CFPropertyListRef;
 typedef const struct __CFAllocator* CFAllocatorRef;
 
-typedef CF_ENUM(CFIndex, CFComparisonResult){
+typedef CF_ENUM(CFIndex, CFComparisonResult) {
     kCFCompareLessThan = -1L,
     kCFCompareEqualTo = 0,
     kCFCompareGreaterThan = 1,
@@ -75,11 +83,13 @@ typedef CF_ENUM(CFIndex, CFComparisonResult){
 
 typedef CFComparisonResult (*CFComparatorFunction)(const void* val1, const void* val2, void* context);
 
-enum {
+enum
+{
     kCFNotFound = -1
 };
 
-typedef struct {
+typedef struct
+{
     CFIndex location;
     CFIndex length;
 } CFRange;

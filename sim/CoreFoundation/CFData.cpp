@@ -26,7 +26,7 @@ bool fits_capacity(cf_data const& data, std::size_t length, char const* function
     if (data.capacity() == 0 || length <= data.capacity())
         return true;
     plinth::sim::detail::report_misuse(std::string(function) + ": length " + std::to_string(length) +
-                               " exceeds the capacity " + std::to_string(data.capacity()));
+                                       " exceeds the capacity " + std::to_string(data.capacity()));
     return false;
 }
 

@@ -7,7 +7,6 @@
 #include "sim/detail/cf/cf_lifetime.hpp"
 #include "sim/detail/cf/cf_range_check.hpp"
 
-
 namespace detail = plinth::sim::detail;
 using detail::cf_callbacks;
 using detail::cf_dictionary;
@@ -28,12 +27,20 @@ cf_dictionary* copy_of(cf_dictionary const& source, bool is_mutable)
 extern "C" {
 
 const CFDictionaryKeyCallBacks kCFTypeDictionaryKeyCallBacks = {
-    0, detail::cf_type_retain, detail::cf_type_release, detail::cf_type_copy_description, detail::cf_type_equal,
+    0,
+    detail::cf_type_retain,
+    detail::cf_type_release,
+    detail::cf_type_copy_description,
+    detail::cf_type_equal,
     detail::cf_type_hash,
 };
 
 const CFDictionaryKeyCallBacks kCFCopyStringDictionaryKeyCallBacks = {
-    0, detail::cf_string_copy, detail::cf_type_release, detail::cf_type_copy_description, detail::cf_type_equal,
+    0,
+    detail::cf_string_copy,
+    detail::cf_type_release,
+    detail::cf_type_copy_description,
+    detail::cf_type_equal,
     detail::cf_type_hash,
 };
 
@@ -54,8 +61,8 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void
     if (!detail::cf_input_valid(keys != nullptr && values != nullptr, numValues, "CFDictionaryCreate",
                                 "no keys or values, or a negative count"))
         return nullptr;
-    auto* dictionary = detail::make_cf_object<cf_dictionary>(cf_callbacks::of(keyCallBacks),
-                                                             cf_callbacks::of(valueCallBacks), false);
+    auto* dictionary =
+        detail::make_cf_object<cf_dictionary>(cf_callbacks::of(keyCallBacks), cf_callbacks::of(valueCallBacks), false);
     for (CFIndex i = 0; i < numValues; ++i)
         dictionary->table().add(keys[i], values[i]);
     return detail::cf_ref<CFDictionaryRef>(dictionary);
@@ -74,8 +81,8 @@ CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex capacit
 {
     if (!detail::cf_capacity_valid(capacity, "CFDictionaryCreateMutable"))
         return nullptr;
-    auto* dictionary = detail::make_cf_object<cf_dictionary>(cf_callbacks::of(keyCallBacks),
-                                                             cf_callbacks::of(valueCallBacks), true);
+    auto* dictionary =
+        detail::make_cf_object<cf_dictionary>(cf_callbacks::of(keyCallBacks), cf_callbacks::of(valueCallBacks), true);
     return detail::cf_ref<CFMutableDictionaryRef>(dictionary);
 }
 

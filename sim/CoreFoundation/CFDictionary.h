@@ -16,7 +16,8 @@ typedef CFStringRef (*CFDictionaryCopyDescriptionCallBack)(const void* value);
 typedef Boolean (*CFDictionaryEqualCallBack)(const void* value1, const void* value2);
 typedef CFHashCode (*CFDictionaryHashCallBack)(const void* value);
 
-typedef struct {
+typedef struct
+{
     CFIndex version;
     CFDictionaryRetainCallBack retain;
     CFDictionaryReleaseCallBack release;
@@ -25,7 +26,8 @@ typedef struct {
     CFDictionaryHashCallBack hash;
 } CFDictionaryKeyCallBacks;
 
-typedef struct {
+typedef struct
+{
     CFIndex version;
     CFDictionaryRetainCallBack retain;
     CFDictionaryReleaseCallBack release;
@@ -62,8 +64,7 @@ CF_EXPORT Boolean CFDictionaryGetValueIfPresent(CFDictionaryRef theDict, const v
 CF_EXPORT Boolean CFDictionaryContainsKey(CFDictionaryRef theDict, const void* key);
 CF_EXPORT Boolean CFDictionaryContainsValue(CFDictionaryRef theDict, const void* value);
 CF_EXPORT void CFDictionaryGetKeysAndValues(CFDictionaryRef theDict, const void** keys, const void** values);
-CF_EXPORT void CFDictionaryApplyFunction(CFDictionaryRef theDict, CFDictionaryApplierFunction applier,
-                                         void* context);
+CF_EXPORT void CFDictionaryApplyFunction(CFDictionaryRef theDict, CFDictionaryApplierFunction applier, void* context);
 
 CF_EXPORT void CFDictionaryAddValue(CFMutableDictionaryRef theDict, const void* key, const void* value);
 CF_EXPORT void CFDictionarySetValue(CFMutableDictionaryRef theDict, const void* key, const void* value);

@@ -99,8 +99,8 @@ Boolean CFRunLoopContainsSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRu
 {
     auto const* loop = detail::cf_checked<run_loop>(rl, "CFRunLoopContainsSource");
     auto* checked = detail::cf_checked<run_loop_source>(source, "CFRunLoopContainsSource");
-    return loop != nullptr && checked != nullptr && mode_valid(mode, "CFRunLoopContainsSource")
-        && loop->contains_source(checked, mode);
+    return loop != nullptr && checked != nullptr && mode_valid(mode, "CFRunLoopContainsSource") &&
+           loop->contains_source(checked, mode);
 }
 
 void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode)

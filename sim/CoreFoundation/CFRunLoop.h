@@ -22,7 +22,7 @@ typedef struct __CFRunLoopObserver* CFRunLoopObserverRef;
 typedef struct __CFRunLoopTimer* CFRunLoopTimerRef;
 
 /* Reasons for CFRunLoopRunInMode() to Return */
-typedef CF_ENUM(SInt32, CFRunLoopRunResult){
+typedef CF_ENUM(SInt32, CFRunLoopRunResult) {
     kCFRunLoopRunFinished = 1,
     kCFRunLoopRunStopped = 2,
     kCFRunLoopRunTimedOut = 3,
@@ -30,7 +30,7 @@ typedef CF_ENUM(SInt32, CFRunLoopRunResult){
 };
 
 /* Run Loop Observer Activities */
-typedef CF_OPTIONS(CFOptionFlags, CFRunLoopActivity){
+typedef CF_OPTIONS(CFOptionFlags, CFRunLoopActivity) {
     kCFRunLoopEntry = (1UL << 0),
     kCFRunLoopBeforeTimers = (1UL << 1),
     kCFRunLoopBeforeSources = (1UL << 2),
@@ -53,7 +53,8 @@ CF_EXPORT CFRunLoopMode CFRunLoopCopyCurrentMode(CFRunLoopRef rl);
 CF_EXPORT void CFRunLoopAddCommonMode(CFRunLoopRef rl, CFRunLoopMode mode);
 
 CF_EXPORT void CFRunLoopRun(void);
-CF_EXPORT CFRunLoopRunResult CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled);
+CF_EXPORT CFRunLoopRunResult CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds,
+                                                Boolean returnAfterSourceHandled);
 CF_EXPORT Boolean CFRunLoopIsWaiting(CFRunLoopRef rl);
 CF_EXPORT void CFRunLoopWakeUp(CFRunLoopRef rl);
 CF_EXPORT void CFRunLoopStop(CFRunLoopRef rl);
@@ -62,7 +63,8 @@ CF_EXPORT Boolean CFRunLoopContainsSource(CFRunLoopRef rl, CFRunLoopSourceRef so
 CF_EXPORT void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);
 CF_EXPORT void CFRunLoopRemoveSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);
 
-typedef struct {
+typedef struct
+{
     CFIndex version;
     void* info;
     const void* (*retain)(const void* info);
@@ -77,7 +79,8 @@ typedef struct {
 
 CF_EXPORT CFTypeID CFRunLoopSourceGetTypeID(void);
 
-CF_EXPORT CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef allocator, CFIndex order, CFRunLoopSourceContext* context);
+CF_EXPORT CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef allocator, CFIndex order,
+                                                   CFRunLoopSourceContext* context);
 
 CF_EXPORT CFIndex CFRunLoopSourceGetOrder(CFRunLoopSourceRef source);
 CF_EXPORT void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source);

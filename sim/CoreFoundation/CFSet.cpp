@@ -7,7 +7,6 @@
 #include "sim/detail/cf/cf_range_check.hpp"
 #include "sim/detail/cf/cf_set.hpp"
 
-
 namespace detail = plinth::sim::detail;
 using detail::cf_callbacks;
 using detail::cf_set;
@@ -15,7 +14,11 @@ using detail::cf_set;
 extern "C" {
 
 const CFSetCallBacks kCFTypeSetCallBacks = {
-    0, detail::cf_type_retain, detail::cf_type_release, detail::cf_type_copy_description, detail::cf_type_equal,
+    0,
+    detail::cf_type_retain,
+    detail::cf_type_release,
+    detail::cf_type_copy_description,
+    detail::cf_type_equal,
     detail::cf_type_hash,
 };
 

@@ -16,7 +16,8 @@ typedef CFStringRef (*CFSetCopyDescriptionCallBack)(const void* value);
 typedef Boolean (*CFSetEqualCallBack)(const void* value1, const void* value2);
 typedef CFHashCode (*CFSetHashCallBack)(const void* value);
 
-typedef struct {
+typedef struct
+{
     CFIndex version;
     CFSetRetainCallBack retain;
     CFSetReleaseCallBack release;

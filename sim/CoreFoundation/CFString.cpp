@@ -78,8 +78,7 @@ CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char* cStr, CFString
 CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex numBytes, CFStringEncoding encoding,
                                     Boolean)
 {
-    if (!detail::cf_input_valid(bytes != nullptr, numBytes, "CFStringCreateWithBytes",
-                                "no bytes or a negative length"))
+    if (!detail::cf_input_valid(bytes != nullptr, numBytes, "CFStringCreateWithBytes", "no bytes or a negative length"))
         return nullptr;
     return create_from_bytes(bytes, static_cast<std::size_t>(numBytes), encoding);
 }
@@ -108,7 +107,7 @@ UniChar CFStringGetCharacterAtIndex(CFStringRef theString, CFIndex idx)
     if (idx < 0 || idx >= string->length())
     {
         plinth::sim::detail::report_misuse("CFStringGetCharacterAtIndex: index " + std::to_string(idx) +
-                                   " outside a string of length " + std::to_string(string->length()));
+                                           " outside a string of length " + std::to_string(string->length()));
         return 0;
     }
     if (string->is_ascii())
@@ -173,9 +172,8 @@ CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString
         return kCFCompareEqualTo;
     auto const units_a = detail::to_utf16(a->utf8());
     auto const units_b = detail::to_utf16(b->utf8());
-    int const order = (compareOptions & kCFCompareCaseInsensitive) != 0
-                          ? compare_case_insensitive(units_a, units_b)
-                          : units_a.compare(units_b);
+    int const order = (compareOptions & kCFCompareCaseInsensitive) != 0 ? compare_case_insensitive(units_a, units_b)
+                                                                        : units_a.compare(units_b);
     return order < 0 ? kCFCompareLessThan : (order > 0 ? kCFCompareGreaterThan : kCFCompareEqualTo);
 }
 
@@ -199,9 +197,8 @@ void CFShow(CFTypeRef obj)
     auto const* object = detail::cf_checked_object(obj, "CFShow");
     if (object == nullptr)
         return;
-    auto const text = object->type_id() == cf_string::class_type_id()
-                          ? static_cast<cf_string const*>(object)->utf8()
-                          : object->description();
+    auto const text = object->type_id() == cf_string::class_type_id() ? static_cast<cf_string const*>(object)->utf8()
+                                                                      : object->description();
     std::fprintf(stderr, "%s\n", text.c_str());
 }
 

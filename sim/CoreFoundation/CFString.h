@@ -11,7 +11,7 @@ CF_EXTERN_C_BEGIN
 
 typedef UInt32 CFStringEncoding;
 
-typedef CF_ENUM(CFStringEncoding, CFStringBuiltInEncodings){
+typedef CF_ENUM(CFStringEncoding, CFStringBuiltInEncodings) {
     kCFStringEncodingMacRoman = 0,
     kCFStringEncodingWindowsLatin1 = 0x0500,
     kCFStringEncodingISOLatin1 = 0x0201,
@@ -30,7 +30,7 @@ typedef CF_ENUM(CFStringEncoding, CFStringBuiltInEncodings){
 
 #define kCFStringEncodingInvalidId (0xffffffffU)
 
-typedef CF_OPTIONS(CFOptionFlags, CFStringCompareFlags){
+typedef CF_OPTIONS(CFOptionFlags, CFStringCompareFlags) {
     kCFCompareCaseInsensitive = 1,
     kCFCompareBackwards = 4,
     kCFCompareAnchored = 8,

@@ -54,8 +54,7 @@ boolean_t IOIteratorIsValid(io_iterator_t iterator);
 
 // Services and matching. Both calls consume one reference of `matching`.
 io_service_t IOServiceGetMatchingService(mach_port_t mainPort, CFDictionaryRef matching);
-kern_return_t IOServiceGetMatchingServices(mach_port_t mainPort, CFDictionaryRef matching,
-                                           io_iterator_t* existing);
+kern_return_t IOServiceGetMatchingServices(mach_port_t mainPort, CFDictionaryRef matching, io_iterator_t* existing);
 
 // Notifications of services that arrive or leave (consumes one reference of
 // `matching`), and of one service's messages.
@@ -78,15 +77,14 @@ io_registry_entry_t IORegistryEntryCopyFromPath(mach_port_t mainPort, CFStringRe
 
 kern_return_t IORegistryCreateIterator(mach_port_t mainPort, const io_name_t plane, IOOptionBits options,
                                        io_iterator_t* iterator);
-kern_return_t IORegistryEntryCreateIterator(io_registry_entry_t entry, const io_name_t plane,
-                                            IOOptionBits options, io_iterator_t* iterator);
+kern_return_t IORegistryEntryCreateIterator(io_registry_entry_t entry, const io_name_t plane, IOOptionBits options,
+                                            io_iterator_t* iterator);
 kern_return_t IORegistryIteratorEnterEntry(io_iterator_t iterator);
 kern_return_t IORegistryIteratorExitEntry(io_iterator_t iterator);
 
 kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name);
 kern_return_t IORegistryEntryGetNameInPlane(io_registry_entry_t entry, const io_name_t plane, io_name_t name);
-kern_return_t IORegistryEntryGetLocationInPlane(io_registry_entry_t entry, const io_name_t plane,
-                                                io_name_t location);
+kern_return_t IORegistryEntryGetLocationInPlane(io_registry_entry_t entry, const io_name_t plane, io_name_t location);
 kern_return_t IORegistryEntryGetPath(io_registry_entry_t entry, const io_name_t plane, io_string_t path);
 CFStringRef IORegistryEntryCopyPath(io_registry_entry_t entry, const io_name_t plane);
 kern_return_t IORegistryEntryGetRegistryEntryID(io_registry_entry_t entry, uint64_t* entryID);

@@ -45,7 +45,8 @@ typedef io_object_t uext_object_t;
 
 #define IO_OBJECT_NULL ((io_object_t)0)
 
-enum {
+enum
+{
     kIORegistryIterateRecursively = 0x00000001,
     kIORegistryIterateParents = 0x00000002,
 };

@@ -47,12 +47,9 @@ bool current_report(hid_hardware const& hardware, IOHIDReportType type, std::uin
 {
     switch (type)
     {
-    case kIOHIDReportTypeFeature:
-        return hardware.feature(report_id, bytes);
-    case kIOHIDReportTypeInput:
-        return hardware.input(report_id, bytes);
-    default:
-        return false;
+    case kIOHIDReportTypeFeature: return hardware.feature(report_id, bytes);
+    case kIOHIDReportTypeInput: return hardware.input(report_id, bytes);
+    default: return false;
     }
 }
 

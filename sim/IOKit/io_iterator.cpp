@@ -19,10 +19,10 @@ kern_return_t create_registry_iterator(std::shared_ptr<registry_entry> root, con
                                        IOOptionBits options, io_iterator_t* iterator)
 {
     auto const plane_name = std::string(plane_text(plane));
-    auto const known = registry_model::instance().read(
-        [&](registry_model const& model) { return model.knows_plane(plane_name); });
-    *iterator = known ? hand_out(std::make_shared<registry_iterator>(std::move(root), plane_name, options))
-                      : IO_OBJECT_NULL;
+    auto const known =
+        registry_model::instance().read([&](registry_model const& model) { return model.knows_plane(plane_name); });
+    *iterator =
+        known ? hand_out(std::make_shared<registry_iterator>(std::move(root), plane_name, options)) : IO_OBJECT_NULL;
     return KERN_SUCCESS;
 }
 

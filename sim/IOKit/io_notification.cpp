@@ -80,13 +80,13 @@ kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef notifyPort,
     if (!kind)
     {
         plinth::sim::detail::report_misuse(std::string("IOServiceAddMatchingNotification: unsupported type ") +
-                                   notificationType);
+                                           notificationType);
         return kIOReturnUnsupported;
     }
     // Registered before the existing services are collected: a service published
     // in between is then seen twice rather than missed.
-    auto made = std::make_shared<matching_notification>(*kind, std::move(*matcher), notifyPort->port, callback,
-                                                        refCon, std::vector<std::shared_ptr<registry_entry>>{});
+    auto made = std::make_shared<matching_notification>(*kind, std::move(*matcher), notifyPort->port, callback, refCon,
+                                                        std::vector<std::shared_ptr<registry_entry>>{});
     notification_center::instance().add(made);
     if (*kind == matching_notification::kind::publish)
         for (auto& service : services_matching(made->matcher()))
@@ -110,7 +110,7 @@ kern_return_t IOServiceAddInterestNotification(IONotificationPortRef notifyPort,
     if (std::strcmp(interestType, kIOGeneralInterest) != 0)
     {
         plinth::sim::detail::report_misuse(std::string("IOServiceAddInterestNotification: unsupported interest ") +
-                                   interestType);
+                                           interestType);
         return kIOReturnUnsupported;
     }
     auto made = std::make_shared<interest_notification>(found.object, notifyPort->port, callback, refCon);

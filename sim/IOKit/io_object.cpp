@@ -31,7 +31,8 @@ auto with_class_of(kernel_object const& object, Use&& use)
     return use(iterator_class);
 }
 
-kern_return_t change_references(io_object_t object, char const* call, kern_return_t (handle_table::*change)(io_object_t))
+kern_return_t change_references(io_object_t object, char const* call,
+                                kern_return_t (handle_table::*change)(io_object_t))
 {
     count_reference_call();
     if (object == IO_OBJECT_NULL)
@@ -39,7 +40,7 @@ kern_return_t change_references(io_object_t object, char const* call, kern_retur
     auto const result = (handle_table::instance().*change)(object);
     if (result != KERN_SUCCESS)
         plinth::sim::detail::report_misuse(std::string(call) + ": handle " + hex_text(object) +
-                                   " is not a live name (released or never issued)");
+                                           " is not a live name (released or never issued)");
     return result;
 }
 

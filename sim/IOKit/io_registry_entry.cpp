@@ -22,10 +22,11 @@ io_registry_entry_t entry_from_path(mach_port_t mainPort, char const* path, char
     if (!accept_main_port(mainPort, call) || !path)
         return IO_OBJECT_NULL;
     std::string_view const text(path);
-    return hand_out(registry_model::instance().read([&](registry_model const& model) -> std::shared_ptr<registry_entry> {
-        auto* const found = entry_at_path(model, text);
-        return found ? found->shared() : nullptr;
-    }));
+    return hand_out(
+        registry_model::instance().read([&](registry_model const& model) -> std::shared_ptr<registry_entry> {
+            auto* const found = entry_at_path(model, text);
+            return found ? found->shared() : nullptr;
+        }));
 }
 
 // The kernel copies an entry's children or parents into the iterator it returns;
@@ -138,8 +139,7 @@ kern_return_t IORegistryEntryGetNameInPlane(io_registry_entry_t entry, const io_
     return KERN_SUCCESS;
 }
 
-kern_return_t IORegistryEntryGetLocationInPlane(io_registry_entry_t entry, const io_name_t plane,
-                                                io_name_t location)
+kern_return_t IORegistryEntryGetLocationInPlane(io_registry_entry_t entry, const io_name_t plane, io_name_t location)
 {
     count_iokit_call();
     auto const found = lookup_entry(entry, "IORegistryEntryGetLocationInPlane");
@@ -192,14 +192,12 @@ kern_return_t IORegistryEntryGetRegistryEntryID(io_registry_entry_t entry, uint6
     return KERN_SUCCESS;
 }
 
-kern_return_t IORegistryEntryGetChildIterator(io_registry_entry_t entry, const io_name_t plane,
-                                              io_iterator_t* iterator)
+kern_return_t IORegistryEntryGetChildIterator(io_registry_entry_t entry, const io_name_t plane, io_iterator_t* iterator)
 {
     return linked_iterator(entry, plane, iterator, link_direction::children, "IORegistryEntryGetChildIterator");
 }
 
-kern_return_t IORegistryEntryGetChildEntry(io_registry_entry_t entry, const io_name_t plane,
-                                           io_registry_entry_t* child)
+kern_return_t IORegistryEntryGetChildEntry(io_registry_entry_t entry, const io_name_t plane, io_registry_entry_t* child)
 {
     return first_linked(entry, plane, child, link_direction::children, "IORegistryEntryGetChildEntry");
 }
@@ -226,7 +224,8 @@ boolean_t IORegistryEntryInPlane(io_registry_entry_t entry, const io_name_t plan
     return registry_model::instance().read([&](registry_model const& model) {
         // The kernel finds no plane by an unregistered name and then asks whether the
         // entry is attached in any plane at all.
-        return model.knows_plane(plane_name) ? found.object->attached_in(plane_name) : found.object->attached_anywhere();
+        return model.knows_plane(plane_name) ? found.object->attached_in(plane_name)
+                                             : found.object->attached_anywhere();
     });
 }
 

@@ -62,8 +62,8 @@ CFMutableDictionaryRef IORegistryEntryIDMatching(uint64_t entryID)
 {
     count_iokit_call();
     // A 64-bit number, so that the ID comes back as the SInt64 CFNumber IOKit makes.
-    return make_cf_dictionary(
-        plinth::property::dictionary{{kIORegistryEntryIDKey, plinth::property::number{static_cast<std::int64_t>(entryID), 64}}});
+    return make_cf_dictionary(plinth::property::dictionary{
+        {kIORegistryEntryIDKey, plinth::property::number{static_cast<std::int64_t>(entryID), 64}}});
 }
 
 kern_return_t IOServiceGetMatchingServices(mach_port_t mainPort, CFDictionaryRef matching, io_iterator_t* existing)

@@ -64,8 +64,8 @@ private:
     std::unordered_map<entry_id, std::vector<entry_id>> parents_of_;
     std::vector<entry_id> printed_at_top_;
     std::unordered_set<entry_id> seen_at_top_;
-    std::vector<entry_id> search_stack_;    // reused by is_ancestor_or_self
-    std::unordered_set<entry_id> visited_;  // reused by is_ancestor_or_self
+    std::vector<entry_id> search_stack_;   // reused by is_ancestor_or_self
+    std::unordered_set<entry_id> visited_; // reused by is_ancestor_or_self
 };
 
 } // namespace plinth::sim::detail

@@ -35,8 +35,8 @@ dump ioreg_text_reader::read(std::string_view text) &&
         fail(number, "the property block opened at line " + std::to_string(block_->opened_at) +
                          " is not closed before the end of the text");
     if (builder_.entry_count() == 0)
-        fail(number == 0 ? 1 : number, number == 0 ? "the dump is empty"
-                                                   : "the text holds no registry entry (+-o name  <class …, id 0x…>)");
+        fail(number == 0 ? 1 : number,
+             number == 0 ? "the dump is empty" : "the text holds no registry entry (+-o name  <class …, id 0x…>)");
     return std::move(builder_).finish();
 }
 
@@ -82,8 +82,12 @@ void ioreg_text_reader::read_tree_line(text_line const& line)
     entry_id const id = parsed.id;
     try
     {
-        builder_.add_entry(dump_entry{id, std::move(parsed.class_name), std::move(parsed.name),
-                                      std::move(parsed.location), {}, std::move(parsed.class_chain)});
+        builder_.add_entry(dump_entry{id,
+                                      std::move(parsed.class_name),
+                                      std::move(parsed.name),
+                                      std::move(parsed.location),
+                                      {},
+                                      std::move(parsed.class_chain)});
         if (path_.empty())
             builder_.add_top(id);
         else

@@ -40,7 +40,7 @@ private:
     [[noreturn]] void fail(std::size_t line_number, std::string const& what) const;
 
     dump_builder builder_;
-    std::vector<entry_id> path_;        // the entries on the way to the last tree line, by depth
+    std::vector<entry_id> path_; // the entries on the way to the last tree line, by depth
     std::optional<open_block> block_;
     bool last_entry_has_block_ = false; // the last tree line's entry already showed its properties
 };

@@ -120,9 +120,9 @@ void ioreg_xml_reader::read_entry(plist_t node, std::optional<entry_id> parent, 
                      key == "IOServiceBusyTime")
                 integer_of(item, key); // the state of the machine that was dumped, not of the simulated one
             else
-                entry.properties.emplace_back(std::string(key),
-                                              within_step([&] { return "\"" + std::string(key) + "\""; },
-                                                          [&] { return plist_value(item); }));
+                entry.properties.emplace_back(
+                    std::string(key),
+                    within_step([&] { return "\"" + std::string(key) + "\""; }, [&] { return plist_value(item); }));
         });
         if (!has_id)
             throw element_error("the entry has no IORegistryEntryID");
@@ -160,8 +160,7 @@ void ioreg_xml_reader::read_entry(plist_t node, std::optional<entry_id> parent, 
     }
 }
 
-void ioreg_xml_reader::read_entries(plist_t list, std::optional<entry_id> parent, int depth,
-                                    std::string_view list_name)
+void ioreg_xml_reader::read_entries(plist_t list, std::optional<entry_id> parent, int depth, std::string_view list_name)
 {
     for (std::uint32_t i = 0, size = plist_array_get_size(list); i < size; ++i)
         within_step([&] { return std::string(list_name) + "[" + std::to_string(i) + "]"; },

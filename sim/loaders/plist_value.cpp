@@ -47,35 +47,30 @@ value convert(plist_t node, int depth)
     switch (plist_get_node_type(node))
     {
     case PLIST_BOOLEAN: return plist_bool_val_is_true(node) != 0;
-    case PLIST_UINT:
-    {
+    case PLIST_UINT: {
         // libplist 2.2 keeps every integer in a uint64_t; a negative one comes
         // back as its two's complement, so the cast restores it.
         std::uint64_t bits = 0;
         plist_get_uint_val(node, &bits);
         return make_number(static_cast<std::int64_t>(bits));
     }
-    case PLIST_REAL:
-    {
+    case PLIST_REAL: {
         double real = 0;
         plist_get_real_val(node, &real);
         return real;
     }
-    case PLIST_STRING:
-    {
+    case PLIST_STRING: {
         std::uint64_t length = 0;
         char const* text = plist_get_string_ptr(node, &length);
         return std::string(text, static_cast<std::size_t>(length));
     }
-    case PLIST_DATA:
-    {
+    case PLIST_DATA: {
         std::uint64_t length = 0;
         auto const* bytes = reinterpret_cast<std::uint8_t const*>(plist_get_data_ptr(node, &length));
         return data(bytes, bytes + length);
     }
     case PLIST_DATE: return date_text(node);
-    case PLIST_ARRAY:
-    {
+    case PLIST_ARRAY: {
         array items;
         std::uint32_t const size = plist_array_get_size(node);
         items.reserve(size);
@@ -84,8 +79,7 @@ value convert(plist_t node, int depth)
                                         [&] { return convert(plist_array_get_item(node, i), depth + 1); }));
         return items;
     }
-    case PLIST_DICT:
-    {
+    case PLIST_DICT: {
         dictionary items;
         for_each_dict_item(node, [&](std::string_view key, plist_t item) {
             items.emplace_back(std::string(key), within_step([&] { return "\"" + std::string(key) + "\""; },

@@ -23,7 +23,10 @@ std::string_view trimmed(std::string_view text)
     return text.substr(first, text.find_last_not_of(xml_space) - first + 1);
 }
 
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
+bool is_digit(char c)
+{
+    return c >= '0' && c <= '9';
+}
 
 // Why the text is not an <integer>: a decimal or 0x-hexadecimal whole number,
 // signed, that fits in 64 bits (unsigned when positive, as the kernel's OSNumber).
@@ -43,7 +46,8 @@ std::optional<std::string> integer_fault(std::string_view text)
         return "a whole number with a leading zero (libplist would read it as octal)";
     std::uint64_t magnitude = 0;
     auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), magnitude, base);
-    if (text.empty() || end != text.data() + text.size() || (error != std::errc{} && error != std::errc::result_out_of_range))
+    if (text.empty() || end != text.data() + text.size() ||
+        (error != std::errc{} && error != std::errc::result_out_of_range))
         return "not a whole number";
     if (error == std::errc::result_out_of_range || (negative && magnitude > (std::uint64_t{1} << 63)))
         return "a whole number beyond 64 bits";

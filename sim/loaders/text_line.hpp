@@ -10,10 +10,10 @@ namespace plinth::sim::detail {
 // '|') and what follows it.
 struct text_line
 {
-    std::size_t number = 0;     // 1-based
-    std::string_view drawing;   // the leading spaces and bars
-    std::string_view content;   // the rest, without a clip mark or trailing blanks
-    bool clipped = false;       // ioreg cut the line at the terminal width and marked it with '$'
+    std::size_t number = 0;   // 1-based
+    std::string_view drawing; // the leading spaces and bars
+    std::string_view content; // the rest, without a clip mark or trailing blanks
+    bool clipped = false;     // ioreg cut the line at the terminal width and marked it with '$'
 
     // Depth of a tree line whose drawing is whole "| " or "  " steps; -1 otherwise.
     int tree_depth() const noexcept;

@@ -41,9 +41,9 @@ TEST_F(bad_input_test, registry_paths_that_name_no_entry_give_the_empty_device)
     auto const registry = machine();
     std::vector<std::string> const paths{
         "",
-        "Keyboard@14100000",               // no plane
+        "Keyboard@14100000",                // no plane
         "IONoSuchPlane:/Keyboard@14100000", // unknown plane
-        "IOService:/Keyboard@14100000/",   // trailing '/'
+        "IOService:/Keyboard@14100000/",    // trailing '/'
         "IOService:/" + std::string(4096, 'x'),
         "IOService:/Key\0board@14100000"s, // embedded NUL: IOKit sees "IOService:/Key"
         "IOService:",
@@ -70,15 +70,15 @@ TEST_F(bad_input_test, a_registry_path_with_a_nul_byte_named_the_entry_before_th
 TEST_F(bad_input_test, registry_entry_ids_that_name_no_entry_give_an_empty_iterator)
 {
     auto const registry = machine();
-    for (unsigned long long const id :
-         {0ull, 1ull, static_cast<unsigned long long>(keyboard_id) + 1000, std::numeric_limits<unsigned long long>::max()})
+    for (unsigned long long const id : {0ull, 1ull, static_cast<unsigned long long>(keyboard_id) + 1000,
+                                        std::numeric_limits<unsigned long long>::max()})
         EXPECT_FALSE(registry.get_by_id(id).next()) << "ID " << id;
 }
 
 TEST_F(bad_input_test, plane_names_that_name_no_plane_throw_unknown_plane_with_the_name)
 {
-    for (std::string const& name : {""s, "ioservice"s, "IOService "s, " IOService"s, "IOService:"s,
-                                   std::string(4096, 'p'), "\xff\xfe"s})
+    for (std::string const& name :
+         {""s, "ioservice"s, "IOService "s, " IOService"s, "IOService:"s, std::string(4096, 'p'), "\xff\xfe"s})
     {
         try
         {

@@ -22,7 +22,8 @@ TEST_F(device_class_test, matching_asks_for_the_class_name_and_nothing_else)
 {
     char const* const names[] = {"IOSerialBSDClient", "AppleUSBDevice", "IOVideoDevice",
                                  "IOAudioControl",    "IOHIDDevice",    "IOUSBHostDevice"};
-    for (int v = 0; v < 6; ++v) {
+    for (int v = 0; v < 6; ++v)
+    {
         auto const c = static_cast<device_class>(v);
         auto const matching = make_matching(c);
         ASSERT_TRUE(matching.IsValid());
@@ -39,7 +40,8 @@ TEST_F(device_class_test, matching_finds_every_service_of_the_class_and_its_subc
     auto const matching = make_matching(device_class::hid_device);
     auto it = t.next_layer().io_service_get_matching_services(matching);
     std::size_t found = 0;
-    while (auto object = it.next()) {
+    while (auto object = it.next())
+    {
         device const d{io_registry_entry(std::move(object))};
         EXPECT_TRUE(d.conforms_to_class("IOHIDDevice")) << d.get_class();
         ++found;

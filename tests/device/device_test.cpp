@@ -30,7 +30,9 @@ protected:
         platform_ = sim::add_entry({"IOPlatformExpertDevice", "Macmini8,1"}, sim::root_entry_id);
         controller_ = sim::add_entry({"AppleUSBXHCI", "XHC1", "14000000"}, platform_);
         sim::attach(controller_, sim::root_entry_id, "IOUSB");
-        usb_ = sim::add_entry({"IOUSBHostDevice", "Keyboard", "14100000",
+        usb_ = sim::add_entry({"IOUSBHostDevice",
+                               "Keyboard",
+                               "14100000",
                                {
                                    {"Built-In", true},
                                    {"Removable", false},
@@ -100,7 +102,8 @@ TEST_F(device_test, absent_and_unsupported_properties_throw_with_the_key)
     {
         auto const error = plinth::testing::system_error_of([&] { (void)c.from.get_property(c.key); });
         EXPECT_EQ(error.code(), plinth::make_error_code(c.expected)) << c.key;
-        EXPECT_TRUE(std::string(error.what()).starts_with(std::string("make_property_type(") + c.key + ")")) << error.what();
+        EXPECT_TRUE(std::string(error.what()).starts_with(std::string("make_property_type(") + c.key + ")"))
+            << error.what();
     }
 }
 
@@ -167,7 +170,8 @@ TEST_F(device_test, devices_of_one_entry_work_on_several_threads_at_once)
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([&, d = find(usb_)] {
             for (int i = 0; i < 200; ++i)
-                if (mpark::get<int>(d.get_property("idVendor")) != 1452 || d.get_parent(plane::usb).get_name() != "XHC1")
+                if (mpark::get<int>(d.get_property("idVendor")) != 1452 ||
+                    d.get_parent(plane::usb).get_name() != "XHC1")
                     ++failures;
         });
     for (auto& th : threads)

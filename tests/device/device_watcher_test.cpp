@@ -172,22 +172,24 @@ TEST_F(device_watcher_test, keeps_every_event_in_order_across_bursts_from_anothe
 
 TEST_F(device_watcher_test, narrows_to_a_vendor_and_product_by_usb_or_hid_keys)
 {
-    auto const usb_keyboard = add_device("IOService", "USB keyboard",
-                                         {{"idVendor", sim::make_number(0x046d)}, {"idProduct", sim::make_number(0xc31c)}});
-    add_device("IOService", "USB mouse", {{"idVendor", sim::make_number(0x046d)}, {"idProduct", sim::make_number(0xc077)}});
+    auto const usb_keyboard = add_device(
+        "IOService", "USB keyboard", {{"idVendor", sim::make_number(0x046d)}, {"idProduct", sim::make_number(0xc31c)}});
+    add_device("IOService", "USB mouse",
+               {{"idVendor", sim::make_number(0x046d)}, {"idProduct", sim::make_number(0xc077)}});
     add_device("IOService", "No IDs");
-    auto const hid_keyboard = add_device("IOService", "HID keyboard",
-                                         {{"VendorID", sim::make_number(0x046d)}, {"ProductID", sim::make_number(0xc31c)}});
-    add_device("IOService", "Other vendor", {{"VendorID", sim::make_number(0x05ac)}, {"ProductID", sim::make_number(0xc31c)}});
+    auto const hid_keyboard = add_device(
+        "IOService", "HID keyboard", {{"VendorID", sim::make_number(0x046d)}, {"ProductID", sim::make_number(0xc31c)}});
+    add_device("IOService", "Other vendor",
+               {{"VendorID", sim::make_number(0x05ac)}, {"ProductID", sim::make_number(0xc31c)}});
     boost::asio::io_context context;
     device_watcher watcher(context.get_executor(), device_match{"IOService", 0x046d, 0xc31c});
     auto const present = take(watcher, context, 2);
     EXPECT_EQ(present, (std::vector<std::pair<kind, std::uint64_t>>{{kind::arrived, usb_keyboard},
-                                                                   {kind::arrived, hid_keyboard}}));
+                                                                    {kind::arrived, hid_keyboard}}));
 
     // One that never arrived for the watcher never leaves for it either.
-    sim::remove_entry(sim::add_entry({"IOService", "Late mouse", {}, {{"idVendor", sim::make_number(0x046d)}}},
-                                     sim::root_entry_id));
+    sim::remove_entry(
+        sim::add_entry({"IOService", "Late mouse", {}, {{"idVendor", sim::make_number(0x046d)}}}, sim::root_entry_id));
     auto const late = add_device("IOService", "Late keyboard",
                                  {{"idVendor", sim::make_number(0x046d)}, {"idProduct", sim::make_number(0xc31c)}});
     sim::remove_entry(usb_keyboard);
@@ -195,8 +197,7 @@ TEST_F(device_watcher_test, narrows_to_a_vendor_and_product_by_usb_or_hid_keys)
     // entries is not kept.
     auto events = take(watcher, context, 2);
     std::sort(events.begin(), events.end());
-    EXPECT_EQ(events,
-              (std::vector<std::pair<kind, std::uint64_t>>{{kind::arrived, late}, {kind::left, usb_keyboard}}));
+    EXPECT_EQ(events, (std::vector<std::pair<kind, std::uint64_t>>{{kind::arrived, late}, {kind::left, usb_keyboard}}));
 }
 
 TEST_F(device_watcher_test, reports_an_overflow_in_place_of_the_dropped_events_and_goes_on)
@@ -347,9 +348,8 @@ TEST_F(device_watcher_test, completes_through_the_handlers_associated_executor)
 
     auto const strand = boost::asio::make_strand(context);
     bool in_strand = false;
-    watcher.async_wait(boost::asio::bind_executor(strand, [&](boost::system::error_code, device_event) {
-        in_strand = strand.running_in_this_thread();
-    }));
+    watcher.async_wait(boost::asio::bind_executor(
+        strand, [&](boost::system::error_code, device_event) { in_strand = strand.running_in_this_thread(); }));
     context.run();
     EXPECT_TRUE(in_strand);
 

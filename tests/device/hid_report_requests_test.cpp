@@ -51,10 +51,12 @@ protected:
     void SetUp() override
     {
         threaded_sim_test::SetUp();
-        keyboard_id = sim::add_entry({"IOUSBHostHIDDevice", "Keyboard", "14100000",
-                                      {{"MaxInputReportSize", sim::make_number(8)},
-                                       {"MaxOutputReportSize", sim::make_number(2)}}},
-                                     sim::root_entry_id);
+        keyboard_id = sim::add_entry(
+            {"IOUSBHostHIDDevice",
+             "Keyboard",
+             "14100000",
+             {{"MaxInputReportSize", sim::make_number(8)}, {"MaxOutputReportSize", sim::make_number(2)}}},
+            sim::root_entry_id);
     }
 
     // The context's HID service and its run-loop thread go before the end checks.
@@ -252,18 +254,34 @@ void for_each_request(hid_stream& stream,
         return [=](boost::system::error_code* ec) { return ec == nullptr ? throwing() : with_code(*ec); };
     };
     using boost::asio::buffer;
-    each("get_feature_report",
-         pick([&] { return stream.get_feature_report({&id, buffer(in)}); },
-              [&](auto& ec) { return stream.get_feature_report({&id, buffer(in)}, ec); }));
-    each("send_feature_report",
-         pick([&] { return stream.send_feature_report({&id, buffer(out)}); },
-              [&](auto& ec) { return stream.send_feature_report({&id, buffer(out)}, ec); }));
-    each("get_input_report",
-         pick([&] { return stream.get_input_report({&id, buffer(in)}); },
-              [&](auto& ec) { return stream.get_input_report({&id, buffer(in)}, ec); }));
-    each("send_output_report",
-         pick([&] { return stream.send_output_report({&id, buffer(out)}); },
-              [&](auto& ec) { return stream.send_output_report({&id, buffer(out)}, ec); }));
+    each("get_feature_report", pick(
+                                   [&] {
+                                       return stream.get_feature_report({&id, buffer(in)});
+                                   },
+                                   [&](auto& ec) {
+                                       return stream.get_feature_report({&id, buffer(in)}, ec);
+                                   }));
+    each("send_feature_report", pick(
+                                    [&] {
+                                        return stream.send_feature_report({&id, buffer(out)});
+                                    },
+                                    [&](auto& ec) {
+                                        return stream.send_feature_report({&id, buffer(out)}, ec);
+                                    }));
+    each("get_input_report", pick(
+                                 [&] {
+                                     return stream.get_input_report({&id, buffer(in)});
+                                 },
+                                 [&](auto& ec) {
+                                     return stream.get_input_report({&id, buffer(in)}, ec);
+                                 }));
+    each("send_output_report", pick(
+                                   [&] {
+                                       return stream.send_output_report({&id, buffer(out)});
+                                   },
+                                   [&](auto& ec) {
+                                       return stream.send_output_report({&id, buffer(out)}, ec);
+                                   }));
 }
 
 TEST_F(hid_report_requests_test, a_closed_stream_refuses_every_request_with_not_open_and_sends_nothing)

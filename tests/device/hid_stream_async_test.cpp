@@ -192,8 +192,8 @@ TEST_F(hid_stream_test, a_cancellation_slot_withdraws_only_its_own_read_among_se
     std::array<std::optional<error_code>, 3> results;
     for (std::size_t i = 0; i < 3; ++i)
         streams[i]->async_read({nullptr, asio::buffer(buffers[i])},
-                               asio::bind_cancellation_slot(signals[i].slot(),
-                                                            [&results, i](error_code ec, std::size_t) { results[i] = ec; }));
+                               asio::bind_cancellation_slot(
+                                   signals[i].slot(), [&results, i](error_code ec, std::size_t) { results[i] = ec; }));
     signals[1].emit(asio::cancellation_type::terminal);
     for (std::size_t i = 0; i < 3; ++i)
         post(ids[i], 1, {static_cast<std::uint8_t>(10 + i)});

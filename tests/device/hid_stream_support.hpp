@@ -65,15 +65,17 @@ protected:
     void SetUp() override
     {
         threaded_sim_test::SetUp();
-        keyboard_id = sim::add_entry({"IOUSBHostHIDDevice", "Keyboard", "14100000",
+        keyboard_id = sim::add_entry({"IOUSBHostHIDDevice",
+                                      "Keyboard",
+                                      "14100000",
                                       {{"DeviceUsagePage", sim::make_number(1)},
                                        {"DeviceUsage", sim::make_number(6)},
                                        {"MaxInputReportSize", sim::make_number(8)},
                                        {"MaxOutputReportSize", sim::make_number(2)}}},
                                      sim::root_entry_id);
-        bare_id = sim::add_entry({"IOUSBHostHIDDevice", "Bare", "14200000",
-                                  {{"MaxInputReportSize", sim::make_number(4)}}},
-                                 sim::root_entry_id);
+        bare_id =
+            sim::add_entry({"IOUSBHostHIDDevice", "Bare", "14200000", {{"MaxInputReportSize", sim::make_number(4)}}},
+                           sim::root_entry_id);
     }
 
     static device entry(sim::entry_id id)

@@ -71,8 +71,8 @@ CF::Dictionary matching(char const* class_name)
 // arms it by draining what already matches.
 io_kit::io_iterator watch(notifier_service& service, char const* type, char const* class_name, arrivals& seen)
 {
-    auto notification = service.get_notification_port().add_matching_notification(
-        type, matching(class_name), arrivals::matched, &seen);
+    auto notification =
+        service.get_notification_port().add_matching_notification(type, matching(class_name), arrivals::matched, &seen);
     while (notification.next())
     {
     }
@@ -97,10 +97,9 @@ TEST_F(notifier_test, arrivals_and_removals_reach_the_serving_loop_once_armed)
     auto& service = boost::asio::use_service<notifier_service>(context);
     auto arrived = std::make_shared<arrivals>();
     auto left = std::make_shared<arrivals>();
-    auto const arriving = service.get_token(watch(service, kIOFirstMatchNotification, "IOUSBHostDevice", *arrived),
-                                            arrived);
-    auto const leaving = service.get_token(watch(service, kIOTerminatedNotification, "IOUSBHostDevice", *left),
-                                           left);
+    auto const arriving =
+        service.get_token(watch(service, kIOFirstMatchNotification, "IOUSBHostDevice", *arrived), arrived);
+    auto const leaving = service.get_token(watch(service, kIOTerminatedNotification, "IOUSBHostDevice", *left), left);
 
     auto const mouse = sim::add_entry({"IOUSBHostDevice", "Mouse"}, sim::root_entry_id);
     sim::add_entry({"IOPCIDevice", "Not watched"}, sim::root_entry_id);
@@ -121,16 +120,15 @@ TEST_F(notifier_test, a_notification_not_yet_drained_stays_silent)
     auto& service = boost::asio::use_service<notifier_service>(context);
     auto seen = std::make_shared<arrivals>();
     sim::add_entry({"IOUSBHostDevice", "Present"}, sim::root_entry_id);
-    auto const token = service.get_token(service.get_notification_port().add_matching_notification(
-                                             kIOFirstMatchNotification, matching("IOUSBHostDevice"), arrivals::matched,
-                                             seen.get()),
-                                         seen);
+    auto const token =
+        service.get_token(service.get_notification_port().add_matching_notification(
+                              kIOFirstMatchNotification, matching("IOUSBHostDevice"), arrivals::matched, seen.get()),
+                          seen);
     sim::add_entry({"IOUSBHostDevice", "Mouse"}, sim::root_entry_id);
     // A notification on another class, armed after the mouse arrived, proves
     // the loop has served the port since.
     auto other = std::make_shared<arrivals>();
-    auto const other_token = service.get_token(watch(service, kIOFirstMatchNotification, "IOPCIDevice", *other),
-                                               other);
+    auto const other_token = service.get_token(watch(service, kIOFirstMatchNotification, "IOPCIDevice", *other), other);
     sim::add_entry({"IOPCIDevice", "Late"}, sim::root_entry_id);
     ASSERT_TRUE(other->wait_for(1));
     std::lock_guard const lock(seen->mutex);
@@ -272,8 +270,8 @@ TEST_F(notifier_test, dropping_a_token_ends_its_notification_and_then_releases_i
     std::weak_ptr<arrivals> context_left = seen;
     auto* raw = seen.get();
     {
-        auto const token = service.get_token(watch(service, kIOFirstMatchNotification, "IOUSBHostDevice", *raw),
-                                             std::move(seen));
+        auto const token =
+            service.get_token(watch(service, kIOFirstMatchNotification, "IOUSBHostDevice", *raw), std::move(seen));
         sim::add_entry({"IOUSBHostDevice", "Mouse"}, sim::root_entry_id);
         ASSERT_TRUE(raw->wait_for(1));
     }

@@ -14,7 +14,8 @@ namespace {
 using plinth::apple::detail::perform_on_run_loop;
 
 class perform_on_run_loop_test : public plinth::testing::sim_test
-{};
+{
+};
 
 // The call runs once, on the loop's thread, when the loop runs in the given mode.
 TEST_F(perform_on_run_loop_test, runs_the_call_once_on_the_loop_thread_in_its_mode)

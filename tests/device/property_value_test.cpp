@@ -32,22 +32,28 @@ property::value as_user_space_reads_it(property::value const& held)
             using type = std::remove_cvref_t<decltype(content)>;
             if constexpr (std::is_same_v<type, property::number>)
                 return property::number{content.bits, content.width <= 32 ? 32 : 64};
-            else if constexpr (std::is_same_v<type, property::dictionary>) {
+            else if constexpr (std::is_same_v<type, property::dictionary>)
+            {
                 property::dictionary read;
                 for (auto const& [key, item] : content)
                     read.emplace_back(key, as_user_space_reads_it(item));
                 return read;
-            } else if constexpr (std::is_same_v<type, property::array>) {
+            }
+            else if constexpr (std::is_same_v<type, property::array>)
+            {
                 property::array read;
                 for (auto const& item : content)
                     read.push_back(as_user_space_reads_it(item));
                 return read;
-            } else if constexpr (std::is_same_v<type, property::set>) {
+            }
+            else if constexpr (std::is_same_v<type, property::set>)
+            {
                 property::set read;
                 for (auto const& item : content.items)
                     read.items.push_back(as_user_space_reads_it(item));
                 return read;
-            } else
+            }
+            else
                 return content;
         },
         held.content);
@@ -68,7 +74,9 @@ protected:
     void SetUp() override
     {
         sim_test::SetUp();
-        entry_ = sim::add_entry({"IOUSBHostDevice", "Keyboard", "14100000",
+        entry_ = sim::add_entry({"IOUSBHostDevice",
+                                 "Keyboard",
+                                 "14100000",
                                  {
                                      {"zeta", true},
                                      {"alpha", false},
@@ -78,7 +86,8 @@ protected:
                                      {"sessionID", sim::number{0x1'0000'0001, 64}},
                                      {"negative 64", sim::number{-5, 64}},
                                      {"real", 1.5},
-                                     {"text", std::string("Gr\xC3\xB6\xC3\x9F" "e")},
+                                     {"text", std::string("Gr\xC3\xB6\xC3\x9F"
+                                                          "e")},
                                      {"bytes", sim::data{0x00, 0xFF, 0x7F}},
                                      {"no bytes", sim::data{}},
                                      {"nested", nested()},
@@ -108,7 +117,9 @@ TEST_F(property_value_test, every_kind_reads_whole_with_numbers_at_their_width)
     EXPECT_EQ(d.get_property_value("alpha"), property::value(false)) << "a CFBoolean is never read as a number";
 
     // Numbers come as CF hands them: SInt32 up to 32 bits, SInt64 above, signed.
-    auto const number_of = [&](char const* key) { return std::get<property::number>(d.get_property_value(key).content); };
+    auto const number_of = [&](char const* key) {
+        return std::get<property::number>(d.get_property_value(key).content);
+    };
     EXPECT_EQ(number_of("byte"), (property::number{0xFF, 32})) << "an 8-bit OSNumber reaches user space as SInt32";
     EXPECT_EQ(number_of("negative").as_signed(), -2);
     EXPECT_EQ(number_of("negative").as_unsigned(), 0xFFFFFFFEu);
@@ -121,7 +132,8 @@ TEST_F(property_value_test, every_kind_reads_whole_with_numbers_at_their_width)
     EXPECT_EQ(number_of("negative 64").as_unsigned(), std::numeric_limits<std::uint64_t>::max() - 4);
     EXPECT_EQ(d.get_property_value("real"), property::value(1.5));
 
-    EXPECT_EQ(d.get_property_value("text"), property::value(std::string("Gr\xC3\xB6\xC3\x9F" "e")));
+    EXPECT_EQ(d.get_property_value("text"), property::value(std::string("Gr\xC3\xB6\xC3\x9F"
+                                                                        "e")));
     EXPECT_EQ(d.get_property_value("bytes"), property::value(property::data{0x00, 0xFF, 0x7F}));
     EXPECT_EQ(d.get_property_value("no bytes"), property::value(property::data{})) << "present, not absent";
 
@@ -144,7 +156,9 @@ TEST_F(property_value_test, all_properties_read_at_once_in_the_registry_order)
     for (auto const& [key, read] : properties)
         EXPECT_EQ(read, d.get_property_value(key.c_str())) << key << ": the whole read and the single read agree";
     auto const nested_read = d.get_property_value("nested");
-    EXPECT_EQ(keys_of(std::get<property::dictionary>(nested_read.content)), (std::vector<std::string>{"later", "earlier"})) << "nested dictionaries keep it too";
+    EXPECT_EQ(keys_of(std::get<property::dictionary>(nested_read.content)),
+              (std::vector<std::string>{"later", "earlier"}))
+        << "nested dictionaries keep it too";
 
     sim::set_property(entry_, "added", std::string("last"));
     sim::remove_property(entry_, "zeta");
@@ -160,7 +174,8 @@ TEST_F(property_value_test, absent_properties_and_empty_devices_fail_with_the_ke
 {
     auto const d = entry();
     device const none;
-    for (auto const* from : {&d, &none}) {
+    for (auto const* from : {&d, &none})
+    {
         auto const error = plinth::testing::system_error_of([&] { (void)from->get_property_value("idProduct"); });
         EXPECT_EQ(error.code(), plinth::make_error_code(plinth::errc::property_not_found));
         EXPECT_TRUE(std::string(error.what()).starts_with("get_property_value(idProduct)")) << error.what();
@@ -187,9 +202,8 @@ TEST_F(property_value_test, values_with_parts_the_model_has_no_kind_for_are_refu
     CF::AutoPointer const text(CFStringCreateWithCString(kCFAllocatorDefault, "x", kCFStringEncodingUTF8));
     void const* keys[] = {key.GetTypeRef()};
     void const* values[] = {text.GetTypeRef()};
-    CF::AutoPointer const numbered(CFDictionaryCreate(kCFAllocatorDefault, keys, values, 1,
-                                                              &kCFTypeDictionaryKeyCallBacks,
-                                                              &kCFTypeDictionaryValueCallBacks));
+    CF::AutoPointer const numbered(CFDictionaryCreate(
+        kCFAllocatorDefault, keys, values, 1, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
     void const* items[] = {text.GetTypeRef(), numbered.GetTypeRef()};
     CF::AutoPointer const list(CFArrayCreate(kCFAllocatorDefault, items, 2, &kCFTypeArrayCallBacks));
 
@@ -205,10 +219,12 @@ TEST_F(property_value_test, the_bundled_registry_reads_as_it_holds)
 {
     sim::load_bundled_registry();
     std::size_t entries_read = 0;
-    for (auto const& dump : sim::bundled_registry_dumps()) {
+    for (auto const& dump : sim::bundled_registry_dumps())
+    {
         if (dump.plane != "IOService")
             continue;
-        for (auto const& held : dump.entries) {
+        for (auto const& held : dump.entries)
+        {
             if (held.id == sim::root_entry_id)
                 continue; // no service: ID matching never finds it
             auto const d = plinth::testing::find_device(held.id);
@@ -217,7 +233,8 @@ TEST_F(property_value_test, the_bundled_registry_reads_as_it_holds)
             // The dump's keys appear in the read in the dump's order (other planes'
             // dumps may add properties of their own).
             auto at = read.begin();
-            for (auto const& [key, value] : held.properties) {
+            for (auto const& [key, value] : held.properties)
+            {
                 at = std::find_if(at, read.end(), [&](auto const& item) { return item.first == key; });
                 ASSERT_NE(at, read.end()) << held.id << " " << key << ": missing or out of order";
                 EXPECT_EQ(at->second, as_user_space_reads_it(value)) << held.id << " " << key;

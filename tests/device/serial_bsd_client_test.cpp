@@ -23,11 +23,13 @@ protected:
     void SetUp() override
     {
         sim_test::SetUp();
-        adapter_ = sim::add_entry({"IOUSBHostDevice", "FT232R USB UART", "14200000",
-                                   {{"USB Product Name", std::string("FT232R USB UART")}}},
-                                  sim::root_entry_id);
+        adapter_ = sim::add_entry(
+            {"IOUSBHostDevice", "FT232R USB UART", "14200000", {{"USB Product Name", std::string("FT232R USB UART")}}},
+            sim::root_entry_id);
         auto const driver = sim::add_entry({"AppleUSBFTDI", "AppleUSBFTDI"}, adapter_);
-        port_ = sim::add_entry({"IOSerialBSDClient", "IOSerialBSDClient", {},
+        port_ = sim::add_entry({"IOSerialBSDClient",
+                                "IOSerialBSDClient",
+                                {},
                                 {
                                     {"IOTTYBaseName", std::string("usbserial-")},
                                     {"IOTTYSuffix", std::string("A50285BI")},

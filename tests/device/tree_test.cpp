@@ -19,7 +19,8 @@ using plinth::apple::io_kit::io_registry_entry;
 using plinth::apple::io_kit::mach_port;
 namespace sim = plinth::sim;
 
-constexpr plane all_planes[] = {plane::service, plane::power, plane::device_tree, plane::audio, plane::firewire, plane::usb};
+constexpr plane all_planes[] = {plane::service, plane::power,    plane::device_tree,
+                                plane::audio,   plane::firewire, plane::usb};
 
 std::vector<device> children_of(device const& d, plane p)
 {
@@ -33,8 +34,10 @@ std::vector<device> children_of(device const& d, plane p)
 // Every entry reachable from `from` in `p`, each once, depth first in registry order.
 void collect(device const& from, plane p, std::set<std::uint64_t>& seen, std::vector<device>& out)
 {
-    for (auto& child : children_of(from, p)) {
-        if (seen.insert(child.get_id()).second) {
+    for (auto& child : children_of(from, p))
+    {
+        if (seen.insert(child.get_id()).second)
+        {
             out.push_back(child);
             collect(child, p, seen, out);
         }
@@ -64,8 +67,10 @@ protected:
 TEST_F(tree_test, every_entry_is_reachable_from_the_root_in_its_planes)
 {
     std::set<std::uint64_t> everywhere = {registry_.get_root_node().get_id()};
-    for (auto p : all_planes) {
-        for (auto const& d : reachable(p)) {
+    for (auto p : all_planes)
+    {
+        for (auto const& d : reachable(p))
+        {
             EXPECT_TRUE(d.is_in_plane(p)) << d.get_name();
             everywhere.insert(d.get_id());
         }
@@ -76,9 +81,12 @@ TEST_F(tree_test, every_entry_is_reachable_from_the_root_in_its_planes)
 
 std::string location_or_empty(device const& d, plane p)
 {
-    try {
+    try
+    {
         return d.get_location(p);
-    } catch (boost::system::system_error const&) {
+    }
+    catch (boost::system::system_error const&)
+    {
         return {};
     }
 }
@@ -89,14 +97,17 @@ std::string location_or_empty(device const& d, plane p)
 // (Bluetooth devices have no location).
 bool path_is_unambiguous(device const& d, plane p)
 {
-    for (auto current = d;;) {
+    for (auto current = d;;)
+    {
         auto const parent = current.get_parent(p);
         if (!parent)
             return true;
         auto const name = current.get_name(p);
         auto const location = location_or_empty(current, p);
-        for (auto const& sibling : children_of(parent, p)) {
-            if (sibling.get_name(p) == name && location_or_empty(sibling, p) == location) {
+        for (auto const& sibling : children_of(parent, p))
+        {
+            if (sibling.get_name(p) == name && location_or_empty(sibling, p) == location)
+            {
                 if (sibling != current)
                     return false;
                 break;
@@ -109,7 +120,8 @@ bool path_is_unambiguous(device const& d, plane p)
 // Whether `d` is `top` or under it by first parents, the way IOKit walks up.
 bool below(device const& d, device const& top, plane p)
 {
-    for (auto current = d; current; current = current.get_parent(p)) {
+    for (auto current = d; current; current = current.get_parent(p))
+    {
         if (current == top)
             return true;
     }
@@ -118,17 +130,21 @@ bool below(device const& d, device const& top, plane p)
 
 TEST_F(tree_test, a_path_and_an_id_lead_back_to_their_entry)
 {
-    for (auto p : {plane::service, plane::usb, plane::device_tree, plane::power}) {
+    for (auto p : {plane::service, plane::usb, plane::device_tree, plane::power})
+    {
         auto const entries = reachable(p);
         auto const top = children_of(registry_.get_root_node(), p).front();
         std::size_t checked = 0;
-        for (auto const& d : entries) {
-            if (p == plane::service && d.conforms_to_class("IOService")) {
+        for (auto const& d : entries)
+        {
+            if (p == plane::service && d.conforms_to_class("IOService"))
+            {
                 auto it = registry_.get_by_id(d.get_id());
                 EXPECT_EQ(device(io_registry_entry(it.next())), d) << d.get_name();
                 EXPECT_FALSE(it.next()) << "an ID finds its service once";
             }
-            if (!below(d, top, p)) {
+            if (!below(d, top, p))
+            {
                 // IOKit builds paths down from the plane's top entry (the root's
                 // first child); an entry under another child of the root has none.
                 EXPECT_THROW((void)d.get_path(p), boost::system::system_error) << d.get_name();
@@ -168,7 +184,8 @@ TEST_F(tree_test, answers_queries_from_several_threads_at_once)
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([&, t] {
-            for (std::size_t i = static_cast<std::size_t>(t); i < services.size(); i += 4) {
+            for (std::size_t i = static_cast<std::size_t>(t); i < services.size(); i += 4)
+            {
                 auto const path = services[i].get_path(plane::service);
                 if (!registry_.get_by_path(path) && path_is_unambiguous(services[i], plane::service))
                     ++failures;

@@ -73,11 +73,13 @@ protected:
     {
         std::vector<sim::entry_id> parents;
         for (std::size_t i = 0; i < ports.size(); ++i)
-            parents.push_back(sim::add_entry({"AppleUSB20HubPort", "port" + std::to_string(i), {}, {{"port", ports[i]}}},
-                                             platform_));
+            parents.push_back(
+                sim::add_entry({"AppleUSB20HubPort", "port" + std::to_string(i), {}, {{"port", ports[i]}}}, platform_));
         // Without a parent in IOService the device hangs in another plane only.
-        auto const id = parents.empty() ? sim::add_entry({"IOUSBHostDevice", "Device", {}, std::move(own)}, platform_, "IODeviceTree")
-                                        : sim::add_entry({"IOUSBHostDevice", "Device", {}, std::move(own)}, parents.front());
+        auto const id =
+            parents.empty()
+                ? sim::add_entry({"IOUSBHostDevice", "Device", {}, std::move(own)}, platform_, "IODeviceTree")
+                : sim::add_entry({"IOUSBHostDevice", "Device", {}, std::move(own)}, parents.front());
         for (std::size_t i = 1; i < parents.size(); ++i)
             sim::attach(id, parents[i], "IOService");
         if (!parents.empty())
@@ -120,10 +122,10 @@ TEST_F(usb_device_test, getters_return_the_registry_values_and_fail_without_subs
     EXPECT_EQ(keyboard.get_product(), "Magic Keyboard");
 
     auto const d = keyboard.get_device_descriptor();
-    EXPECT_EQ((std::array{d.bDeviceClass, d.bDeviceSubClass, d.bDeviceProtocol, d.bMaxPacketSize0, d.idVendor,
-                          d.idProduct, d.bcdDevice, d.iManufacturer, d.iProduct, d.iSerialNumber,
-                          d.bNumConfigurations}),
-              (std::array{0, 1, 2, 64, 0x05ac, 0x029c, 0x12345, 4, 5, 6, 1}))
+    EXPECT_EQ(
+        (std::array{d.bDeviceClass, d.bDeviceSubClass, d.bDeviceProtocol, d.bMaxPacketSize0, d.idVendor, d.idProduct,
+                    d.bcdDevice, d.iManufacturer, d.iProduct, d.iSerialNumber, d.bNumConfigurations}),
+        (std::array{0, 1, 2, 64, 0x05ac, 0x029c, 0x12345, 4, 5, 6, 1}))
         << "fields in the descriptor's order; a bcdDevice wider than 16 bits stays as it is";
 
     auto const missing = plinth::testing::system_error_of([&] { (void)keyboard.get_serial_number(); });
@@ -150,11 +152,16 @@ TEST_F(usb_device_test, port_number_prefers_portnum_then_the_first_four_byte_por
 TEST_F(usb_device_test, port_number_failures_are_std_system_errors)
 {
     auto const error_of = [](usb_device const& d) {
-        try {
+        try
+        {
             (void)d.get_port_number();
-        } catch (boost::system::system_error const& e) {
+        }
+        catch (boost::system::system_error const& e)
+        {
             ADD_FAILURE() << "Boost's system_error where std::system_error is due: " << e.what();
-        } catch (std::system_error const& e) {
+        }
+        catch (std::system_error const& e)
+        {
             return e;
         }
         ADD_FAILURE() << "no std::system_error";
@@ -162,7 +169,8 @@ TEST_F(usb_device_test, port_number_failures_are_std_system_errors)
     };
     auto const lone_short = error_of(with_ports({{1, 0}}));
     EXPECT_EQ(lone_short.code().value(), 3);
-    EXPECT_EQ(lone_short.code().category().name(), std::string(plinth::make_error_code(plinth::errc::invalid_port_size).category().name()));
+    EXPECT_EQ(lone_short.code().category().name(),
+              std::string(plinth::make_error_code(plinth::errc::invalid_port_size).category().name()));
     EXPECT_TRUE(std::string(lone_short.what()).starts_with("get_port_number")) << lone_short.what();
     EXPECT_EQ(error_of(with_ports({})).code().value(), 4) << "no IOService parent";
 
@@ -199,7 +207,8 @@ TEST_F(usb_device_test, filter_matches_usb_plane_devices_by_identity_and_passes_
     auto const twin = add_usb({"IOUSBHostDevice", "Twin", "14120000", usb_properties(0x14110000)}, hub_);
     EXPECT_FALSE(filter_usb_device(find_device(twin), known));
 
-    for (auto const* kind : {"IOSerialBSDClient", "IOPCIDevice", "IOPCI2PCIBridge", "IOHIDDevice"}) {
+    for (auto const* kind : {"IOSerialBSDClient", "IOPCIDevice", "IOPCI2PCIBridge", "IOHIDDevice"})
+    {
         auto const entry = find_device(sim::add_entry({kind, kind}, platform_));
         EXPECT_EQ(filter_usb_device(entry, known), entry) << kind;
     }

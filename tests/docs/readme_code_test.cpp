@@ -20,7 +20,8 @@ std::vector<std::string> cpp_blocks(std::string const& markdown)
 {
     std::string const open = "```cpp\n";
     std::vector<std::string> blocks;
-    for (auto at = markdown.find(open); at != std::string::npos; at = markdown.find(open, at)) {
+    for (auto at = markdown.find(open); at != std::string::npos; at = markdown.find(open, at))
+    {
         at += open.size();
         auto const end = markdown.find("```", at);
         if (end == std::string::npos)
@@ -49,8 +50,7 @@ TEST(readme_code, every_cpp_block_is_an_example_program_word_for_word)
     auto const blocks = cpp_blocks(read_file(source_dir / "README.md"));
     EXPECT_GE(blocks.size(), 2u);
     for (auto const& block : blocks)
-        EXPECT_NE(std::find(programs.begin(), programs.end(), block), programs.end())
-            << "not in examples/:\n" << block;
+        EXPECT_NE(std::find(programs.begin(), programs.end(), block), programs.end()) << "not in examples/:\n" << block;
 }
 
 // The pages of docs/ hold to the same rule.
@@ -58,13 +58,16 @@ TEST(readme_code, every_cpp_block_of_docs_is_an_example_program_word_for_word)
 {
     auto const programs = example_programs();
     std::size_t shown = 0;
-    for (auto const& file : fs::directory_iterator(source_dir / "docs")) {
+    for (auto const& file : fs::directory_iterator(source_dir / "docs"))
+    {
         if (file.path().extension() != ".md")
             continue;
-        for (auto const& block : cpp_blocks(read_file(file.path()))) {
+        for (auto const& block : cpp_blocks(read_file(file.path())))
+        {
             ++shown;
             EXPECT_NE(std::find(programs.begin(), programs.end(), block), programs.end())
-                << file.path().filename().string() << ": not in examples/:\n" << block;
+                << file.path().filename().string() << ": not in examples/:\n"
+                << block;
         }
     }
     EXPECT_GE(shown, 1u);
@@ -74,7 +77,8 @@ TEST(readme_code, every_cpp_block_of_docs_is_an_example_program_word_for_word)
 // one comment line, then code.
 TEST(readme_code, every_example_program_opens_with_one_line_saying_what_it_does)
 {
-    for (auto const& file : fs::directory_iterator(source_dir / "examples")) {
+    for (auto const& file : fs::directory_iterator(source_dir / "examples"))
+    {
         if (file.path().extension() != ".cpp" && file.path().extension() != ".hpp")
             continue;
         auto const text = read_file(file.path());

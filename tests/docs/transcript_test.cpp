@@ -48,17 +48,21 @@ std::vector<std::string> shell_words(std::string const& line)
     std::string word;
     bool quoted_word = false;
     bool in_word = false;
-    for (char const c : line) {
-        if (c == '"') {
+    for (char const c : line)
+    {
+        if (c == '"')
+        {
             quoted_word = !quoted_word;
             in_word = true;
         }
-        else if (c == ' ' && !quoted_word) {
+        else if (c == ' ' && !quoted_word)
+        {
             if (in_word)
                 words.push_back(std::exchange(word, {}));
             in_word = false;
         }
-        else {
+        else
+        {
             word += c;
             in_word = true;
         }
@@ -73,7 +77,8 @@ std::vector<std::string> shell_words(std::string const& line)
 std::vector<fs::path> markdown_pages()
 {
     std::vector<fs::path> pages;
-    for (auto const& file : fs::directory_iterator(source_dir)) {
+    for (auto const& file : fs::directory_iterator(source_dir))
+    {
         if (file.is_regular_file() && file.path().extension() == ".md")
             pages.push_back(file.path());
         else if (file.is_directory() && fs::exists(file.path() / "README.md"))
@@ -98,8 +103,10 @@ std::vector<transcript> transcripts_of(fs::path const& page)
     bool in_block = false;
     bool in_output_block = false;
     bool after_prompt = false; // lines before a block's first prompt belong to no command
-    for (auto const& line : lines_of(read_file(page))) {
-        if (line.starts_with("```")) {
+    for (auto const& line : lines_of(read_file(page)))
+    {
+        if (line.starts_with("```"))
+        {
             in_output_block = !in_block && line == "```";
             in_block = !in_block;
             after_prompt = false;
@@ -107,7 +114,8 @@ std::vector<transcript> transcripts_of(fs::path const& page)
         }
         if (!in_output_block)
             continue;
-        if (line.starts_with(prompt)) {
+        if (line.starts_with(prompt))
+        {
             found.push_back({name, shell_words(line.substr(prompt.size())), {}, 0});
             after_prompt = true;
             continue;
@@ -115,11 +123,13 @@ std::vector<transcript> transcripts_of(fs::path const& page)
         if (!after_prompt)
             continue;
         std::smatch m;
-        if (std::regex_match(line, m, status_note)) {
+        if (std::regex_match(line, m, status_note))
+        {
             found.back().expected.push_back(m[1]);
             found.back().status = std::stoi(m[2]);
         }
-        else {
+        else
+        {
             found.back().expected.push_back(line);
         }
     }
@@ -163,8 +173,10 @@ run_result run_tool(std::vector<std::string> const& args)
 bool matches_with_gaps(std::vector<std::string> const& expected, std::vector<std::string> const& actual)
 {
     std::size_t a = 0;
-    for (std::size_t e = 0; e < expected.size(); ++e) {
-        if (expected[e] != "...") {
+    for (std::size_t e = 0; e < expected.size(); ++e)
+    {
+        if (expected[e] != "...")
+        {
             if (a == actual.size() || actual[a] != expected[e])
                 return false;
             ++a;
@@ -187,7 +199,8 @@ TEST(transcripts, every_command_the_pages_show_prints_what_they_say)
         for (auto& example : transcripts_of(page))
             examples.push_back(std::move(example));
     EXPECT_GE(examples.size(), 8u);
-    for (auto const& example : examples) {
+    for (auto const& example : examples)
+    {
         // A command shown stopped by Ctrl-C runs until it is stopped (watch): its
         // own tests run it.
         if (!example.expected.empty() && example.expected.back() == "^C")

@@ -59,11 +59,11 @@ TEST(io_return_category, names_common_returns_gives_the_value_of_others_and_succ
         unsigned value;
         char const* text;
     };
-    for (auto const& [value, text] : {case_t{0xe00002c0, "no such device"}, case_t{0xe00002c0, "kIOReturnNoDevice"},
-                                      case_t{0xe00002c5, "exclusive access"}, case_t{0xe00002cd, "not open"},
-                                      case_t{0xe00002eb, "aborted"}, case_t{0xe00002f0, "not found"},
-                                      case_t{0x10000003, "MACH_SEND_INVALID_DEST"},
-                                      case_t{0xe00002ff, "IOKit error 0xe00002ff"}})
+    for (auto const& [value, text] :
+         {case_t{0xe00002c0, "no such device"}, case_t{0xe00002c0, "kIOReturnNoDevice"},
+          case_t{0xe00002c5, "exclusive access"}, case_t{0xe00002cd, "not open"}, case_t{0xe00002eb, "aborted"},
+          case_t{0xe00002f0, "not found"}, case_t{0x10000003, "MACH_SEND_INVALID_DEST"},
+          case_t{0xe00002ff, "IOKit error 0xe00002ff"}})
         EXPECT_NE(make_error_code(static_cast<int>(value)).message().find(text), std::string::npos) << text;
     EXPECT_EQ(make_error_code(0x12345).message(), "IOKit error 0x00012345");
 }

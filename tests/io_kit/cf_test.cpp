@@ -104,8 +104,10 @@ TEST_F(cf_test, strings_convert_text_in_any_encoding_it_has_a_form_in)
     UInt8 const utf16[] = {'u', 0, 0xfc, 0, 'b', 0};
     CF::String const wide(CF::AutoPointer(
         CFStringCreateWithBytes(kCFAllocatorDefault, utf16, sizeof utf16, kCFStringEncodingUTF16LE, false)));
-    EXPECT_EQ(wide.GetValue(kCFStringEncodingUTF8), "u\xc3\xbc" "b");
-    EXPECT_EQ(wide.GetValue(kCFStringEncodingISOLatin1), "u\xfc" "b");
+    EXPECT_EQ(wide.GetValue(kCFStringEncodingUTF8), "u\xc3\xbc"
+                                                    "b");
+    EXPECT_EQ(wide.GetValue(kCFStringEncodingISOLatin1), "u\xfc"
+                                                         "b");
 
     EXPECT_FALSE(CF::String("\xff\xfe", kCFStringEncodingUTF8).IsValid()) << "invalid UTF-8";
     EXPECT_FALSE(CF::String(nullptr, kCFStringEncodingUTF8).IsValid());

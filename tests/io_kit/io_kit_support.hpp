@@ -12,8 +12,8 @@ namespace plinth::testing {
 inline apple::io_kit::io_registry_entry entry_by_id(sim::entry_id id)
 {
     using apple::io_kit::io_registry_entry;
-    auto services =
-        apple::io_kit::mach_port::master_port_default().io_service_get_matching_services(io_registry_entry::id_matching(id));
+    auto services = apple::io_kit::mach_port::master_port_default().io_service_get_matching_services(
+        io_registry_entry::id_matching(id));
     return io_registry_entry(services.next());
 }
 

@@ -36,7 +36,9 @@ protected:
         platform_id = sim::add_entry({"IOPlatformExpertDevice", "J313AP"}, sim::root_entry_id);
         controller_id = sim::add_entry({"AppleT8103USBXHCI", "xhci"}, platform_id);
         sim::attach(controller_id, sim::root_entry_id, kIOUSBPlane);
-        device_id = sim::add_entry({"IOUSBHostDevice", "Hub", "14100000",
+        device_id = sim::add_entry({"IOUSBHostDevice",
+                                    "Hub",
+                                    "14100000",
                                     {{"idVendor", sim::make_number(0x05ac)},
                                      {"USB Product Name", std::string("Hub")},
                                      {"Built-In", true},

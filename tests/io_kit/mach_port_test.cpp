@@ -80,7 +80,8 @@ TEST_F(mach_port_test, matching_leaves_the_callers_dictionary_alone_and_refuses_
     }
     EXPECT_EQ(CFGetRetainCount(matching.GetTypeRef()), before);
 
-    auto const error = plinth::testing::system_error_of([&] { (void)port.io_service_get_matching_services(CF::Dictionary()); });
+    auto const error =
+        plinth::testing::system_error_of([&] { (void)port.io_service_get_matching_services(CF::Dictionary()); });
     EXPECT_EQ(error.code().value(), kIOReturnBadArgument);
     EXPECT_NE(std::string(error.what()).find("IOServiceGetMatchingServices"), std::string::npos) << error.what();
     take_misuse_reports(); // a NULL dictionary may be reported: it is passed on purpose

@@ -36,7 +36,9 @@ protected:
 
 TEST_F(registry_properties_test, lists_every_key_in_order_with_numbers_at_their_width_and_collections_whole)
 {
-    sim::add_entry({"IOService", "probe", {},
+    sim::add_entry({"IOService",
+                    "probe",
+                    {},
                     {{"wide", sim::number{-1, 64}},
                      {"narrow", sim::number{-1, 32}},
                      {"list", sim::array{std::string("a"), sim::number{7, 32}}},

@@ -212,8 +212,8 @@ TEST_F(live_registry_test, a_notifier_token_arms_and_ends_a_notification)
 
     // Arming drains what already matches; IOResources is there from boot on.
     auto notification = notifier.get_notification_port().add_matching_notification(
-        kIOFirstMatchNotification, CF::Dictionary(CF::AutoPointer(IOServiceMatching("IOResources"))),
-        ignore_arrivals, nullptr);
+        kIOFirstMatchNotification, CF::Dictionary(CF::AutoPointer(IOServiceMatching("IOResources"))), ignore_arrivals,
+        nullptr);
     EXPECT_EQ(devices_of(io_kit::io_iterator::share(notification.get())), std::vector<device>{resources});
     EXPECT_FALSE(notification.next()) << "drained, so armed";
 

@@ -32,7 +32,8 @@ std::optional<std::string_view> superclass_of(std::string_view name)
 bool conforms(std::string_view name, std::string_view wanted)
 {
     auto current = std::optional<std::string_view>(name);
-    for (std::size_t step = 0; current && !current->empty() && step <= builtin_class_links().size(); ++step) {
+    for (std::size_t step = 0; current && !current->empty() && step <= builtin_class_links().size(); ++step)
+    {
         if (*current == wanted)
             return true;
         current = superclass_of(*current);
@@ -44,15 +45,17 @@ TEST(builtin_classes, table_is_sorted_by_name_without_duplicates)
 {
     auto const links = builtin_class_links();
     ASSERT_GT(links.size(), 500u);
-    auto const out_of_order = std::ranges::adjacent_find(
-        links, [](class_link const& a, class_link const& b) { return a.name >= b.name; });
+    auto const out_of_order =
+        std::ranges::adjacent_find(links, [](class_link const& a, class_link const& b) { return a.name >= b.name; });
     EXPECT_EQ(out_of_order, links.end()) << out_of_order->name << " is out of order or repeated";
 }
 
 TEST(builtin_classes, every_class_reaches_osobject_and_only_osobject_is_a_root)
 {
-    for (auto const& link : builtin_class_links()) {
-        if (link.name == "OSObject") {
+    for (auto const& link : builtin_class_links())
+    {
+        if (link.name == "OSObject")
+        {
             EXPECT_TRUE(link.superclass.empty());
             continue;
         }
@@ -74,15 +77,21 @@ TEST(builtin_classes, families_have_their_documented_bases)
     };
     // The classes the device kinds and the bundled registry rely on.
     std::vector<expectation> const cases{
-        {"IOUSBHostDevice", "IOUSBDevice", true}, {"AppleUSBDevice", "IOUSBHostDevice", true},
+        {"IOUSBHostDevice", "IOUSBDevice", true},
+        {"AppleUSBDevice", "IOUSBHostDevice", true},
         // The 10.11 stack has no IOUSBNub: the macOS 11 Intel listing says otherwise
         // and must lose to the newer Apple Silicon one.
         {"IOUSBHostDevice", "IOUSBNub", false},
-        {"AppleUSBRootHubDevice", "IOUSBHubDevice", true}, {"AppleUSBRootHubDevice", "IOUSBHostDevice", false},
-        {"IOUSBHostHIDDevice", "IOHIDDevice", true}, {"AppleUserHIDDevice", "IOHIDDevice", true},
-        {"IOModemSerialStreamSync", "IOSerialStreamSync", true}, {"IOPCI2PCIBridge", "IOPCIBridge", true},
-        {"IOAudioLevelControl", "IOAudioControl", true}, {"IOAudioEngine", "IOAudioControl", false},
-        {"AppleAPFSVolume", "IOMedia", true}, {"IOVideoDevice", "IOService", true},
+        {"AppleUSBRootHubDevice", "IOUSBHubDevice", true},
+        {"AppleUSBRootHubDevice", "IOUSBHostDevice", false},
+        {"IOUSBHostHIDDevice", "IOHIDDevice", true},
+        {"AppleUserHIDDevice", "IOHIDDevice", true},
+        {"IOModemSerialStreamSync", "IOSerialStreamSync", true},
+        {"IOPCI2PCIBridge", "IOPCIBridge", true},
+        {"IOAudioLevelControl", "IOAudioControl", true},
+        {"IOAudioEngine", "IOAudioControl", false},
+        {"AppleAPFSVolume", "IOMedia", true},
+        {"IOVideoDevice", "IOService", true},
     };
     for (auto const& [name, base, expected] : cases)
         EXPECT_EQ(conforms(name, base), expected) << name << " and " << base;
@@ -105,7 +114,8 @@ link_map read_listing(std::filesystem::path const& file)
 {
     link_map links;
     std::ifstream in(file);
-    for (std::string line; std::getline(in, line);) {
+    for (std::string line; std::getline(in, line);)
+    {
         auto const marker = line.rfind(" class: ");
         if (line.find("+-o ") == std::string::npos || marker == std::string::npos)
             continue;
@@ -125,24 +135,28 @@ TEST(builtin_classes, every_listed_chain_agrees_unless_a_newer_release_overrides
                                  "macos11-m1-macbookair10,1-class-chains.txt",
                                  "macos11-intel-t2-macbookair9,1-class-chains.txt"};
     std::vector<link_map> listings;
-    for (auto const* file : files) {
+    for (auto const* file : files)
+    {
         if (!std::filesystem::exists(folder / file))
             GTEST_SKIP() << "no class listings in " << folder;
         listings.push_back(read_listing(folder / file));
         ASSERT_GT(listings.back().size(), 300u) << file;
     }
-    for (std::size_t release = 0; release < listings.size(); ++release) {
-        for (auto const& link : listings[release]) {
+    for (std::size_t release = 0; release < listings.size(); ++release)
+    {
+        for (auto const& link : listings[release])
+        {
             auto const& name = link.first;
             auto const& superclass = link.second;
             auto const table = superclass_of(name);
             ASSERT_TRUE(table) << name << " from " << files[release] << " is missing";
             if (*table == superclass)
                 continue;
-            bool const overridden = std::any_of(listings.begin(), listings.begin() + release, [&](link_map const& newer) {
-                auto const found = newer.find(name);
-                return found != newer.end() && found->second == *table;
-            });
+            bool const overridden =
+                std::any_of(listings.begin(), listings.begin() + release, [&](link_map const& newer) {
+                    auto const found = newer.find(name);
+                    return found != newer.end() && found->second == *table;
+                });
             EXPECT_TRUE(overridden) << files[release] << ": " << name << " -> " << superclass << ", table says "
                                     << *table;
         }

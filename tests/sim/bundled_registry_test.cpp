@@ -106,7 +106,8 @@ TEST_F(bundled_registry, hid_devices_carry_what_a_hid_stream_reads)
         EXPECT_GT(number_property(device.get(), "MaxInputReportSize").value_or(0), 0);
         EXPECT_FALSE(data_property(device.get(), "ReportDescriptor").value_or(sim::data{}).empty());
         EXPECT_TRUE(property(device.get(), "DeviceUsagePairs"));
-        expect_keys(device.get(), {"MaxOutputReportSize", "MaxFeatureReportSize", "VendorID", "ProductID", "LocationID"},
+        expect_keys(device.get(),
+                    {"MaxOutputReportSize", "MaxFeatureReportSize", "VendorID", "ProductID", "LocationID"},
                     {"Transport", "Product", "Manufacturer", "SerialNumber"});
     }
     EXPECT_TRUE(usages.contains({1, 6})) << "a keyboard";
@@ -139,7 +140,8 @@ TEST_F(bundled_registry, usb_devices_carry_descriptors_strings_and_a_port_number
         some_session_is_wide |= number_property(device.get(), "sessionID").value_or(0) > 0xFFFFFFFF;
         if (!number_property(device.get(), "PortNum"))
         {
-            EXPECT_EQ(data_property(parent_of(device.get(), kIOServicePlane).get(), "port").value_or(sim::data{}).size(), 4u)
+            EXPECT_EQ(
+                data_property(parent_of(device.get(), kIOServicePlane).get(), "port").value_or(sim::data{}).size(), 4u)
                 << name << " has neither PortNum nor a port parent";
         }
         if (IORegistryEntryInPlane(device.get(), kIOUSBPlane))
@@ -162,14 +164,16 @@ TEST_F(bundled_registry, pci_functions_carry_their_configuration_header)
     ASSERT_GE(functions.size(), 15u);
     for (auto const& function : functions)
     {
-        for (auto const* key : {"vendor-id", "device-id", "subsystem-id", "subsystem-vendor-id", "revision-id", "class-code"})
+        for (auto const* key :
+             {"vendor-id", "device-id", "subsystem-id", "subsystem-vendor-id", "revision-id", "class-code"})
             EXPECT_EQ(data_property(function.get(), key).value_or(sim::data{}).size(), 4u)
                 << key << " of " << name_of(function.get());
         for (auto const* key : {"name", "compatible", "reg"})
             EXPECT_TRUE(data_property(function.get(), key)) << key << " of " << name_of(function.get());
         expect_keys(function.get(), {"IOChildIndex"}, {"IOName"});
     }
-    handle xhci(IORegistryEntryFromPath(kIOMainPortDefault, "IOService:/AppleACPIPlatformExpert/PCI0@0/AppleACPIPCI/XHC1@14"));
+    handle xhci(
+        IORegistryEntryFromPath(kIOMainPortDefault, "IOService:/AppleACPIPlatformExpert/PCI0@0/AppleACPIPCI/XHC1@14"));
     EXPECT_EQ(data_property(xhci.get(), "class-code"), (sim::data{0x30, 0x03, 0x0C, 0x00}));
     EXPECT_EQ(data_property(xhci.get(), "vendor-id"), (sim::data{0x86, 0x80, 0x00, 0x00}));
 

@@ -106,7 +106,8 @@ TEST_F(cf_array_test, bad_indices_and_changes_to_immutable_arrays_are_misuse)
     CFArrayRef array = CFArrayCreate(nullptr, nullptr, 0, &kCFTypeArrayCallBacks);
     EXPECT_EQ(CFArrayGetValueAtIndex(array, 0), nullptr);
     CFArrayAppendValue(const_cast<CFMutableArrayRef>(array), CFSTR("x"));
-    CFArrayApplyFunction(array, CFRangeMake(0, 1), [](void const*, void*) {}, nullptr);
+    CFArrayApplyFunction(
+        array, CFRangeMake(0, 1), [](void const*, void*) {}, nullptr);
     EXPECT_EQ(CFArrayGetCount(array), 0);
     auto const reports = take_misuse_reports();
     ASSERT_EQ(reports.size(), 3u);

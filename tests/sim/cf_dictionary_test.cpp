@@ -170,8 +170,8 @@ TEST_F(cf_dictionary_test, callers_callbacks_are_called_for_every_value_in_and_o
     EXPECT_EQ(counting_callbacks::releases, 5);
 
     // Copied string keys stay even when the caller releases its key.
-    dictionary = CFDictionaryCreateMutable(nullptr, 0, &kCFCopyStringDictionaryKeyCallBacks,
-                                           &kCFTypeDictionaryValueCallBacks);
+    dictionary =
+        CFDictionaryCreateMutable(nullptr, 0, &kCFCopyStringDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks);
     CFStringRef key = create_string("BSD Name");
     CFDictionarySetValue(dictionary, key, CFSTR("disk0"));
     CFRelease(key);

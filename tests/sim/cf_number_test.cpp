@@ -46,16 +46,12 @@ TEST_F(cf_number_test, numbers_keep_the_canonical_type_they_were_made_as)
         CFNumberType reported;
         CFIndex size;
     };
-    for (auto const& c : {case_t{kCFNumberCharType, kCFNumberSInt8Type, 1},
-                          case_t{kCFNumberShortType, kCFNumberSInt16Type, 2},
-                          case_t{kCFNumberIntType, kCFNumberSInt32Type, 4},
-                          case_t{kCFNumberLongType, kCFNumberSInt64Type, 8},
-                          case_t{kCFNumberLongLongType, kCFNumberSInt64Type, 8},
-                          case_t{kCFNumberCFIndexType, kCFNumberSInt64Type, 8},
-                          case_t{kCFNumberNSIntegerType, kCFNumberSInt64Type, 8},
-                          case_t{kCFNumberFloatType, kCFNumberFloat32Type, 4},
-                          case_t{kCFNumberDoubleType, kCFNumberFloat64Type, 8},
-                          case_t{kCFNumberCGFloatType, kCFNumberFloat64Type, 8}})
+    for (auto const& c :
+         {case_t{kCFNumberCharType, kCFNumberSInt8Type, 1}, case_t{kCFNumberShortType, kCFNumberSInt16Type, 2},
+          case_t{kCFNumberIntType, kCFNumberSInt32Type, 4}, case_t{kCFNumberLongType, kCFNumberSInt64Type, 8},
+          case_t{kCFNumberLongLongType, kCFNumberSInt64Type, 8}, case_t{kCFNumberCFIndexType, kCFNumberSInt64Type, 8},
+          case_t{kCFNumberNSIntegerType, kCFNumberSInt64Type, 8}, case_t{kCFNumberFloatType, kCFNumberFloat32Type, 4},
+          case_t{kCFNumberDoubleType, kCFNumberFloat64Type, 8}, case_t{kCFNumberCGFloatType, kCFNumberFloat64Type, 8}})
     {
         std::int64_t zero[2] = {0, 0};
         CFNumberRef number = CFNumberCreate(nullptr, c.made_as, zero);

@@ -46,7 +46,8 @@ TEST_F(cf_set_test, retains_values_and_compares_as_sets)
     EXPECT_TRUE(CFEqual(set, other));
 
     int visits = 0;
-    CFSetApplyFunction(set, [](void const*, void* context) { ++*static_cast<int*>(context); }, &visits);
+    CFSetApplyFunction(
+        set, [](void const*, void* context) { ++*static_cast<int*>(context); }, &visits);
     EXPECT_EQ(visits, 2);
     release_all(set, other);
     EXPECT_EQ(CFGetRetainCount(number), 1);

@@ -19,7 +19,10 @@ protected:
         return CFStringCreateWithBytes(nullptr, bytes.data(), static_cast<CFIndex>(bytes.size()), encoding, false);
     }
 
-    static CFStringRef from_utf8(std::string const& text) { return from_bytes({text.begin(), text.end()}, kCFStringEncodingUTF8); }
+    static CFStringRef from_utf8(std::string const& text)
+    {
+        return from_bytes({text.begin(), text.end()}, kCFStringEncodingUTF8);
+    }
 
     // The string as a C string in `encoding`, or "<failed>".
     static std::string c_string(CFStringRef string, CFStringEncoding encoding = kCFStringEncodingUTF8)
@@ -32,7 +35,8 @@ protected:
 TEST_F(cf_string_test, utf8_text_round_trips_and_counts_utf16_units)
 {
     // "Größe 😀": 7 characters, the emoji a surrogate pair in UTF-16.
-    std::string const text = "Gr\xC3\xB6\xC3\x9F" "e \xF0\x9F\x98\x80";
+    std::string const text = "Gr\xC3\xB6\xC3\x9F"
+                             "e \xF0\x9F\x98\x80";
     CFStringRef string = create_string(text.c_str());
     ASSERT_NE(string, nullptr);
     EXPECT_EQ(CFStringGetLength(string), 8);
@@ -53,8 +57,8 @@ TEST_F(cf_string_test, utf8_text_round_trips_and_counts_utf16_units)
 
 TEST_F(cf_string_test, invalid_utf8_gives_no_string)
 {
-    for (std::string const bad : {"\xC3", "\xFF", "\xC0\xAF" /* overlong '/' */, "\xED\xA0\x80" /* surrogate */,
-                                  "ok\x80"})
+    for (std::string const bad :
+         {"\xC3", "\xFF", "\xC0\xAF" /* overlong '/' */, "\xED\xA0\x80" /* surrogate */, "ok\x80"})
     {
         EXPECT_EQ(create_string(bad.c_str()), nullptr) << "accepted " << bad.size() << " bytes";
         EXPECT_EQ(from_utf8(bad), nullptr);

@@ -119,8 +119,8 @@ using call_sites = std::map<std::string, std::set<std::string>>;
 
 struct library_scan
 {
-    call_sites calls;               // of functions the simulated headers declare
-    std::set<std::string> unknown;  // called like a function, declared nowhere in them
+    call_sites calls;              // of functions the simulated headers declare
+    std::set<std::string> unknown; // called like a function, declared nowhere in them
 };
 
 library_scan scan_library(apple_headers const& headers)
@@ -208,8 +208,8 @@ TEST_F(contract_table, the_scans_find_what_they_look_for)
 
 TEST_F(contract_table, library_calls_only_functions_the_simulated_headers_declare)
 {
-    EXPECT_TRUE(library.unknown.empty())
-        << "the library calls, and sim/'s Apple-named headers do not declare: " << joined(library.unknown);
+    EXPECT_TRUE(library.unknown.empty()) << "the library calls, and sim/'s Apple-named headers do not declare: "
+                                         << joined(library.unknown);
 }
 
 TEST_F(contract_table, has_a_row_for_each_function_the_library_calls_and_no_other)

@@ -22,7 +22,8 @@ TEST_F(io_class, conformance_walks_the_built_in_chains)
 {
     auto const id = sim::add_entry({"AppleUSBDevice", "Mouse"}, sim::root_entry_id);
     auto const mouse = find_entry(id);
-    for (auto const* base : {"AppleUSBDevice", "IOUSBHostDevice", "IOUSBDevice", "IOService", "IORegistryEntry", "OSObject"})
+    for (auto const* base :
+         {"AppleUSBDevice", "IOUSBHostDevice", "IOUSBDevice", "IOService", "IORegistryEntry", "OSObject"})
         EXPECT_TRUE(IOObjectConformsTo(mouse.get(), base)) << base;
     EXPECT_FALSE(IOObjectConformsTo(mouse.get(), "IOUSBInterface"));
     EXPECT_FALSE(IOObjectConformsTo(mouse.get(), "IOUSBDev")) << "no prefix matching";
@@ -43,15 +44,16 @@ TEST_F(io_class, the_class_name_override_shows_in_get_and_copy_class)
     EXPECT_EQ(text_of(copied.get()), "IOUSBDevice");
     EXPECT_TRUE(IOObjectConformsTo(mouse.get(), "AppleUSBDevice")) << "the real class still counts";
 
-    auto const odd = sim::add_entry(
-        {"IOService", "Odd", {}, {{"IOClassNameOverride", std::string("Pretender")}}, {}}, sim::root_entry_id);
+    auto const odd = sim::add_entry({"IOService", "Odd", {}, {{"IOClassNameOverride", std::string("Pretender")}}, {}},
+                                    sim::root_entry_id);
     EXPECT_TRUE(IOObjectConformsTo(find_entry(odd).get(), "Pretender"));
 }
 
 TEST_F(io_class, unknown_classes_derive_from_io_service_in_the_service_plane_unless_added)
 {
     auto const service = sim::add_entry({"VendorThing"}, sim::root_entry_id);
-    auto const node = find_entry(sim::add_entry({"VendorNode"}, sim::root_entry_id, "IODeviceTree"), kIODeviceTreePlane);
+    auto const node =
+        find_entry(sim::add_entry({"VendorNode"}, sim::root_entry_id, "IODeviceTree"), kIODeviceTreePlane);
     EXPECT_TRUE(IOObjectConformsTo(find_entry(service).get(), "IOService"));
     EXPECT_FALSE(IOObjectConformsTo(node.get(), "IOService"));
     EXPECT_TRUE(IOObjectConformsTo(node.get(), "IORegistryEntry"));

@@ -18,15 +18,22 @@ class io_control : public plinth::testing::sim_test
 protected:
     static sim::dump service_dump()
     {
-        return {"IOService",
-                {{sim::root_entry_id, "IORegistryEntry", "Root", {}, {{"IOKitBuildVersion", std::string("Darwin")}}, {}},
-                 {0x100000200, "IOPlatformExpertDevice", "Macmini9,1", {}, {}, {}},
-                 {0x100000201, "AppleVendorBridge", "bridge", std::string("3"), {{"a", sim::make_number(1)}},
-                  {"AppleVendorBridge", "IOPCIBridge", "IOService", "IORegistryEntry", "OSObject"}},
-                 {0x100000202, "IOService", "shared", {}, {}, {}}},
-                {{sim::root_entry_id, 0x100000200}, {0x100000200, 0x100000201}, {0x100000200, 0x100000202},
-                 {0x100000201, 0x100000202}},
-                {sim::root_entry_id}};
+        return {
+            "IOService",
+            {{sim::root_entry_id, "IORegistryEntry", "Root", {}, {{"IOKitBuildVersion", std::string("Darwin")}}, {}},
+             {0x100000200, "IOPlatformExpertDevice", "Macmini9,1", {}, {}, {}},
+             {0x100000201,
+              "AppleVendorBridge",
+              "bridge",
+              std::string("3"),
+              {{"a", sim::make_number(1)}},
+              {"AppleVendorBridge", "IOPCIBridge", "IOService", "IORegistryEntry", "OSObject"}},
+             {0x100000202, "IOService", "shared", {}, {}, {}}},
+            {{sim::root_entry_id, 0x100000200},
+             {0x100000200, 0x100000201},
+             {0x100000200, 0x100000202},
+             {0x100000201, 0x100000202}},
+            {sim::root_entry_id}};
     }
 };
 
@@ -56,7 +63,9 @@ TEST_F(io_control, merge_adds_entries_links_properties_and_class_chains)
     EXPECT_EQ(text_property(root.get(), "IOKitBuildVersion"), "Darwin") << "the dump's Root is the registry's root";
 
     // A second plane of the same machine: same IDs, its own names and links.
-    sim::merge({"IOPower", {{0x100000201, "AppleVendorBridge", "bridge-power", std::string("3"), {{"b", true}}, {}}}, {},
+    sim::merge({"IOPower",
+                {{0x100000201, "AppleVendorBridge", "bridge-power", std::string("3"), {{"b", true}}, {}}},
+                {},
                 {0x100000201}});
     EXPECT_EQ(sim::entry_count(), 4u);
     EXPECT_EQ(name_in_plane(bridge.get(), kIOPowerPlane), "bridge-power");
@@ -113,12 +122,13 @@ TEST_F(io_control, a_loop_through_the_root)
         << "text dump";
     unchanged();
 
-    EXPECT_THROW(sim::read_ioreg_xml(
-        "<plist version=\"1.0\"><dict><key>IOObjectClass</key><string>IOService</string>"
-        "<key>IORegistryEntryID</key><integer>4294968064</integer>" // 0x100000300
-        "<key>IORegistryEntryChildren</key><array><dict><key>IOObjectClass</key><string>IORegistryEntry</string>"
-        "<key>IORegistryEntryID</key><integer>4294967552</integer></dict></array></dict></plist>"), // the root
-                 sim::dump_error)
+    EXPECT_THROW(
+        sim::read_ioreg_xml(
+            "<plist version=\"1.0\"><dict><key>IOObjectClass</key><string>IOService</string>"
+            "<key>IORegistryEntryID</key><integer>4294968064</integer>" // 0x100000300
+            "<key>IORegistryEntryChildren</key><array><dict><key>IOObjectClass</key><string>IORegistryEntry</string>"
+            "<key>IORegistryEntryID</key><integer>4294967552</integer></dict></array></dict></plist>"), // the root
+        sim::dump_error)
         << "XML dump";
     unchanged();
 

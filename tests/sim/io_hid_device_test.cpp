@@ -100,8 +100,8 @@ TEST_F(io_hid_device_test, a_seized_device_refuses_other_clients_and_close_needs
 
 TEST_F(io_hid_device_test, properties_follow_the_get_rule_and_come_from_ancestors_too)
 {
-    auto const parent = sim::add_entry({"IOUSBHostDevice", "Parent", "1", {{"VendorID", sim::make_number(0x46d)}}},
-                                       sim::root_entry_id);
+    auto const parent =
+        sim::add_entry({"IOUSBHostDevice", "Parent", "1", {{"VendorID", sim::make_number(0x46d)}}}, sim::root_entry_id);
     auto const keyboard = add_keyboard(parent);
     auto const device = device_of(keyboard);
     auto const key = string("VendorID");

@@ -64,8 +64,7 @@ TEST_F(io_matching, no_match_is_success_without_an_iterator_and_a_bad_dictionary
     EXPECT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, IOServiceMatching("IOSerialBSDClient"), &iterator),
               KERN_SUCCESS);
     EXPECT_EQ(iterator, IO_OBJECT_NULL);
-    EXPECT_EQ(IOServiceGetMatchingService(kIOMainPortDefault, IOServiceMatching("IOSerialBSDClient")),
-              IO_OBJECT_NULL);
+    EXPECT_EQ(IOServiceGetMatchingService(kIOMainPortDefault, IOServiceMatching("IOSerialBSDClient")), IO_OBJECT_NULL);
     EXPECT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, nullptr, &iterator), kIOReturnBadArgument);
     auto const not_a_dictionary = CFStringCreateWithCString(nullptr, "IOService", kCFStringEncodingUTF8);
     EXPECT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, reinterpret_cast<CFDictionaryRef>(not_a_dictionary),
@@ -105,9 +104,9 @@ TEST_F(io_matching, by_registry_entry_id_name_and_bsd_name)
 
 TEST_F(io_matching, property_match_is_a_subset_and_numbers_compare_by_their_bits)
 {
-    cf const subset(with(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                   &kCFTypeDictionaryValueCallBacks),
-                         "idVendor", 0x05ac));
+    cf const subset(
+        with(CFDictionaryCreateMutable(nullptr, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks),
+             "idVendor", 0x05ac));
     EXPECT_EQ(matches(with(IOServiceMatching("IOService"), kIOPropertyMatchKey, subset.get())), strings{"Keyboard"});
     EXPECT_EQ(matches(with(IOServiceMatching("IOUSBHostDevice"), "sessionID", 0x1234567890, kCFNumberSInt64Type)),
               strings{"Keyboard"});

@@ -27,7 +27,8 @@ TEST_F(io_navigation, an_entry_with_two_parents_is_one_entry_under_both_and_goes
     EXPECT_EQ(parent_names(m.timer, kIOServicePlane), (strings{"PCI0", "XHC1"}));
     EXPECT_EQ(child_names(m.xhc, kIOServicePlane), (strings{"HS01", "Timer"}));
     handle first_parent;
-    ASSERT_EQ(IORegistryEntryGetParentEntry(find_entry(m.timer).get(), kIOServicePlane, first_parent.out()), KERN_SUCCESS);
+    ASSERT_EQ(IORegistryEntryGetParentEntry(find_entry(m.timer).get(), kIOServicePlane, first_parent.out()),
+              KERN_SUCCESS);
     EXPECT_EQ(id_of(first_parent.get()), m.pci);
 
     sim::remove_entry(m.xhc);
@@ -139,7 +140,8 @@ TEST_F(io_navigation, a_recursive_registry_iterator_visits_each_entry_once_depth
 TEST_F(io_navigation, enter_and_exit_steer_a_flat_registry_iterator)
 {
     handle iterator;
-    ASSERT_EQ(IORegistryEntryCreateIterator(find_entry(m.platform).get(), kIOServicePlane, 0, iterator.out()), KERN_SUCCESS);
+    ASSERT_EQ(IORegistryEntryCreateIterator(find_entry(m.platform).get(), kIOServicePlane, 0, iterator.out()),
+              KERN_SUCCESS);
     handle first(IOIteratorNext(iterator.get()));
     handle pci(IOIteratorNext(iterator.get()));
     EXPECT_EQ(name_of(pci.get()), "PCI0");

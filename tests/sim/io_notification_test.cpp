@@ -116,7 +116,8 @@ struct recorder
 };
 
 // Asks for notifications of USB host devices of `type`, recorded by `seen`.
-kern_return_t watch_usb_devices(IONotificationPortRef port, io_name_t const type, recorder* seen, io_iterator_t* iterator)
+kern_return_t watch_usb_devices(IONotificationPortRef port, io_name_t const type, recorder* seen,
+                                io_iterator_t* iterator)
 {
     return IOServiceAddMatchingNotification(port, type, IOServiceMatching("IOUSBHostDevice"), recorder::matched, seen,
                                             iterator);

@@ -70,11 +70,21 @@ TEST_F(io_path, from_path_walks_names_and_locations_and_names_nothing_for_a_malf
         // The first match in attach order wins.
         {"IOService:/PCI0/XHC1@15", twin},
         // Location fields compare as hex numbers, separators as they are; a location may stand alone.
-        {"IOService:/PCI0/pci8086,a0ed@1F,03", m.lpc}, {"IOService:/PCI0/@1f,3", m.lpc},
-        {"IOService:/PCI0@00/XHC1@0014", m.xhc}, {"IOService:/PCI0/pci8086,a0ed@1f:3", 0},
-        {"IOService:/PCI0/pci8086,a0ed@1f", 0}, {"IOService:/PCI0/XHC1@16", 0},
-        {"IOService:", 0}, {"IOService", 0}, {"IOService:PCI0", 0}, {"IONoSuchPlane:/", 0}, {"IOService:/PCI0:x", 0},
-        {"IOService:/PCI0//XHC1", 0}, {"IOService:/Nothing", 0}, {"IODeviceTree:/", 0}, {"", 0},
+        {"IOService:/PCI0/pci8086,a0ed@1F,03", m.lpc},
+        {"IOService:/PCI0/@1f,3", m.lpc},
+        {"IOService:/PCI0@00/XHC1@0014", m.xhc},
+        {"IOService:/PCI0/pci8086,a0ed@1f:3", 0},
+        {"IOService:/PCI0/pci8086,a0ed@1f", 0},
+        {"IOService:/PCI0/XHC1@16", 0},
+        {"IOService:", 0},
+        {"IOService", 0},
+        {"IOService:PCI0", 0},
+        {"IONoSuchPlane:/", 0},
+        {"IOService:/PCI0:x", 0},
+        {"IOService:/PCI0//XHC1", 0},
+        {"IOService:/Nothing", 0},
+        {"IODeviceTree:/", 0},
+        {"", 0},
     };
     for (auto const& [path, id] : cases)
         EXPECT_EQ(at(path), id) << path;

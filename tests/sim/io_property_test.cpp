@@ -40,13 +40,13 @@ TEST_F(io_property, numbers_come_back_as_sint32_up_to_32_bits_else_sint64)
         CFNumberType type;
         SInt64 read;
     };
-    for (auto const& c : {case_t{sim::make_number(5), kCFNumberSInt32Type, 5},
-                          case_t{sim::number{-2, 32}, kCFNumberSInt32Type, -2},
-                          // A locationID at or above 0x80000000 reads negative.
-                          case_t{sim::make_number(0x80000000), kCFNumberSInt32Type, INT32_MIN},
-                          case_t{sim::number{0xFFFFFFFF, 32}, kCFNumberSInt32Type, -1},
-                          case_t{sim::make_number(0x123456789), kCFNumberSInt64Type, 0x123456789},
-                          case_t{sim::number{7, 64}, kCFNumberSInt64Type, 7}})
+    for (auto const& c :
+         {case_t{sim::make_number(5), kCFNumberSInt32Type, 5}, case_t{sim::number{-2, 32}, kCFNumberSInt32Type, -2},
+          // A locationID at or above 0x80000000 reads negative.
+          case_t{sim::make_number(0x80000000), kCFNumberSInt32Type, INT32_MIN},
+          case_t{sim::number{0xFFFFFFFF, 32}, kCFNumberSInt32Type, -1},
+          case_t{sim::make_number(0x123456789), kCFNumberSInt64Type, 0x123456789},
+          case_t{sim::number{7, 64}, kCFNumberSInt64Type, 7}})
     {
         sim::set_property(id, "n", c.stored);
         auto const n = read("n");
@@ -107,13 +107,15 @@ TEST_F(io_property, search_looks_at_children_or_parents_when_asked)
     auto const child_handle = find_entry(child);
 
     auto const search = [](io_object_t from, char const* key, IOOptionBits options) {
-        return cf(IORegistryEntrySearchCFProperty(from, kIOServicePlane, string(key).as<CFStringRef>(), nullptr, options));
+        return cf(
+            IORegistryEntrySearchCFProperty(from, kIOServicePlane, string(key).as<CFStringRef>(), nullptr, options));
     };
     EXPECT_FALSE(search(entry.get(), "deep", 0));
     EXPECT_TRUE(search(entry.get(), "deep", kIORegistryIterateRecursively));
     EXPECT_FALSE(search(child_handle.get(), "high", kIORegistryIterateRecursively));
-    EXPECT_EQ(text_of(search(child_handle.get(), "high", kIORegistryIterateRecursively | kIORegistryIterateParents).get()),
-              "up");
+    EXPECT_EQ(
+        text_of(search(child_handle.get(), "high", kIORegistryIterateRecursively | kIORegistryIterateParents).get()),
+        "up");
 }
 
 } // namespace

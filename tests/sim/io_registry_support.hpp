@@ -217,26 +217,32 @@ struct sample_machine
         using sim::add_entry;
         using sim::make_number;
         sample_machine m{};
-        m.platform = add_entry({"IOPlatformExpertDevice", "J274AP", {}, {{"IOPlatformSerialNumber", std::string("C07TEST")}}},
-                               sim::root_entry_id);
+        m.platform =
+            add_entry({"IOPlatformExpertDevice", "J274AP", {}, {{"IOPlatformSerialNumber", std::string("C07TEST")}}},
+                      sim::root_entry_id);
         m.arm_pe = add_entry({"AppleARMPE"}, m.platform);
         m.pci = add_entry({"IOPCIBridge", "PCI0", "0"}, m.platform);
         m.xhc = add_entry({"IOPCIDevice", "XHC1", "14", {{"vendor-id", sim::data{0x86, 0x80, 0, 0}}}}, m.pci);
         m.port = add_entry({"AppleUSB20XHCIPort", "HS01", "14100000", {{"port", sim::data{1, 0, 0, 0}}}}, m.xhc);
-        m.keyboard = add_entry({"IOUSBHostDevice", "Keyboard", "14100000",
+        m.keyboard = add_entry({"IOUSBHostDevice",
+                                "Keyboard",
+                                "14100000",
                                 {{"idVendor", make_number(0x05ac)},
                                  {"idProduct", make_number(0x0250)},
                                  {"locationID", make_number(0x14100000)},
                                  {"sessionID", make_number(0x1234567890)},
                                  {"USB Product Name", std::string("Keyboard")}}},
                                m.port);
-        m.hid = add_entry({"IOUSBHostHIDDevice", "Keyboard", {},
-                           {{"PrimaryUsagePage", make_number(1)},
-                            {"PrimaryUsage", make_number(6)},
-                            {"DeviceUsagePairs",
-                             sim::array{sim::dictionary{{"DeviceUsagePage", make_number(1)}, {"DeviceUsage", make_number(6)}},
-                                        sim::dictionary{{"DeviceUsagePage", make_number(12)}, {"DeviceUsage", make_number(1)}}}}}},
-                          m.keyboard);
+        m.hid = add_entry(
+            {"IOUSBHostHIDDevice",
+             "Keyboard",
+             {},
+             {{"PrimaryUsagePage", make_number(1)},
+              {"PrimaryUsage", make_number(6)},
+              {"DeviceUsagePairs",
+               sim::array{sim::dictionary{{"DeviceUsagePage", make_number(1)}, {"DeviceUsage", make_number(6)}},
+                          sim::dictionary{{"DeviceUsagePage", make_number(12)}, {"DeviceUsage", make_number(1)}}}}}},
+            m.keyboard);
         m.lpc = add_entry({"IOPCIDevice", "pci8086,a0ed", "1f,3"}, m.pci);
         m.timer = add_entry({"AppleSharedTimer", "Timer"}, m.pci);
         sim::attach(m.timer, m.xhc, "IOService");

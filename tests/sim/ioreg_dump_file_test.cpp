@@ -17,7 +17,8 @@ namespace ioreg = plinth::testing::ioreg;
 
 constexpr auto text_dump = "machine:~ user$ ioreg -l\n"
                            "+-o Root  <class IORegistryEntry, id 0x100000100, retain 9>\n"
-                           "  +-o J313AP  <class IOPlatformExpertDevice, id 0x100000113, registered, matched, active, busy 0 (48836 ms), retain 44>\n"
+                           "  +-o J313AP  <class IOPlatformExpertDevice, id 0x100000113, registered, matched, active, "
+                           "busy 0 (48836 ms), retain 44>\n"
                            "      {\n"
                            "        \"model\" = <\"MacBookAir10,1\">\n"
                            "      }\n";
@@ -46,7 +47,8 @@ TEST_F(ioreg_dump_file, the_form_is_told_by_the_first_characters)
     EXPECT_EQ(ioreg::entry(text, 0x100000113).name, "J313AP");
 
     // The name of a file says nothing; leading blank lines and a byte order mark are passed over.
-    auto const xml = sim::read_dump_file(folder.write("registry.txt", "\xEF\xBB\xBF\n  \n" + std::string(xml_dump)), "IOUSB");
+    auto const xml =
+        sim::read_dump_file(folder.write("registry.txt", "\xEF\xBB\xBF\n  \n" + std::string(xml_dump)), "IOUSB");
     EXPECT_EQ(xml.plane, "IOUSB");
     ASSERT_EQ(xml.entries.size(), 1u);
     EXPECT_EQ(xml.entries[0].name, "Webcam");
@@ -64,9 +66,11 @@ TEST_F(ioreg_dump_file, errors_name_the_file)
     EXPECT_EQ(ioreg::dump_error_of([&] { sim::read_dump_file(folder.path()); }),
               folder.path().string() + ": is a directory, not a dump file");
 
-    auto const broken_text = folder.write("broken.txt", std::string(text_dump) + "  +-o A  <class IOService, retain 1>\n");
-    EXPECT_TRUE(ioreg::dump_error_of([&] { sim::read_dump_file(broken_text); })
-                    .starts_with(broken_text.string() + ": line 7: the header has no entry ID"));
+    auto const broken_text =
+        folder.write("broken.txt", std::string(text_dump) + "  +-o A  <class IOService, retain 1>\n");
+    EXPECT_TRUE(ioreg::dump_error_of([&] {
+                    sim::read_dump_file(broken_text);
+                }).starts_with(broken_text.string() + ": line 7: the header has no entry ID"));
 
     std::string xml = xml_dump;
     xml.replace(xml.find("<integer>4294968345</integer>"), 29, "<string>4294968345</string>");
@@ -75,15 +79,18 @@ TEST_F(ioreg_dump_file, errors_name_the_file)
               broken_xml.string() + ": \"Webcam\": IORegistryEntryID is <string>, not an <integer>");
 
     auto const empty = folder.write("empty.txt", "");
-    EXPECT_EQ(ioreg::dump_error_of([&] { sim::read_dump_file(empty); }), empty.string() + ": line 1: the dump is empty");
+    EXPECT_EQ(ioreg::dump_error_of([&] { sim::read_dump_file(empty); }),
+              empty.string() + ": line 1: the dump is empty");
 }
 
 TEST_F(ioreg_dump_file, a_dump_joins_the_registry_only_when_it_reads_whole)
 {
     std::string const text = text_dump;
     std::string const xml = xml_dump;
-    EXPECT_THROW(sim::load_dump_file(folder.write("truncated.txt", text.substr(0, text.rfind("      }")))), sim::dump_error);
-    EXPECT_THROW(sim::load_dump_file(folder.write("truncated.xml", xml.substr(0, xml.find("</dict>")))), sim::dump_error);
+    EXPECT_THROW(sim::load_dump_file(folder.write("truncated.txt", text.substr(0, text.rfind("      }")))),
+                 sim::dump_error);
+    EXPECT_THROW(sim::load_dump_file(folder.write("truncated.xml", xml.substr(0, xml.find("</dict>")))),
+                 sim::dump_error);
     EXPECT_THROW(sim::load_dump_file(folder.path() / "missing.xml"), sim::dump_error);
     EXPECT_EQ(sim::entry_count(), 1u) << "nothing merged";
 

@@ -92,7 +92,8 @@ TEST_F(ioreg_shared_dump, macos13_full_listing_with_properties)
     EXPECT_EQ(mc.name, "MC");
     EXPECT_EQ(mc.location, "0");
     ASSERT_NE(ioreg::property(mc, "vendor-id"), nullptr);
-    EXPECT_EQ(*ioreg::property(mc, "vendor-id"), sim::value(sim::data{0x86, 0x80, 0x00, 0x00})) << "0x8086, little-endian";
+    EXPECT_EQ(*ioreg::property(mc, "vendor-id"), sim::value(sim::data{0x86, 0x80, 0x00, 0x00}))
+        << "0x8086, little-endian";
     EXPECT_EQ(*ioreg::property(mc, "compatible"),
               sim::value(ioreg::bytes("pci1028,c1d\0pci8086,a708\0pciclass,060000\0MC\0"sv)));
 
@@ -141,8 +142,9 @@ TEST_F(ioreg_shared_dump, pre_el_capitan_usb_matches_after_a_prompt_with_clipped
 
 TEST_F(ioreg_shared_dump, class_chain_listings_are_not_registry_dumps)
 {
-    for (auto const* name : {"macos11-intel-t2-macbookair9,1-class-chains.txt", "macos11-m1-macbookair10,1-class-chains.txt",
-                             "macos13-m1pro-macbookpro18,3-class-chains.txt"})
+    for (auto const* name :
+         {"macos11-intel-t2-macbookair9,1-class-chains.txt", "macos11-m1-macbookair10,1-class-chains.txt",
+          "macos13-m1pro-macbookpro18,3-class-chains.txt"})
     {
         auto const message = ioreg::dump_error_of([&] { sim::read_dump_file(shared_dir / name); });
         EXPECT_NE(message.find(name), std::string::npos) << message;

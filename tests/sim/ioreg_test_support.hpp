@@ -42,7 +42,8 @@ inline void expect_entry(sim::dump const& d, sim::entry_id id, std::string const
 
 inline sim::value const* property(sim::dump_entry const& e, std::string_view key)
 {
-    auto const found = std::ranges::find(e.properties, key, [](auto const& item) -> std::string_view { return item.first; });
+    auto const found =
+        std::ranges::find(e.properties, key, [](auto const& item) -> std::string_view { return item.first; });
     return found == e.properties.end() ? nullptr : &found->second;
 }
 

@@ -21,7 +21,9 @@ sim::value read_value(std::string const& printed)
 {
     auto const d = sim::read_ioreg_text("+-o Root  <class IORegistryEntry, id 0x100000100, retain 4>\n"
                                         "    {\n"
-                                        "      \"key\" = " + printed + "\n"
+                                        "      \"key\" = " +
+                                        printed +
+                                        "\n"
                                         "    }\n");
     return d.entries.at(0).properties.at(0).second;
 }
@@ -34,8 +36,11 @@ std::string value_error(std::string const& printed)
 TEST(ioreg_text_values, every_form_ioreg_prints)
 {
     sim::dictionary const dictionary{
-        {"n", sim::number{1, 32}},       {"s", std::string("a,b")}, {"quoted", std::string("say \"hi\"")},
-        {"d", sim::data{0x01}},          {"empty", sim::dictionary{}},
+        {"n", sim::number{1, 32}},
+        {"s", std::string("a,b")},
+        {"quoted", std::string("say \"hi\"")},
+        {"d", sim::data{0x01}},
+        {"empty", sim::dictionary{}},
         {"list", sim::array{sim::number{2, 32}, std::string("x")}},
     };
     std::pair<std::string, sim::value> const cases[] = {
@@ -132,8 +137,10 @@ TEST(ioreg_text_tree, entries_links_and_locations)
     EXPECT_EQ(ids, (std::vector<sim::entry_id>{0x100000100, 0x100000113, 0x100000114, 0x100000134, 0x100000242,
                                                0x100000115}));
     using link = std::pair<sim::entry_id, sim::entry_id>;
-    EXPECT_EQ(d.links, (std::vector<link>{{0x100000100, 0x100000113}, {0x100000113, 0x100000114},
-                                          {0x100000114, 0x100000134}, {0x100000114, 0x100000242},
+    EXPECT_EQ(d.links, (std::vector<link>{{0x100000100, 0x100000113},
+                                          {0x100000113, 0x100000114},
+                                          {0x100000114, 0x100000134},
+                                          {0x100000114, 0x100000242},
                                           {0x100000113, 0x100000115}}));
     EXPECT_EQ(d.tops, std::vector<sim::entry_id>{0x100000100});
 
@@ -168,29 +175,32 @@ TEST(ioreg_text_tree, an_entry_printed_under_each_parent_is_one_entry_with_sever
     EXPECT_EQ(ioreg::parents(d, 0x31), std::vector<sim::entry_id>{0x30}) << "a reprinted subtree adds no link";
     EXPECT_EQ(d.links.size(), 5u);
     // The first printing wins; a later one only adds what the first did not show.
-    EXPECT_EQ(ioreg::entry(d, 0x30).properties,
-              (sim::dictionary{{"first", sim::number{1, 32}}, {"second", true}}));
+    EXPECT_EQ(ioreg::entry(d, 0x30).properties, (sim::dictionary{{"first", sim::number{1, 32}}, {"second", true}}));
 }
 
 TEST(ioreg_text_tree, several_matches_after_a_shell_prompt_are_tops_unless_printed_inside_another)
 {
-    constexpr auto text = "kios-imac:dev kio$ ioreg -Src IOUSBDevice\r\n"
-                          "+-o IR Receiver@4500000  <class IOUSBDevice, id 0x1000002a2, registered, matched, active, busy 0 (621 ms), retain 10>\r\n"
-                          "  | {\r\n"
-                          "  |   \"PortNum\" = 5\r\n"
-                          "  | }\r\n"
-                          "  | \r\n"
-                          "  +-o IOUSBInterface@0  <class IOUSBInterface, id 0x1000002a5, registered, matched, active, busy 0 (527 ms), retain 9>\r\n"
-                          "\r\n"
-                          "+-o Keyboard Hub@4400000  <class IOUSBHubDevice, id 0x1000002b0, registered, matched, active, busy 0 (61 ms), retain 11>\r\n"
-                          "  +-o Mouse  <class IORegistryEntry:IOService:IOUSBDevice:IOUSBHostDevice, id 0x42, retain 3>\r\n"
-                          "\r\n"
-                          "+-o Mouse  <class IORegistryEntry:IOService:IOUSBDevice:IOUSBHostDevice, id 0x42, retain 3>\r\n"
-                          "\r\n";
+    constexpr auto text =
+        "kios-imac:dev kio$ ioreg -Src IOUSBDevice\r\n"
+        "+-o IR Receiver@4500000  <class IOUSBDevice, id 0x1000002a2, registered, matched, active, busy 0 (621 ms), "
+        "retain 10>\r\n"
+        "  | {\r\n"
+        "  |   \"PortNum\" = 5\r\n"
+        "  | }\r\n"
+        "  | \r\n"
+        "  +-o IOUSBInterface@0  <class IOUSBInterface, id 0x1000002a5, registered, matched, active, busy 0 (527 ms), "
+        "retain 9>\r\n"
+        "\r\n"
+        "+-o Keyboard Hub@4400000  <class IOUSBHubDevice, id 0x1000002b0, registered, matched, active, busy 0 (61 ms), "
+        "retain 11>\r\n"
+        "  +-o Mouse  <class IORegistryEntry:IOService:IOUSBDevice:IOUSBHostDevice, id 0x42, retain 3>\r\n"
+        "\r\n"
+        "+-o Mouse  <class IORegistryEntry:IOService:IOUSBDevice:IOUSBHostDevice, id 0x42, retain 3>\r\n"
+        "\r\n";
     auto const d = sim::read_ioreg_text(text);
     EXPECT_EQ(d.tops, (std::vector<sim::entry_id>{0x1000002a2, 0x1000002b0}));
-    EXPECT_EQ(d.links, (std::vector<std::pair<sim::entry_id, sim::entry_id>>{{0x1000002a2, 0x1000002a5},
-                                                                             {0x1000002b0, 0x42}}));
+    EXPECT_EQ(d.links,
+              (std::vector<std::pair<sim::entry_id, sim::entry_id>>{{0x1000002a2, 0x1000002a5}, {0x1000002b0, 0x42}}));
     ioreg::expect_entry(d, 0x1000002a2, "IOUSBDevice", "IR Receiver", "4500000", {{"PortNum", sim::number{5, 32}}});
     // A header showing the class chain gives it most derived first.
     ioreg::expect_entry(d, 0x42, "IOUSBHostDevice", "Mouse", {}, {},
@@ -201,7 +211,8 @@ TEST(ioreg_text_tree, clipped_lines_keep_what_they_show)
 {
     constexpr auto text =
         "+-o Root  <class IORegistryEntry, id 0x1, retain 9>\n"
-        "  +-o BroadcomBluetoothHostControllerUSBTransport  <class BroadcomBluetoothHostControllerUSBTransport, id 0x1000002f5, registered, matched, active, busy 0 (0$\n"
+        "  +-o BroadcomBluetoothHostControllerUSBTransport  <class BroadcomBluetoothHostControllerUSBTransport, id "
+        "0x1000002f5, registered, matched, active, busy 0 (0$\n"
         "      {\n"
         "        \"shown\" = \"a long text that the termin$\n"
         "        \"numbers\" = (1,2,3$\n"

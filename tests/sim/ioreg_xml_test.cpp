@@ -17,7 +17,8 @@ using ioreg::dump_error_of;
 std::string plist(std::string const& body)
 {
     return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" \"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
+           "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+           "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n"
            "<plist version=\"1.0\">\n" +
            body + "</plist>\n";
 }
@@ -27,10 +28,14 @@ std::string entry(std::string const& name, std::string const& class_name, std::u
                   std::string const& more = {})
 {
     return "<dict>\n"
-           "<key>IOObjectClass</key><string>" + class_name + "</string>\n"
-           "<key>IORegistryEntryID</key><integer>" + std::to_string(id) + "</integer>\n"
-           "<key>IORegistryEntryName</key><string>" + name + "</string>\n" +
-           more + "</dict>\n";
+           "<key>IOObjectClass</key><string>" +
+           class_name +
+           "</string>\n"
+           "<key>IORegistryEntryID</key><integer>" +
+           std::to_string(id) +
+           "</integer>\n"
+           "<key>IORegistryEntryName</key><string>" +
+           name + "</string>\n" + more + "</dict>\n";
 }
 
 std::string children(std::string const& entries)
@@ -90,7 +95,8 @@ TEST(ioreg_xml_entries, property_values_of_every_kind)
         {"text", "<string>a &lt;b&gt; &amp; c</string>", std::string("a <b> & c")},
         {"data", "<data>hoAAAA==</data>", sim::data{0x86, 0x80, 0x00, 0x00}},
         {"date", "<date>2001-01-02T00:00:00Z</date>", std::string("2001-01-02T00:00:00Z")},
-        {"list", "<array><integer>1</integer><string>x</string></array>", sim::array{sim::number{1, 32}, std::string("x")}},
+        {"list", "<array><integer>1</integer><string>x</string></array>",
+         sim::array{sim::number{1, 32}, std::string("x")}},
         {"map", "<dict><key>z</key><integer>1</integer><key>a</key><dict/></dict>",
          sim::dictionary{{"z", sim::number{1, 32}}, {"a", sim::dictionary{}}}},
     };
@@ -101,12 +107,14 @@ TEST(ioreg_xml_entries, property_values_of_every_kind)
         values += std::string("<key>") + c.key + "</key>" + c.xml + "\n";
         expected.emplace_back(c.key, c.expected);
     }
-    EXPECT_EQ(sim::read_ioreg_xml(plist(entry("Root", "IORegistryEntry", 1, values))).entries.at(0).properties, expected);
+    EXPECT_EQ(sim::read_ioreg_xml(plist(entry("Root", "IORegistryEntry", 1, values))).entries.at(0).properties,
+              expected);
 }
 
 TEST(ioreg_xml_entries, several_matches_and_several_parents)
 {
-    std::string const shared_child = entry("IOHIDSystem", "IOHIDSystem", 0x30, "<key>first</key><integer>1</integer>\n");
+    std::string const shared_child =
+        entry("IOHIDSystem", "IOHIDSystem", 0x30, "<key>first</key><integer>1</integer>\n");
     std::string const shared_child_again =
         entry("IOHIDSystem", "IOHIDSystem", 0x30, "<key>first</key><integer>2</integer><key>second</key><true/>\n");
     auto const d = sim::read_ioreg_xml(
@@ -122,7 +130,8 @@ TEST(ioreg_xml_malformed, faults_in_entries_name_the_element_path)
 {
     auto const error = [](std::string const& body) { return dump_error_of([&] { sim::read_ioreg_xml(plist(body)); }); };
     auto const under_root = [](std::string const& child) {
-        return entry("Root", "IORegistryEntry", 1, children(entry("J313AP", "IOPlatformExpertDevice", 2, children(child))));
+        return entry("Root", "IORegistryEntry", 1,
+                     children(entry("J313AP", "IOPlatformExpertDevice", 2, children(child))));
     };
     std::string const slot = "\"Root\" > IORegistryEntryChildren[0] > \"J313AP\" > IORegistryEntryChildren[0]";
     std::string const path = slot + " > ";
@@ -136,10 +145,12 @@ TEST(ioreg_xml_malformed, faults_in_entries_name_the_element_path)
               path + "\"Webcam\": the entry has no IORegistryEntryID");
     EXPECT_EQ(error(under_root("<dict><key>IORegistryEntryID</key><integer>3</integer></dict>")),
               path + "(entry without a name): the entry has no IOObjectClass");
-    EXPECT_EQ(error(under_root(entry("Webcam", "IOService", 3, "<key>IORegistryEntryLocation</key><integer>1</integer>"))),
-              path + "\"Webcam\": IORegistryEntryLocation is <integer>, not a <string>");
-    EXPECT_EQ(error(under_root(entry("Webcam", "IOService", 3, "<key>IOObjectInheritance</key><string>IOService</string>"))),
-              path + "\"Webcam\": IOObjectInheritance is <string>, not an <array>");
+    EXPECT_EQ(
+        error(under_root(entry("Webcam", "IOService", 3, "<key>IORegistryEntryLocation</key><integer>1</integer>"))),
+        path + "\"Webcam\": IORegistryEntryLocation is <integer>, not a <string>");
+    EXPECT_EQ(
+        error(under_root(entry("Webcam", "IOService", 3, "<key>IOObjectInheritance</key><string>IOService</string>"))),
+        path + "\"Webcam\": IOObjectInheritance is <string>, not an <array>");
     EXPECT_EQ(error(under_root(entry("Webcam", "IOService", 3,
                                      "<key>IOObjectInheritance</key><array><integer>1</integer></array>"))),
               path + "\"Webcam\": IOObjectInheritance[0] is <integer>, not a <string>");
@@ -148,8 +159,11 @@ TEST(ioreg_xml_malformed, faults_in_entries_name_the_element_path)
     EXPECT_EQ(error(under_root(entry("Webcam", "IOService", 3, "<key>IORegistryEntryChildren</key><dict/>"))),
               path + "\"Webcam\": IORegistryEntryChildren is <dict>, not an <array>");
     EXPECT_EQ(error(under_root("<string>Webcam</string>")), slot + ": <string> where a registry entry <dict> must be");
-    EXPECT_EQ(error(under_root(entry("Webcam", "IORegistryEntry", 1))), path + "\"Webcam\": entry 0x1 is printed under 0x2, one of its own descendants");
-    EXPECT_EQ(error(under_root(entry("Webcam", "IOService", 2))), path + "\"Webcam\": entry 0x2 is printed with class IOService but was printed before with class IOPlatformExpertDevice");
+    EXPECT_EQ(error(under_root(entry("Webcam", "IORegistryEntry", 1))),
+              path + "\"Webcam\": entry 0x1 is printed under 0x2, one of its own descendants");
+    EXPECT_EQ(error(under_root(entry("Webcam", "IOService", 2))),
+              path + "\"Webcam\": entry 0x2 is printed with class IOService but was printed before with class "
+                     "IOPlatformExpertDevice");
 }
 
 // Found by xml_dump_fuzzer: the root nested in another entry's children read
@@ -157,9 +171,10 @@ TEST(ioreg_xml_malformed, faults_in_entries_name_the_element_path)
 TEST(ioreg_xml_malformed, the_root_among_an_entrys_children_is_an_error)
 {
     auto const root = entry("Root", "IORegistryEntry", 0x100000100);
-    EXPECT_EQ(dump_error_of([&] { sim::read_ioreg_xml(plist(entry("Mac", "IOPlatformExpertDevice", 2, children(root)))); }),
-              "\"Mac\" > IORegistryEntryChildren[0] > \"Root\": the root entry 0x100000100 is printed under 0x2; "
-              "the root has no parent");
+    EXPECT_EQ(
+        dump_error_of([&] { sim::read_ioreg_xml(plist(entry("Mac", "IOPlatformExpertDevice", 2, children(root)))); }),
+        "\"Mac\" > IORegistryEntryChildren[0] > \"Root\": the root entry 0x100000100 is printed under 0x2; "
+        "the root has no parent");
 }
 
 TEST(ioreg_xml_malformed, documents_that_hold_no_entries)
@@ -177,7 +192,8 @@ TEST(ioreg_xml_malformed, xml_that_libplist_rejects_names_the_first_unpaired_tag
 {
     auto const error = [](std::string const& xml) { return dump_error_of([&] { sim::read_ioreg_xml(xml); }); };
     auto const line_of = [](std::string const& text, std::size_t at) {
-        return "line " + std::to_string(1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n'));
+        return "line " +
+               std::to_string(1 + std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n'));
     };
     std::string const whole = plist(entry("Root", "IORegistryEntry", 1, children(entry("A", "IOService", 2))));
 
@@ -212,16 +228,20 @@ TEST(ioreg_xml_malformed, a_value_that_is_not_what_its_element_says)
         {"<integer>12abc</integer>", "<integer> holds \"12abc\", not a whole number"},
         {"<integer>0xfg</integer>", "<integer> holds \"0xfg\", not a whole number"},
         {"<integer>1.5</integer>", "<integer> holds \"1.5\", not a whole number"},
-        {"<integer>010</integer>", "<integer> holds \"010\", a whole number with a leading zero (libplist would read it as octal)"},
-        {"<integer>18446744073709551616</integer>", "<integer> holds \"18446744073709551616\", a whole number beyond 64 bits"},
-        {"<integer>-9223372036854775809</integer>", "<integer> holds \"-9223372036854775809\", a whole number beyond 64 bits"},
+        {"<integer>010</integer>",
+         "<integer> holds \"010\", a whole number with a leading zero (libplist would read it as octal)"},
+        {"<integer>18446744073709551616</integer>",
+         "<integer> holds \"18446744073709551616\", a whole number beyond 64 bits"},
+        {"<integer>-9223372036854775809</integer>",
+         "<integer> holds \"-9223372036854775809\", a whole number beyond 64 bits"},
         {"<real>abc</real>", "<real> holds \"abc\", not a number"},
         {"<real>1.5.2</real>", "<real> holds \"1.5.2\", not a number"},
         {"<data>!!!!</data>", "<data> holds \"!!!!\", not base64 (a character outside A-Z a-z 0-9 + /)"},
         {"<data>QUJ</data>", "<data> holds \"QUJ\", base64 of a length that is not whole groups of four"},
         {"<data>QQ==QUJD</data>", "<data> holds \"QQ==QUJD\", base64 that goes on after its '=' padding"},
         {"<date>yesterday</date>", "<date> holds \"yesterday\", not a date of the form 2001-01-01T00:00:00Z"},
-        {"<date>2020-13-01T00:00:00Z</date>", "<date> holds \"2020-13-01T00:00:00Z\", not a date of the form 2001-01-01T00:00:00Z"},
+        {"<date>2020-13-01T00:00:00Z</date>",
+         "<date> holds \"2020-13-01T00:00:00Z\", not a date of the form 2001-01-01T00:00:00Z"},
         {"<true>yes</true>", "<true> holds \"yes\", but the element holds nothing"},
         {"<false>0</false>", "<false> holds \"0\", but the element holds nothing"},
         {"<integer><string>1</string></integer>", "<integer> holds markup, not a value"},
@@ -234,12 +254,20 @@ TEST(ioreg_xml_malformed, a_value_that_is_not_what_its_element_says)
     }
 
     // Their well-formed neighbours read as before.
-    char const* const good[] = {"<integer> 12 </integer>", "<integer>-9223372036854775808</integer>",
-                                "<integer>0x1F</integer>", "<integer>0</integer>", "<real>-2.5e3</real>",
-                                "<real>nan</real>", "<data>QUJD\n QQ==</data>", "<data></data>",
-                                "<date>2001-01-01T00:00:00Z</date>", "<true></true>", "<false/>"};
+    char const* const good[] = {"<integer> 12 </integer>",
+                                "<integer>-9223372036854775808</integer>",
+                                "<integer>0x1F</integer>",
+                                "<integer>0</integer>",
+                                "<real>-2.5e3</real>",
+                                "<real>nan</real>",
+                                "<data>QUJD\n QQ==</data>",
+                                "<data></data>",
+                                "<date>2001-01-01T00:00:00Z</date>",
+                                "<true></true>",
+                                "<false/>"};
     for (char const* xml : good)
-        EXPECT_NO_THROW(sim::read_ioreg_xml(plist(entry("Root", "IORegistryEntry", 1, std::string("<key>ok</key>") + xml))))
+        EXPECT_NO_THROW(
+            sim::read_ioreg_xml(plist(entry("Root", "IORegistryEntry", 1, std::string("<key>ok</key>") + xml))))
             << xml;
 }
 
@@ -260,8 +288,10 @@ TEST(ioreg_xml_malformed, a_deep_plist)
         auto const message = dump_error_of([&] { sim::read_ioreg_xml(plist(body)); });
         // <plist>, the entry's <dict>, then one nested element a line from line 8;
         // a <dict>'s <key> stands a level below it.
-        EXPECT_EQ(message, element == "dict" ? "line " + std::to_string(8 + 1533) + ": <key> is nested more than 1536 elements deep"
-                                             : "line " + std::to_string(8 + 1534) + ": <array> is nested more than 1536 elements deep");
+        EXPECT_EQ(message,
+                  element == "dict"
+                      ? "line " + std::to_string(8 + 1533) + ": <key> is nested more than 1536 elements deep"
+                      : "line " + std::to_string(8 + 1534) + ": <array> is nested more than 1536 elements deep");
     }
 
     // As deep as libplist is let to go: values nested beyond the loader's own

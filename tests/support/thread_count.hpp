@@ -20,8 +20,8 @@ inline std::size_t thread_count()
         return true;
     }();
     (void)runtime_settled;
-    return static_cast<std::size_t>(std::distance(std::filesystem::directory_iterator("/proc/self/task"),
-                                                  std::filesystem::directory_iterator()));
+    return static_cast<std::size_t>(
+        std::distance(std::filesystem::directory_iterator("/proc/self/task"), std::filesystem::directory_iterator()));
 }
 
 // Waits until the process is back to `expected` threads: detached threads end on

@@ -37,7 +37,8 @@ parse_outcome parse(std::vector<std::string> args)
 // "hid read" for a subcommand: the names from the top of the table down to the row.
 std::string full_name(tool::command const* row)
 {
-    for (auto const& top : tool::command_table()) {
+    for (auto const& top : tool::command_table())
+    {
         if (&top == row)
             return std::string(top.name);
         for (auto const& sub : top.subcommands)
@@ -66,7 +67,8 @@ TEST(command_table_test, each_command_line_runs_the_row_it_names_and_every_row_i
         {{"hid", "write", "1", "02"}, "hid write"},
     };
     std::set<std::string> reached;
-    for (auto const& [args, command] : command_lines) {
+    for (auto const& [args, command] : command_lines)
+    {
         auto const outcome = parse(args);
         ASSERT_FALSE(outcome.parsed.exit_status.has_value()) << command << ": " << outcome.err;
         ASSERT_NE(outcome.parsed.value.command_to_run, nullptr) << command;
@@ -77,7 +79,8 @@ TEST(command_table_test, each_command_line_runs_the_row_it_names_and_every_row_i
     }
 
     std::set<std::string> rows;
-    for (auto const& top : tool::command_table()) {
+    for (auto const& top : tool::command_table())
+    {
         rows.insert(std::string(top.name));
         for (auto const& sub : top.subcommands)
             rows.insert(std::string(top.name) + ' ' + std::string(sub.name));
@@ -87,7 +90,8 @@ TEST(command_table_test, each_command_line_runs_the_row_it_names_and_every_row_i
 
 TEST(command_table_test, a_word_that_names_no_command_is_refused_in_one_line_and_runs_nothing)
 {
-    for (auto const& args : std::vector<std::vector<std::string>>{{"frobnicate"}, {"--json", "Tree"}, {"hid", "frob"}}) {
+    for (auto const& args : std::vector<std::vector<std::string>>{{"frobnicate"}, {"--json", "Tree"}, {"hid", "frob"}})
+    {
         auto const outcome = parse(args);
         ASSERT_TRUE(outcome.parsed.exit_status.has_value()) << args.back();
         EXPECT_EQ(*outcome.parsed.exit_status, 2) << args.back();
@@ -106,7 +110,8 @@ TEST(command_table_test, help_lists_every_command_with_its_help)
 {
     auto const outcome = parse({"--help"});
     EXPECT_EQ(outcome.parsed.exit_status, 0);
-    for (auto const& row : tool::command_table()) {
+    for (auto const& row : tool::command_table())
+    {
         EXPECT_NE(outcome.out.find(std::string(row.name)), std::string::npos) << row.name;
         // CLI11 wraps long descriptions; the first words are on the command's line.
         EXPECT_NE(outcome.out.find(std::string(row.help.substr(0, 20))), std::string::npos) << row.name;

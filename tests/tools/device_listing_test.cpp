@@ -52,7 +52,8 @@ TEST_F(device_listing_test, bundled_usb_devices_nest_under_their_hub_in_the_usb_
     EXPECT_EQ(usb[1].product, "USB Keyboard");
     EXPECT_EQ(usb[1].depth, 1) << "behind the hub";
     EXPECT_EQ(usb[1].vendor_id, 0x046d);
-    for (auto const& item : usb) {
+    for (auto const& item : usb)
+    {
         EXPECT_TRUE(item.port_number) << *item.product;
         EXPECT_TRUE(item.descriptor) << *item.product;
     }
@@ -102,7 +103,9 @@ TEST_F(device_listing_test, bundled_pci_functions_read_their_data_identity_and_n
 TEST_F(device_listing_test, without_a_usb_plane_devices_come_in_service_order_once_and_a_bad_one_does_not_stop_it)
 {
     auto const controller = sim::add_entry({"AppleUSBXHCI", "XHC1", "14000000"}, sim::root_entry_id);
-    sim::add_entry({"IOUSBHostDevice", "Keyboard", "14100000",
+    sim::add_entry({"IOUSBHostDevice",
+                    "Keyboard",
+                    "14100000",
                     {{"locationID", sim::make_number(0x14100000)}, {"idVendor", std::string("05ac")}}},
                    controller);
     sim::add_entry({"IOUSBHostDevice", "Bare", "14200000"}, controller);
@@ -125,10 +128,12 @@ TEST_F(device_listing_test, without_a_usb_plane_devices_come_in_service_order_on
 TEST_F(device_listing_test, a_listing_pays_seven_iokit_calls_per_entry_it_passes)
 {
     auto const bridge = sim::add_entry({"IOPCI2PCIBridge", "pci-bridge", "1"}, sim::root_entry_id);
-    auto const function = sim::add_entry({"IOPCIDevice", "XHC1", "14",
-                                          {{"vendor-id", sim::data{0x86, 0x80, 0, 0}},
-                                           {"device-id", sim::data{0x6d, 0xa3, 0, 0}}}},
-                                         bridge);
+    auto const function =
+        sim::add_entry({"IOPCIDevice",
+                        "XHC1",
+                        "14",
+                        {{"vendor-id", sim::data{0x86, 0x80, 0, 0}}, {"device-id", sim::data{0x6d, 0xa3, 0, 0}}}},
+                       bridge);
     sim::add_entry({"AppleUSBXHCI", "XHC1"}, function);
     auto const registry = machine();
     sim::reset_call_count();
@@ -148,15 +153,18 @@ TEST_F(device_listing_test, every_shared_dump_lists_all_three_kinds)
     if (!std::filesystem::is_directory(shared))
         GTEST_SKIP() << "no shared dumps at " << shared;
     int dumps = 0;
-    for (auto const& file : std::filesystem::directory_iterator(shared)) {
+    for (auto const& file : std::filesystem::directory_iterator(shared))
+    {
         if (file.path().extension() != ".txt")
             continue;
         SCOPED_TRACE(file.path().filename().string());
         sim::reset_registry();
-        try {
+        try
+        {
             sim::load_dump_file(file.path());
         }
-        catch (std::exception const&) {
+        catch (std::exception const&)
+        {
             continue; // the class-chain listings are no registry dumps
         }
         ++dumps;

@@ -39,7 +39,9 @@ protected:
     {
         threaded_sim_test::SetUp();
         platform = sim::add_entry({"IOPlatformExpertDevice", "Platform"}, sim::root_entry_id);
-        keyboard = sim::add_entry({"IOUSBHostHIDDevice", "Keyboard", "14100000",
+        keyboard = sim::add_entry({"IOUSBHostHIDDevice",
+                                   "Keyboard",
+                                   "14100000",
                                    {{"DeviceUsagePage", sim::make_number(1)},
                                     {"DeviceUsage", sim::make_number(6)},
                                     {"VendorID", sim::make_number(0x046d)},
@@ -48,10 +50,12 @@ protected:
                                     {"MaxInputReportSize", sim::make_number(8)},
                                     {"MaxOutputReportSize", sim::make_number(1)}}},
                                   platform);
-        vendor = sim::add_entry({"IOUSBHostHIDDevice", "Gadget", "14200000",
-                                 {{"DeviceUsagePage", sim::make_number(0xff42)},
-                                  {"MaxInputReportSize", sim::make_number(4)}}},
-                                platform);
+        vendor = sim::add_entry(
+            {"IOUSBHostHIDDevice",
+             "Gadget",
+             "14200000",
+             {{"DeviceUsagePage", sim::make_number(0xff42)}, {"MaxInputReportSize", sim::make_number(4)}}},
+            platform);
         sim::add_entry({"IOUSBHostDevice", "Not HID"}, platform);
     }
 
@@ -84,8 +88,7 @@ protected:
 
 // Reports sent before the reader has the device open go nowhere: the device sends
 // one every few milliseconds until the reader has printed one, or ended.
-bool keep_sending_until_printed(std::uint64_t device, std::filesystem::path const& file,
-                                std::future<int> const& reader)
+bool keep_sending_until_printed(std::uint64_t device, std::filesystem::path const& file, std::future<int> const& reader)
 {
     auto const until = std::chrono::steady_clock::now() + 10s;
     while (std::chrono::steady_clock::now() < until)
@@ -104,7 +107,6 @@ bool keep_sending_until_printed(std::uint64_t device, std::filesystem::path cons
     }
     return false;
 }
-
 
 TEST_F(hid_command_test, lists_hid_devices_with_their_usage_in_words)
 {

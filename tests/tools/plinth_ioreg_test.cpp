@@ -45,7 +45,7 @@ using plinth::apple::io_kit::mach_port;
 using plinth::testing::read_file;
 using plinth::testing::scratch_folder;
 
-constexpr plane all_planes[] = {plane::service, plane::power, plane::device_tree,
+constexpr plane all_planes[] = {plane::service, plane::power,    plane::device_tree,
                                 plane::audio,   plane::firewire, plane::usb};
 
 struct run_result
@@ -76,7 +76,7 @@ std::string quoted(std::string const& arg)
 struct redirection
 {
     std::string input = "/dev/null";
-    std::string output; // standard output's file; captured when empty
+    std::string output;    // standard output's file; captured when empty
     std::string directory; // the tool's working directory; the test's when empty
 };
 
@@ -116,8 +116,7 @@ run_result run_tool(std::vector<std::string> const& args, redirection const& str
     if (!streams.directory.empty())
         command = "cd " + quoted(streams.directory) + " && " + command;
     auto const raw = std::system(command.c_str());
-    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, fs::exists(out) ? read_file(out) : std::string(),
-            read_file(err)};
+    return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, fs::exists(out) ? read_file(out) : std::string(), read_file(err)};
 }
 
 // Entries printed by a walk from the root, each once per parent it has, as the
@@ -144,7 +143,8 @@ std::vector<tree_line> tree_lines(std::string const& text)
 {
     static std::regex const line(R"(^([ |]*)\+-o (.*?)  <class [^,>]*(?:, id (0x[0-9a-f]+))?.*$)");
     std::vector<tree_line> found;
-    for (auto const& text_line : lines_of(text)) {
+    for (auto const& text_line : lines_of(text))
+    {
         std::smatch m;
         if (std::regex_match(text_line, m, line))
             found.push_back({m[1], m[2], m[3]});
@@ -179,7 +179,8 @@ TEST_F(ioreg_program_test, tree_of_the_bundled_registry_prints_every_entry_once_
     sim::load_bundled_registry();
     tree const registry(mach_port::master_port_default());
     static std::regex const header(R"(^[ |]*\+-o [^ ].*  <class [^,]+, id 0x[0-9a-f]+>$)");
-    for (auto const p : all_planes) {
+    for (auto const p : all_planes)
+    {
         auto const name = plinth::apple::to_string(p);
         auto const result = run_tool({"tree", "--plane", name});
         ASSERT_EQ(result.status, 0) << result.err;
@@ -197,7 +198,8 @@ TEST_F(ioreg_program_test, tree_of_every_dump_with_ids_repeats_the_dumps_entry_l
     if (!fs::is_directory(shared))
         GTEST_SKIP() << "no shared dumps at " << shared;
     int dumps = 0;
-    for (auto const& file : fs::directory_iterator(shared)) {
+    for (auto const& file : fs::directory_iterator(shared))
+    {
         auto const text = read_file(file.path());
         // The class-chain listings show no IDs: no registry can be built from them.
         if (file.path().extension() != ".txt" || text.find(", id 0x") == std::string::npos)
@@ -336,7 +338,8 @@ TEST_F(ioreg_program_test, json_listings_give_ids_as_tree_and_show_do)
     collect_objects(document, objects);
     for (auto const* object : objects)
         tree_ids.insert(object->at("id").get<std::string>());
-    for (auto const* command : {"usb", "pci", "serial"}) {
+    for (auto const* command : {"usb", "pci", "serial"})
+    {
         auto const listing = nlohmann::json::parse(run_tool({"--json", command}).out);
         ASSERT_FALSE(listing.empty()) << command;
         for (auto const& item : listing)
@@ -378,7 +381,8 @@ TEST_F(ioreg_program_test, json_tree_has_every_entry_with_its_fields_and_show_by
     // Paths that name one entry only: siblings of one name and no location share a
     // path, which IOKit resolves to the first of them.
     std::map<std::string, std::set<std::uint64_t>> ids_by_path;
-    for (auto const* object : objects) {
+    for (auto const* object : objects)
+    {
         EXPECT_TRUE(std::regex_match(object->at("id").get<std::string>(), std::regex("0x[0-9a-f]+")));
         EXPECT_TRUE(object->at("class").is_string());
         EXPECT_TRUE(object->at("name").is_string());
@@ -394,7 +398,8 @@ TEST_F(ioreg_program_test, json_tree_has_every_entry_with_its_fields_and_show_by
 
     int compared = 0;
     auto const step = std::max<std::size_t>(1, objects.size() / 8);
-    for (std::size_t i = 1; i < objects.size() && compared < 8; i += step) {
+    for (std::size_t i = 1; i < objects.size() && compared < 8; i += step)
+    {
         auto const& object = *objects[i];
         if (!object.at("path").is_string() || ids_by_path[object.at("path")].size() != 1)
             continue;
@@ -445,7 +450,8 @@ TEST_F(ioreg_program_test, failures_say_one_line_and_exit_one)
         // A name longer than the system takes names no file: it is split, and then cannot be read.
         {{"--registry", "IOUSB=" + std::string(5000, 'a'), "tree"}, "plinth-ioreg: cannot read \"aaaa"},
     };
-    for (auto const& f : failures) {
+    for (auto const& f : failures)
+    {
         auto const result = run_tool(f.args);
         EXPECT_EQ(result.status, 1) << f.message;
         EXPECT_EQ(result.out, "") << f.message;
@@ -474,7 +480,8 @@ TEST_F(ioreg_program_test, a_mistyped_command_line_is_named_in_one_line_and_exit
         {{"tree", "-d", "0"}, "plinth-ioreg: --depth: not a depth of 1 or more: 0"},
         {{"tree", "-r"}, "plinth-ioreg: -r: needs something to look for: -c, -n or -k"},
     };
-    for (auto const& m : mistakes) {
+    for (auto const& m : mistakes)
+    {
         auto const result = run_tool(m.args);
         EXPECT_EQ(result.status, 2) << m.message;
         EXPECT_EQ(result.out, "") << m.message;
@@ -498,7 +505,8 @@ TEST_F(ioreg_program_test, asking_for_help_or_the_version_prints_it_and_exits_ze
 
 TEST_F(ioreg_program_test, writing_to_a_full_disk_fails_in_one_line)
 {
-    for (auto const& args : std::vector<std::vector<std::string>>{{"tree"}, {"tree", "--json", "-l"}, {"--help"}}) {
+    for (auto const& args : std::vector<std::vector<std::string>>{{"tree"}, {"tree", "--json", "-l"}, {"--help"}})
+    {
         auto const result = run_tool(args, output_to("/dev/full"));
         EXPECT_EQ(result.status, 1) << testing::PrintToString(args);
         EXPECT_EQ(result.err.rfind("plinth-ioreg: cannot write the output", 0), 0u) << result.err;
@@ -745,7 +753,8 @@ TEST_F(ioreg_search_in_process_test, looking_for_a_class_finds_what_the_library_
 {
     sim::load_bundled_registry();
     tree const registry(mach_port::master_port_default());
-    for (auto const* class_name : {"IOUSBHostDevice", "IOPCIDevice", "IOSerialBSDClient"}) {
+    for (auto const* class_name : {"IOUSBHostDevice", "IOPCIDevice", "IOSerialBSDClient"})
+    {
         std::vector<std::uint64_t> expected;
         collect_conforming(registry.get_root_node(), plane::service, class_name, expected);
         ASSERT_FALSE(expected.empty()) << class_name;
@@ -757,7 +766,8 @@ TEST_F(ioreg_search_in_process_test, looking_for_a_class_finds_what_the_library_
         scope.depth = 1;
         tool::registry_search const subtrees(plane::service, criteria, scope, false);
         std::vector<std::uint64_t> found;
-        for (auto const& match : subtrees.subtrees_of_matches(tool::find_root(registry))) {
+        for (auto const& match : subtrees.subtrees_of_matches(tool::find_root(registry)))
+        {
             found.push_back(match.summary.id);
             EXPECT_TRUE(match.children.empty()) << "depth 1 is the match alone";
             EXPECT_TRUE(match.properties.has_value());
@@ -766,13 +776,14 @@ TEST_F(ioreg_search_in_process_test, looking_for_a_class_finds_what_the_library_
 
         // Above the matches: every entry shown is a match (with its properties)
         // or leads to one, and every match is there.
-        auto const pruned = tool::registry_search(plane::service, criteria, {}, false)
-                                .entries_above_matches(tool::find_root(registry));
+        auto const pruned =
+            tool::registry_search(plane::service, criteria, {}, false).entries_above_matches(tool::find_root(registry));
         ASSERT_TRUE(pruned.has_value());
         std::vector<tool::tree_node const*> nodes;
         collect_nodes(*pruned, nodes);
         std::vector<std::uint64_t> shown_matches;
-        for (auto const* node : nodes) {
+        for (auto const* node : nodes)
+        {
             if (node->properties)
                 shown_matches.push_back(node->summary.id);
             else
@@ -792,14 +803,16 @@ TEST_F(ioreg_search_in_process_test, subtrees_of_matches_inside_matches_each_hav
     collect_conforming(registry.get_root_node(), plane::service, "IOService", expected);
     tool::search_criteria criteria;
     criteria.class_name = "IOService";
-    for (std::size_t const depth : {1u, 2u, 3u}) {
+    for (std::size_t const depth : {1u, 2u, 3u})
+    {
         tool::search_scope scope;
         scope.subtrees = true;
         scope.depth = depth;
         auto const found = tool::registry_search(plane::service, criteria, scope, false)
                                .subtrees_of_matches(tool::find_root(registry));
         ASSERT_EQ(found.size(), expected.size());
-        for (std::size_t i = 0; i < found.size(); ++i) {
+        for (std::size_t i = 0; i < found.size(); ++i)
+        {
             EXPECT_EQ(found[i].summary.id, expected[i]);
             // The whole tree below the match, down to the depth: what a plain walk
             // from the match gives, cut at that depth.

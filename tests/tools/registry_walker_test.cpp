@@ -99,7 +99,8 @@ TEST_F(registry_walker_test, an_entry_with_two_parents_shows_under_each_with_its
     ASSERT_EQ(root.children.size(), 1u);
     auto const& platform = root.children[0];
     ASSERT_EQ(platform.children.size(), 2u);
-    for (auto const& bus : platform.children) {
+    for (auto const& bus : platform.children)
+    {
         ASSERT_EQ(bus.children.size(), 1u) << bus.summary.location.value_or("");
         auto const& shared = bus.children[0];
         EXPECT_EQ(shared.summary.id, shared_);
@@ -145,11 +146,14 @@ TEST_F(registry_walker_test, paths_are_kept_only_when_asked_for_and_cost_nothing
     EXPECT_EQ(nodes[1]->summary.path, "IOService:/");
     EXPECT_EQ(nodes[1]->summary.name, "J314sAP");
     // The shared device's path goes through its first provider, under both.
-    for (auto const* node : nodes) {
-        if (node->summary.id == shared_) {
+    for (auto const* node : nodes)
+    {
+        if (node->summary.id == shared_)
+        {
             EXPECT_EQ(node->summary.path, "IOService:/pci-bridge@1/shared@0,1");
         }
-        if (node->summary.id == leaf_) {
+        if (node->summary.id == leaf_)
+        {
             EXPECT_EQ(node->summary.path, "IOService:/pci-bridge@1/shared@0,1/client");
         }
     }
@@ -170,17 +174,21 @@ TEST_F(registry_walker_test, names_the_path_cannot_tell_apart_are_asked_for)
                               deep);
 
     auto const root = walk(false, tool::path_reading::read);
-    for (auto const* node : nodes_of(root)) {
-        if (node->summary.id == at_sign) {
+    for (auto const* node : nodes_of(root))
+    {
+        if (node->summary.id == at_sign)
+        {
             EXPECT_EQ(node->summary.name, "mail@box");
             EXPECT_EQ(node->summary.location, "3");
             EXPECT_EQ(tool::format_header(node->summary).substr(0, 12), "mail@box@3  ");
         }
-        if (node->summary.id == long_name) {
+        if (node->summary.id == long_name)
+        {
             EXPECT_EQ(node->summary.name, std::string(127, 'n'));
             EXPECT_EQ(node->summary.location, "7");
         }
-        if (node->summary.id == deep) {
+        if (node->summary.id == deep)
+        {
             EXPECT_FALSE(node->summary.path);
             EXPECT_EQ(node->summary.name, std::string(100, 'f'));
             EXPECT_EQ(node->summary.location, "5");
@@ -197,11 +205,13 @@ TEST_F(registry_walker_test, a_name_with_an_at_sign_and_no_location_prints_as_it
     auto const entry = sim::add_entry({"IOService", "user@host"}, leaf_);
     auto const root = walk(false, tool::path_reading::skip);
     bool seen = false;
-    for (auto const* node : nodes_of(root)) {
-        if (node->summary.id == entry) {
+    for (auto const* node : nodes_of(root))
+    {
+        if (node->summary.id == entry)
+        {
             seen = true;
-            EXPECT_EQ(tool::format_header(node->summary), "user@host  <class IOService, id " +
-                                                              tool::format_entry_id(entry) + ">");
+            EXPECT_EQ(tool::format_header(node->summary),
+                      "user@host  <class IOService, id " + tool::format_entry_id(entry) + ">");
         }
     }
     EXPECT_TRUE(seen);
@@ -229,10 +239,10 @@ TEST(last_path_component, reads_name_and_location_only_where_the_path_is_unambig
     ASSERT_TRUE(empty_location);
     EXPECT_EQ(empty_location->location, "");
 
-    EXPECT_FALSE(tool::last_path_component("IOService:/"));              // the plane's top
-    EXPECT_FALSE(tool::last_path_component("IOService:/a/b@c@d"));       // which '@' splits?
-    EXPECT_FALSE(tool::last_path_component("IOService:/a/@3"));          // no name
-    EXPECT_FALSE(tool::last_path_component("no plane"));                 // not a path
+    EXPECT_FALSE(tool::last_path_component("IOService:/"));        // the plane's top
+    EXPECT_FALSE(tool::last_path_component("IOService:/a/b@c@d")); // which '@' splits?
+    EXPECT_FALSE(tool::last_path_component("IOService:/a/@3"));    // no name
+    EXPECT_FALSE(tool::last_path_component("no plane"));           // not a path
     EXPECT_FALSE(tool::last_path_component("IOService:" + std::string(128, 'x')));
     EXPECT_FALSE(tool::last_path_component("IOService:/" + std::string(128, 'x')));
     EXPECT_FALSE(tool::last_path_component("IOService:/x@" + std::string(128, '1')));

@@ -110,10 +110,15 @@ TEST_F(watch_command_test, reports_a_subtree_in_the_order_it_arrived)
 
 TEST_F(watch_command_test, prints_one_line_or_one_json_object_per_event)
 {
-    tool::watch_event event{std::chrono::system_clock::from_time_t(0) + 1500ms, false, "IOUSBHostDevice", "Mouse",
-                            0x100000a2c, "IOService:/Mouse@14100000"};
-    EXPECT_TRUE(std::regex_match(tool::format_watch_event(event),
-                                 std::regex(R"(\d\d:\d\d:\d\d\.500 - IOUSBHostDevice Mouse 0x100000a2c IOService:/Mouse@14100000\n)")));
+    tool::watch_event event{std::chrono::system_clock::from_time_t(0) + 1500ms,
+                            false,
+                            "IOUSBHostDevice",
+                            "Mouse",
+                            0x100000a2c,
+                            "IOService:/Mouse@14100000"};
+    EXPECT_TRUE(std::regex_match(
+        tool::format_watch_event(event),
+        std::regex(R"(\d\d:\d\d:\d\d\.500 - IOUSBHostDevice Mouse 0x100000a2c IOService:/Mouse@14100000\n)")));
     auto const json = tool::watch_event_to_json(event);
     EXPECT_EQ(json.dump(), R"({"time":"1970-01-01T00:00:01.500Z","event":"left","class":"IOUSBHostDevice",)"
                            R"("name":"Mouse","id":"0x100000a2c","path":"IOService:/Mouse@14100000"})");

@@ -54,7 +54,9 @@ TEST(oneshot_function, moves_and_takes_move_only_callables_that_get_their_argume
 {
     auto owned = std::make_unique<std::string>("report");
     rig::oneshot_function<std::size_t(std::string const&, std::size_t&&)> a(
-        [owned = std::move(owned)](std::string const& prefix, std::size_t&& n) { return prefix.size() + owned->size() + n; });
+        [owned = std::move(owned)](std::string const& prefix, std::size_t&& n) {
+            return prefix.size() + owned->size() + n;
+        });
     auto b = std::move(a);
     EXPECT_FALSE(a); // NOLINT(bugprone-use-after-move): the moved-from state is the point
     ASSERT_TRUE(b);

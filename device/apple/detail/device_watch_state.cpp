@@ -236,8 +236,8 @@ std::size_t device_watch_state::cancel()
 void device_watch_state::cancel(std::uint64_t id)
 {
     std::lock_guard const lock(mutex_);
-    auto const waiting = std::find_if(waiting_.begin(), waiting_.end(),
-                                      [id](auto const& wait) { return wait->id() == id; });
+    auto const waiting =
+        std::find_if(waiting_.begin(), waiting_.end(), [id](auto const& wait) { return wait->id() == id; });
     if (waiting != waiting_.end())
     {
         auto wait = std::move(*waiting);

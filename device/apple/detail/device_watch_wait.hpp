@@ -57,16 +57,17 @@ class device_watch_wait_for final : public device_watch_wait
     // to a temporary.
     using io_work_type = std::decay_t<
         typename boost::asio::prefer_result<IoExecutor, boost::asio::execution::outstanding_work_t::tracked_t>::type>;
-    using handler_work_type = std::decay_t<typename boost::asio::prefer_result<
-        handler_executor, boost::asio::execution::outstanding_work_t::tracked_t>::type>;
+    using handler_work_type =
+        std::decay_t<typename boost::asio::prefer_result<handler_executor,
+                                                         boost::asio::execution::outstanding_work_t::tracked_t>::type>;
 
 public:
     template <typename H>
     device_watch_wait_for(std::uint64_t id, H&& handler, IoExecutor const& io_executor)
-        : device_watch_wait(id)
-        , handler_(std::forward<H>(handler))
-        , io_work_(boost::asio::prefer(io_executor, boost::asio::execution::outstanding_work.tracked))
-        , handler_work_(boost::asio::prefer(boost::asio::get_associated_executor(handler_, io_executor),
+        : device_watch_wait(id),
+          handler_(std::forward<H>(handler)),
+          io_work_(boost::asio::prefer(io_executor, boost::asio::execution::outstanding_work.tracked)),
+          handler_work_(boost::asio::prefer(boost::asio::get_associated_executor(handler_, io_executor),
                                             boost::asio::execution::outstanding_work.tracked))
     {
     }

@@ -132,9 +132,9 @@ public:
 
 private:
     hid_async_read_op(Handler handler, boost::asio::any_io_executor const& io_executor)
-        : handler_(std::move(handler))
-        , io_work_(boost::asio::make_work_guard(io_executor))
-        , handler_work_(boost::asio::make_work_guard(boost::asio::get_associated_executor(handler_, io_executor)))
+        : handler_(std::move(handler)),
+          io_work_(boost::asio::make_work_guard(io_executor)),
+          handler_work_(boost::asio::make_work_guard(boost::asio::get_associated_executor(handler_, io_executor)))
     {
     }
 

@@ -5,12 +5,10 @@
 
 namespace plinth::apple::detail {
 
-hid_pending_read::hid_pending_read(hid_service::data& d) noexcept : data(d)
-{
-}
+hid_pending_read::hid_pending_read(hid_service::data& d) noexcept : data(d) {}
 
 std::optional<hid_pending_read::request> hid_pending_read::start(request read, void const* async_read,
-                                                                  hid_run_loop_token token)
+                                                                 hid_run_loop_token token)
 {
     auto replaced = std::exchange(data.pending_read, std::move(read));
     data.async_read = async_read;

@@ -10,9 +10,7 @@
 
 namespace plinth::apple::detail {
 
-hid_service::data::data(io_kit::io_hid_device d) : device(std::move(d))
-{
-}
+hid_service::data::data(io_kit::io_hid_device d) : device(std::move(d)) {}
 
 void hid_service::data::withdraw_read() noexcept
 {
@@ -36,9 +34,7 @@ bool hid_service::data::take_removal() noexcept
     return true;
 }
 
-hid_service::hid_service(boost::asio::execution_context& owner) : run_loop_service(owner)
-{
-}
+hid_service::hid_service(boost::asio::execution_context& owner) : run_loop_service(owner) {}
 
 hid_service::~hid_service()
 {

@@ -34,9 +34,7 @@ bool wait_for_drain(std::future<void>& drained)
 
 boost::asio::execution_context::id notifier_service::id;
 
-notifier_service::token::token(std::shared_ptr<notification_data> const& record) noexcept : data(record)
-{
-}
+notifier_service::token::token(std::shared_ptr<notification_data> const& record) noexcept : data(record) {}
 
 notifier_service::token& notifier_service::token::operator=(token&& other) noexcept
 {
@@ -54,9 +52,9 @@ notifier_service::token::~token()
 }
 
 notifier_service::notifier_service(boost::asio::execution_context& owner)
-    : boost::asio::execution_context::service(owner)
-    , notification_port(io_kit::mach_port::master_port_default())
-    , notifiers(std::make_shared<notifiers_data>())
+    : boost::asio::execution_context::service(owner),
+      notification_port(io_kit::mach_port::master_port_default()),
+      notifiers(std::make_shared<notifiers_data>())
 {
     // The port's source is in the loop before it first runs: once the constructor
     // returns, the loop serves the port.

@@ -45,7 +45,8 @@ std::optional<std::vector<property::value>> items_from_cf(Items const& cf_items)
 {
     std::vector<property::value> items;
     items.reserve(cf_items.size());
-    for (auto const& cf_item : cf_items) {
+    for (auto const& cf_item : cf_items)
+    {
         auto item = property_value_from_cf(cf_item);
         if (!item)
             return std::nullopt;
@@ -97,7 +98,8 @@ std::optional<property::value> property_value_from_cf(CF::AutoPointer const& obj
         return cf_string.GetValue(kCFStringEncodingUTF8);
     if (CF::Data const cf_data(object); cf_data.IsValid())
         return data_from_cf(cf_data);
-    if (CF::Dictionary const cf_dictionary(object); cf_dictionary.IsValid()) {
+    if (CF::Dictionary const cf_dictionary(object); cf_dictionary.IsValid())
+    {
         auto entries = property_dictionary_from_cf(cf_dictionary);
         if (!entries)
             return std::nullopt;
@@ -113,7 +115,8 @@ std::optional<property::value> property_value_from_cf(CF::AutoPointer const& obj
 std::optional<property::dictionary> property_dictionary_from_cf(CF::Dictionary const& dictionary)
 {
     property::dictionary entries;
-    for (auto const& [cf_key, cf_value] : CF::GetEntries(dictionary)) {
+    for (auto const& [cf_key, cf_value] : CF::GetEntries(dictionary))
+    {
         CF::String const key(cf_key);
         if (!key.IsValid())
             return std::nullopt;

@@ -20,8 +20,7 @@ CFRunLoopSourceRef source_of(CF::AutoPointer const& source)
 } // namespace
 
 run_loop_thread::run_loop_thread(CFStringRef mode, rig::oneshot_function<void(CFRunLoopRef)> prepare)
-    : served_mode(mode)
-    , stop_source(make_stop_source(this))
+    : served_mode(mode), stop_source(make_stop_source(this))
 {
     auto handed_over = handoff.get_future();
     thread = std::thread([this, prepare = std::move(prepare)]() mutable { run(std::move(prepare)); });

@@ -3,7 +3,8 @@
 #define _IOKIT_HID_IOHIDDEVICETYPES_H
 
 // The kinds of HID report.
-enum IOHIDReportType {
+enum IOHIDReportType
+{
     kIOHIDReportTypeInput = 0,
     kIOHIDReportTypeOutput,
     kIOHIDReportTypeFeature,

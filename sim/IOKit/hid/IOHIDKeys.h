@@ -10,7 +10,8 @@
 
 #define kIOHIDDeviceKey "IOHIDDevice"
 
-enum {
+enum
+{
     kIOHIDOptionsTypeNone = 0x00,
     kIOHIDOptionsTypeSeizeDevice = 0x01,
     kIOHIDOptionsTypeMaskPrivate = 0xff0000

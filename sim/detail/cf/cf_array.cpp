@@ -6,9 +6,7 @@
 namespace plinth::sim::detail {
 
 cf_array::cf_array(cf_callbacks callbacks, bool is_mutable)
-    : cf_object(cf_array_type_id, false)
-    , callbacks_(callbacks)
-    , mutable_(is_mutable)
+    : cf_object(cf_array_type_id, false), callbacks_(callbacks), mutable_(is_mutable)
 {
 }
 
@@ -61,8 +59,8 @@ CFHashCode cf_array::hash() const
 std::string cf_array::description() const
 {
     std::ostringstream out;
-    out << description_head() << "{type = " << (mutable_ ? "mutable" : "immutable")
-        << ", count = " << values_.size() << ", values = (\n";
+    out << description_head() << "{type = " << (mutable_ ? "mutable" : "immutable") << ", count = " << values_.size()
+        << ", values = (\n";
     for (std::size_t i = 0; i < values_.size(); ++i)
         out << '\t' << i << " : " << callbacks_.describe(values_[i]) << '\n';
     out << ")}";

@@ -14,8 +14,7 @@
 struct __CFBoolean final : plinth::sim::detail::cf_object
 {
     explicit constexpr __CFBoolean(bool value) noexcept
-        : cf_object(plinth::sim::detail::cf_boolean_type_id, true)
-        , value_(value)
+        : cf_object(plinth::sim::detail::cf_boolean_type_id, true), value_(value)
     {
     }
 

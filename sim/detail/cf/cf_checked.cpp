@@ -29,8 +29,8 @@ cf_object* cf_checked_object(CFTypeRef ref, char const* function, CFTypeID expec
     }
     if (!cf_live_objects::instance().contains(ref))
     {
-        report_misuse(fmt::format("{}: {} is not a live CF object (released already, or never one)", function,
-                                  fmt::ptr(ref)));
+        report_misuse(
+            fmt::format("{}: {} is not a live CF object (released already, or never one)", function, fmt::ptr(ref)));
         return nullptr;
     }
     auto* object = cf_object::from_ref(ref);

@@ -9,10 +9,7 @@
 namespace plinth::sim::detail {
 
 cf_data::cf_data(std::vector<UInt8> bytes, bool is_mutable, std::size_t capacity)
-    : cf_object(cf_data_type_id, false)
-    , bytes_(std::move(bytes))
-    , mutable_(is_mutable)
-    , capacity_(capacity)
+    : cf_object(cf_data_type_id, false), bytes_(std::move(bytes)), mutable_(is_mutable), capacity_(capacity)
 {
 }
 

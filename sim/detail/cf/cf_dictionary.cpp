@@ -6,9 +6,7 @@
 namespace plinth::sim::detail {
 
 cf_dictionary::cf_dictionary(cf_callbacks key_callbacks, cf_callbacks value_callbacks, bool is_mutable)
-    : cf_object(cf_dictionary_type_id, false)
-    , table_(key_callbacks, value_callbacks)
-    , mutable_(is_mutable)
+    : cf_object(cf_dictionary_type_id, false), table_(key_callbacks, value_callbacks), mutable_(is_mutable)
 {
 }
 
@@ -34,8 +32,8 @@ CFHashCode cf_dictionary::hash() const
 std::string cf_dictionary::description() const
 {
     std::ostringstream out;
-    out << description_head() << "{type = " << (mutable_ ? "mutable" : "immutable")
-        << ", count = " << table_.size() << ", entries =>\n";
+    out << description_head() << "{type = " << (mutable_ ? "mutable" : "immutable") << ", count = " << table_.size()
+        << ", entries =>\n";
     std::size_t index = 0;
     for (auto const& e : table_)
         out << '\t' << index++ << " : " << table_.key_callbacks().describe(e.key) << " = "

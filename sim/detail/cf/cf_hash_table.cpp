@@ -8,11 +8,11 @@ namespace plinth::sim::detail {
 // The hash and equality functors point at this table's own copy of the key
 // callbacks, which lives as long as the container does.
 cf_hash_table::cf_hash_table(cf_callbacks key_callbacks, cf_callbacks value_callbacks)
-    : key_callbacks_(key_callbacks)
-    , value_callbacks_(value_callbacks)
-    , entries_(boost::make_tuple(boost::tuples::null_type(),
-                                 boost::make_tuple(std::size_t{0}, key_of_entry(), key_hash{&key_callbacks_},
-                                                   key_equal{&key_callbacks_})))
+    : key_callbacks_(key_callbacks),
+      value_callbacks_(value_callbacks),
+      entries_(boost::make_tuple(
+          boost::tuples::null_type(),
+          boost::make_tuple(std::size_t{0}, key_of_entry(), key_hash{&key_callbacks_}, key_equal{&key_callbacks_})))
 {
 }
 

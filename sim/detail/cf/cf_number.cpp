@@ -9,17 +9,15 @@ namespace {
 
 char const* type_name_of(CFNumberType type)
 {
-    static constexpr std::array names{"kCFNumberSInt8Type",   "kCFNumberSInt16Type",  "kCFNumberSInt32Type",
-                                      "kCFNumberSInt64Type",  "kCFNumberFloat32Type", "kCFNumberFloat64Type"};
+    static constexpr std::array names{"kCFNumberSInt8Type",  "kCFNumberSInt16Type",  "kCFNumberSInt32Type",
+                                      "kCFNumberSInt64Type", "kCFNumberFloat32Type", "kCFNumberFloat64Type"};
     return type >= 1 && type <= 6 ? names[static_cast<std::size_t>(type - 1)] : "?";
 }
 
 } // namespace
 
 cf_number::cf_number(CFNumberType canonical_type, number_value value)
-    : cf_object(cf_number_type_id, false)
-    , type_(canonical_type)
-    , value_(value)
+    : cf_object(cf_number_type_id, false), type_(canonical_type), value_(value)
 {
 }
 

@@ -36,17 +36,10 @@ public:
     virtual std::string description() const;
 
     CFTypeRef ref() const noexcept { return this; }
-    static cf_object* from_ref(CFTypeRef ref) noexcept
-    {
-        return static_cast<cf_object*>(const_cast<void*>(ref));
-    }
+    static cf_object* from_ref(CFTypeRef ref) noexcept { return static_cast<cf_object*>(const_cast<void*>(ref)); }
 
 protected:
-    constexpr cf_object(CFTypeID type_id, bool constant) noexcept
-        : type_id_(type_id)
-        , constant_(constant)
-    {
-    }
+    constexpr cf_object(CFTypeID type_id, bool constant) noexcept : type_id_(type_id), constant_(constant) {}
 
     // "<CFNumber 0x6000...>": the head of most descriptions.
     std::string description_head() const;

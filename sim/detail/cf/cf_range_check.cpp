@@ -22,8 +22,7 @@ bool cf_index_within(CFIndex index, std::size_t count, char const* function, boo
     auto const size = static_cast<CFIndex>(count);
     if (index >= 0 && (index < size || (allow_end && index == size)))
         return true;
-    report_misuse(std::string(function) + ": index " + std::to_string(index) + " outside 0.." +
-                  std::to_string(count));
+    report_misuse(std::string(function) + ": index " + std::to_string(index) + " outside 0.." + std::to_string(count));
     return false;
 }
 

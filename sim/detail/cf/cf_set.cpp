@@ -6,9 +6,7 @@
 namespace plinth::sim::detail {
 
 cf_set::cf_set(cf_callbacks callbacks, bool is_mutable)
-    : cf_object(cf_set_type_id, false)
-    , table_(callbacks, cf_callbacks{})
-    , mutable_(is_mutable)
+    : cf_object(cf_set_type_id, false), table_(callbacks, cf_callbacks{}), mutable_(is_mutable)
 {
 }
 
@@ -31,8 +29,8 @@ CFHashCode cf_set::hash() const
 std::string cf_set::description() const
 {
     std::ostringstream out;
-    out << description_head() << "{type = " << (mutable_ ? "mutable" : "immutable")
-        << ", count = " << table_.size() << ", values = (\n";
+    out << description_head() << "{type = " << (mutable_ ? "mutable" : "immutable") << ", count = " << table_.size()
+        << ", values = (\n";
     std::size_t index = 0;
     for (auto const& e : table_)
         out << '\t' << index++ << " : " << table_.key_callbacks().describe(e.key) << '\n';

@@ -10,10 +10,10 @@
 namespace plinth::sim::detail {
 
 cf_string::cf_string(std::string utf8, bool constant)
-    : cf_object(cf_string_type_id, constant)
-    , utf8_(std::move(utf8))
-    , ascii_(std::ranges::all_of(utf8_, [](char c) { return static_cast<unsigned char>(c) < 0x80; }))
-    , length_(static_cast<CFIndex>(ascii_ ? utf8_.size() : utf16_length(utf8_)))
+    : cf_object(cf_string_type_id, constant),
+      utf8_(std::move(utf8)),
+      ascii_(std::ranges::all_of(utf8_, [](char c) { return static_cast<unsigned char>(c) < 0x80; })),
+      length_(static_cast<CFIndex>(ascii_ ? utf8_.size() : utf16_length(utf8_)))
 {
 }
 

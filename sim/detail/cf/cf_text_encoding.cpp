@@ -106,8 +106,8 @@ std::optional<std::string> decode_wide(std::span<UInt8 const> bytes, wide_form f
 {
     if (bytes.size() % form.unit_size != 0)
         return std::nullopt;
-    bool big_endian = form.order == byte_order::big ||
-                      (form.order != byte_order::little && std::endian::native == std::endian::big);
+    bool big_endian =
+        form.order == byte_order::big || (form.order != byte_order::little && std::endian::native == std::endian::big);
     if (form.order == byte_order::from_mark && bytes.size() >= form.unit_size)
     {
         std::uint32_t const mark = form.unit_size == 2 ? 0xFEFF : 0x0000FEFF;

@@ -14,9 +14,8 @@ struct type_table
 {
     std::mutex mutex;
     std::map<CFTypeID, std::string> names{
-        {cf_string_type_id, "CFString"},         {cf_set_type_id, "CFSet"},
-        {cf_dictionary_type_id, "CFDictionary"}, {cf_array_type_id, "CFArray"},
-        {cf_data_type_id, "CFData"},             {cf_boolean_type_id, "CFBoolean"},
+        {cf_string_type_id, "CFString"}, {cf_set_type_id, "CFSet"},   {cf_dictionary_type_id, "CFDictionary"},
+        {cf_array_type_id, "CFArray"},   {cf_data_type_id, "CFData"}, {cf_boolean_type_id, "CFBoolean"},
         {cf_number_type_id, "CFNumber"},
     };
     CFTypeID next = first_registered_type_id;

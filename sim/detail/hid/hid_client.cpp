@@ -127,9 +127,8 @@ void hid_client::schedule(CFRunLoopRef loop, CFStringRef mode)
 {
     {
         std::lock_guard const lock(mutex_);
-        auto const known = std::find_if(schedulings_.begin(), schedulings_.end(), [&](scheduling const& s) {
-            return s.loop == loop && same_mode(s.mode, mode);
-        });
+        auto const known = std::find_if(schedulings_.begin(), schedulings_.end(),
+                                        [&](scheduling const& s) { return s.loop == loop && same_mode(s.mode, mode); });
         if (known != schedulings_.end())
             return;
         CFRetain(loop);
@@ -145,9 +144,8 @@ void hid_client::unschedule(CFRunLoopRef loop, CFStringRef mode)
     scheduling gone{};
     {
         std::lock_guard const lock(mutex_);
-        auto const known = std::find_if(schedulings_.begin(), schedulings_.end(), [&](scheduling const& s) {
-            return s.loop == loop && same_mode(s.mode, mode);
-        });
+        auto const known = std::find_if(schedulings_.begin(), schedulings_.end(),
+                                        [&](scheduling const& s) { return s.loop == loop && same_mode(s.mode, mode); });
         if (known == schedulings_.end())
             return;
         gone = *known;
@@ -237,7 +235,8 @@ void hid_client::deliver_one()
             input = input_callback_;
             input_context = input_context_;
             buffer = buffer_;
-            auto const n = std::min<std::size_t>(delivered.bytes.size(), static_cast<std::size_t>(std::max<CFIndex>(buffer_length_, 0)));
+            auto const n = std::min<std::size_t>(delivered.bytes.size(),
+                                                 static_cast<std::size_t>(std::max<CFIndex>(buffer_length_, 0)));
             if (n != 0)
                 std::memcpy(buffer, delivered.bytes.data(), n);
         }

@@ -35,7 +35,8 @@ lookup_result<kernel_object> lookup_object(io_object_t handle, char const* call)
     auto object = handle_table::instance().find(handle);
     if (!object)
     {
-        report_misuse(std::string(call) + ": handle " + hex_text(handle) + " is not a live name (released or never issued)");
+        report_misuse(std::string(call) + ": handle " + hex_text(handle) +
+                      " is not a live name (released or never issued)");
         return {nullptr, MACH_SEND_INVALID_DEST};
     }
     return {std::move(object), KERN_SUCCESS};

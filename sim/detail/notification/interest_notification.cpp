@@ -11,10 +11,7 @@ namespace plinth::sim::detail {
 interest_notification::interest_notification(std::shared_ptr<registry_entry> service,
                                              std::shared_ptr<notification_port> port,
                                              IOServiceInterestCallback callback, void* refcon)
-    : service_(std::move(service))
-    , port_(std::move(port))
-    , callback_(callback)
-    , refcon_(refcon)
+    : service_(std::move(service)), port_(std::move(port)), callback_(callback), refcon_(refcon)
 {
 }
 

@@ -12,12 +12,12 @@ namespace plinth::sim::detail {
 matching_notification::matching_notification(kind k, service_matcher matcher, std::shared_ptr<notification_port> port,
                                              IOServiceMatchingCallback callback, void* refcon,
                                              std::vector<std::shared_ptr<registry_entry>> initial)
-    : kind_(k)
-    , matcher_(std::move(matcher))
-    , port_(std::move(port))
-    , callback_(callback)
-    , refcon_(refcon)
-    , pending_(std::move(initial))
+    : kind_(k),
+      matcher_(std::move(matcher)),
+      port_(std::move(port)),
+      callback_(callback),
+      refcon_(refcon),
+      pending_(std::move(initial))
 {
     // Taken from the back: the first service found comes out first.
     std::reverse(pending_.begin(), pending_.end());
@@ -69,9 +69,7 @@ std::shared_ptr<registry_entry> matching_notification::next()
     return entry;
 }
 
-void matching_notification::reset()
-{
-}
+void matching_notification::reset() {}
 
 bool matching_notification::is_valid() const
 {

@@ -24,27 +24,31 @@ struct entry_spec
     // The usual way to describe an entry: add_entry({"IOUSBHostDevice", "Mouse", "14100000"}, parent).
     entry_spec(std::string class_name_, std::string name_ = {}, std::optional<std::string> location_ = {},
                property::dictionary properties_ = {}, std::optional<entry_id> id_ = {})
-        : class_name(std::move(class_name_)), name(std::move(name_)), location(std::move(location_)),
-          properties(std::move(properties_)), id(id_)
+        : class_name(std::move(class_name_)),
+          name(std::move(name_)),
+          location(std::move(location_)),
+          properties(std::move(properties_)),
+          id(id_)
     {
     }
 
     std::string class_name;
-    std::string name;                     // empty: the class name, as IOKit does
+    std::string name; // empty: the class name, as IOKit does
     std::optional<std::string> location;
     property::dictionary properties;
-    std::optional<entry_id> id;           // empty: the next free registry entry ID
+    std::optional<entry_id> id; // empty: the next free registry entry ID
 };
 
 // One entry as a registry dump shows it.
 struct dump_entry
 {
     entry_id id = 0;
-    std::string class_name;            // the real class, as ioreg prints it
-    std::string name;                  // the name in the dumped plane
+    std::string class_name; // the real class, as ioreg prints it
+    std::string name;       // the name in the dumped plane
     std::optional<std::string> location;
-    property::dictionary properties;             // empty when the dump shows none
-    std::vector<std::string> class_chain; // the class and its superclasses, most-derived first, when the dump shows them
+    property::dictionary properties; // empty when the dump shows none
+    std::vector<std::string>
+        class_chain; // the class and its superclasses, most-derived first, when the dump shows them
 };
 
 // What one dump says about one plane: its entries and their parent links in that
@@ -53,9 +57,9 @@ struct dump_entry
 struct dump
 {
     std::string plane = "IOService";
-    std::vector<dump_entry> entries;                        // each id once, first appearance first
-    std::vector<std::pair<entry_id, entry_id>> links;       // (parent, child), in attach order
-    std::vector<entry_id> tops;                             // entries printed only with no parent in the dump
+    std::vector<dump_entry> entries;                  // each id once, first appearance first
+    std::vector<std::pair<entry_id, entry_id>> links; // (parent, child), in attach order
+    std::vector<entry_id> tops;                       // entries printed only with no parent in the dump
 };
 
 } // namespace plinth::sim::detail

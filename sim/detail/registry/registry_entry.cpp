@@ -13,7 +13,9 @@ constexpr std::string_view class_name_override_key = "IOClassNameOverride";
 
 registry_entry::registry_entry(entry_id id, std::string class_name, std::string name,
                                std::optional<std::string> location)
-    : id_(id), class_name_(std::move(class_name)), name_(name.empty() ? class_name_ : std::move(name)),
+    : id_(id),
+      class_name_(std::move(class_name)),
+      name_(name.empty() ? class_name_ : std::move(name)),
       location_(std::move(location))
 {
 }

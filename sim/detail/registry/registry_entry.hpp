@@ -29,10 +29,7 @@ public:
     entry_id id() const noexcept { return id_; }
 
     // The owning pointer of an entry reached through a link (links are plain pointers).
-    std::shared_ptr<registry_entry> shared()
-    {
-        return std::static_pointer_cast<registry_entry>(shared_from_this());
-    }
+    std::shared_ptr<registry_entry> shared() { return std::static_pointer_cast<registry_entry>(shared_from_this()); }
 
     std::string const& class_name() const noexcept { return class_name_; }
 

@@ -80,7 +80,8 @@ void registry_iterator::reset()
 bool registry_iterator::is_valid() const
 {
     std::lock_guard lock(mutex_);
-    return generation_ == registry_model::instance().read([](registry_model const& model) { return model.generation(); });
+    return generation_ ==
+           registry_model::instance().read([](registry_model const& model) { return model.generation(); });
 }
 
 IOReturn registry_iterator::enter_entry()

@@ -15,7 +15,6 @@ namespace {
 
 constexpr std::string_view service_plane = "IOService";
 
-
 // Registry entry IDs handed out by add_entry start above the root's and grow for
 // the life of the process, as the kernel's do until reboot.
 constexpr entry_id first_free_id = root_entry_id + 0x10;
@@ -78,9 +77,10 @@ entry_id registry_model::next_free_id()
     return next_id_++;
 }
 
-std::shared_ptr<registry_entry> const& registry_model::create_entry(entry_id id, std::string class_name, std::string name,
-                                                                  std::optional<std::string> location,
-                                                                  std::string_view first_plane)
+std::shared_ptr<registry_entry> const& registry_model::create_entry(entry_id id, std::string class_name,
+                                                                    std::string name,
+                                                                    std::optional<std::string> location,
+                                                                    std::string_view first_plane)
 {
     auto created = std::make_shared<registry_entry>(id, std::move(class_name), std::move(name), std::move(location));
     created->set_registered(true);
@@ -100,9 +100,8 @@ void registry_model::link(registry_entry& parent, registry_entry& child, std::st
 bool registry_model::is_ancestor_or_self(registry_entry const& candidate, registry_entry const& entry,
                                          std::string_view plane) const
 {
-    return &candidate == &entry ||
-           find_linked(entry, plane, link_direction::parents,
-                       [&](registry_entry const& ancestor) { return &ancestor == &candidate; });
+    return &candidate == &entry || find_linked(entry, plane, link_direction::parents,
+                                               [&](registry_entry const& ancestor) { return &ancestor == &candidate; });
 }
 
 entry_id registry_model::add_entry(entry_spec const& new_entry, entry_id parent, std::string const& plane)
@@ -140,13 +139,14 @@ void registry_model::attach(entry_id child, entry_id parent, std::string const& 
         if (plane.empty())
             throw std::invalid_argument("attach: a link needs a plane");
         if (&child_entry == root_.get())
-            throw std::invalid_argument("attach: the root entry hangs below no entry, in " + plane + " as in every plane");
+            throw std::invalid_argument("attach: the root entry hangs below no entry, in " + plane +
+                                        " as in every plane");
         auto const was_service = child_entry.attached_in(service_plane);
         if (!already_linked(parent_entry, child_entry, plane))
         {
             if (is_ancestor_or_self(child_entry, parent_entry, plane))
-                throw std::invalid_argument(
-                    "attach: " + hex_text(child) + " is an ancestor of " + hex_text(parent) + " in " + plane);
+                throw std::invalid_argument("attach: " + hex_text(child) + " is an ancestor of " + hex_text(parent) +
+                                            " in " + plane);
             link(parent_entry, child_entry, plane);
         }
         if (location_in_plane)
@@ -250,8 +250,8 @@ void registry_model::merge(dump const& d)
         auto const known = [&](entry_id id) { return dumped.contains(id) || entries_.contains(id); };
         for (auto const& [parent, child] : d.links)
             if (!known(parent) || !known(child))
-                throw std::invalid_argument(
-                    "merge: the link " + hex_text(parent) + " -> " + hex_text(child) + " names an entry the dump lacks");
+                throw std::invalid_argument("merge: the link " + hex_text(parent) + " -> " + hex_text(child) +
+                                            " names an entry the dump lacks");
         for (auto const top : d.tops)
             if (!known(top))
                 throw std::invalid_argument("merge: the top entry " + hex_text(top) + " is not in the dump");
@@ -269,10 +269,11 @@ void registry_model::merge(dump const& d)
         {
             auto const found = entries_.find(dumped_entry.id);
             bool const is_new = found == entries_.end();
-            auto& entry = is_new ? *create_entry(dumped_entry.id,
-                                                 dumped_entry.class_name.empty() ? "IORegistryEntry" : dumped_entry.class_name,
-                                                 dumped_entry.name, dumped_entry.location, d.plane)
-                                 : *found->second;
+            auto& entry =
+                is_new ? *create_entry(dumped_entry.id,
+                                       dumped_entry.class_name.empty() ? "IORegistryEntry" : dumped_entry.class_name,
+                                       dumped_entry.name, dumped_entry.location, d.plane)
+                       : *found->second;
             if (!is_new && d.plane == service_plane && !entry.named_by_service_plane())
                 entry.take_service_plane_name(dumped_entry.name, dumped_entry.location);
             else if (!is_new)
@@ -353,8 +354,8 @@ void registry_model::refuse_loops(dump const& d) const
                 children.push_back(child->id());
     });
     if (auto const closing = finder.find(added))
-        throw std::invalid_argument("merge: the link " + hex_text(closing->first) + " -> " +
-                                    hex_text(closing->second) + " closes a loop in " + d.plane);
+        throw std::invalid_argument("merge: the link " + hex_text(closing->first) + " -> " + hex_text(closing->second) +
+                                    " closes a loop in " + d.plane);
 }
 
 bool registry_model::contains(entry_id id) const

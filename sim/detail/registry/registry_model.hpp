@@ -79,7 +79,8 @@ private:
     entry_id next_free_id();
     // A new registered entry, held by the registry but not linked yet.
     std::shared_ptr<registry_entry> const& create_entry(entry_id id, std::string class_name, std::string name,
-                                                        std::optional<std::string> location, std::string_view first_plane);
+                                                        std::optional<std::string> location,
+                                                        std::string_view first_plane);
     void reset_locked();
     // Throws std::invalid_argument when merging the dump would link a loop, the
     // root included, in its plane.

@@ -40,7 +40,8 @@ std::vector<location_field> split_location(std::string_view location)
 
 bool is_hex(std::string_view text)
 {
-    return !text.empty() && std::ranges::all_of(text, [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; });
+    return !text.empty() &&
+           std::ranges::all_of(text, [](char c) { return std::isxdigit(static_cast<unsigned char>(c)) != 0; });
 }
 
 // Hex digits compared as numbers of any length: without leading zeros, in one case.
@@ -48,7 +49,8 @@ std::string hex_value(std::string_view digits)
 {
     auto const first = digits.find_first_not_of('0');
     std::string normal(first == std::string_view::npos ? std::string_view{} : digits.substr(first));
-    std::ranges::transform(normal, normal.begin(), [](char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); });
+    std::ranges::transform(normal, normal.begin(),
+                           [](char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); });
     return normal;
 }
 

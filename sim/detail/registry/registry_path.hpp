@@ -17,8 +17,7 @@ class registry_model;
 // is "Plane:/", and below it each component is the name in the plane, with
 // "@location" when the entry has one. Empty when the entry does not reach the top
 // through its first parents (not attached in the plane, the root itself).
-std::optional<std::string> path_of(registry_model const& model, registry_entry const& entry,
-                                   std::string_view plane);
+std::optional<std::string> path_of(registry_model const& model, registry_entry const& entry, std::string_view plane);
 
 // The entry a path names, or null. Each component matches the first child in
 // attach order whose name equals it and, when the component has "@location",

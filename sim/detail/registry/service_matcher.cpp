@@ -22,10 +22,18 @@ namespace {
 constexpr std::string_view service_plane = "IOService";
 
 // Keys that choose and configure drivers rather than select services.
-constexpr std::array<std::string_view, 12> ignored_keys{
-    "IOMatchCategory", "IOProbeScore",  "IOClass",          "IOKitDebug",       "CFBundleIdentifier",
-    "IOUserClientClass", "IOResourceMatch", "IOMatchedServiceCountMatch", "IOLocationMatch",
-    "IONameMatched", "IOProviderMergeProperties", "IOPersonalityPublisher"};
+constexpr std::array<std::string_view, 12> ignored_keys{"IOMatchCategory",
+                                                        "IOProbeScore",
+                                                        "IOClass",
+                                                        "IOKitDebug",
+                                                        "CFBundleIdentifier",
+                                                        "IOUserClientClass",
+                                                        "IOResourceMatch",
+                                                        "IOMatchedServiceCountMatch",
+                                                        "IOLocationMatch",
+                                                        "IONameMatched",
+                                                        "IOProviderMergeProperties",
+                                                        "IOPersonalityPublisher"};
 
 constexpr std::string_view usage_page_key = "DeviceUsagePage";
 constexpr std::string_view usage_key = "DeviceUsage";
@@ -177,8 +185,9 @@ bool service_matcher::matches(registry_model const& model, registry_entry const&
         return false;
     if (!names_.empty() && !names_match(entry))
         return false;
-    if (!property_subsets_.empty() &&
-        std::ranges::none_of(property_subsets_, [&](auto const& subset) { return properties_include(entry.properties(), subset); }))
+    if (!property_subsets_.empty() && std::ranges::none_of(property_subsets_, [&](auto const& subset) {
+            return properties_include(entry.properties(), subset);
+        }))
         return false;
     if (!existing_keys_.empty() &&
         std::ranges::none_of(existing_keys_, [&](auto const& key) { return entry.find_property(key) != nullptr; }))
@@ -213,8 +222,7 @@ std::vector<std::shared_ptr<registry_entry>> services_matching(service_matcher c
 
 bool entry_matches(service_matcher const& matcher, registry_entry const& entry)
 {
-    return registry_model::instance().read(
-        [&](registry_model const& model) { return matcher.matches(model, entry); });
+    return registry_model::instance().read([&](registry_model const& model) { return matcher.matches(model, entry); });
 }
 
 } // namespace plinth::sim::detail

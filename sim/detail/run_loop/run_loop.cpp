@@ -74,8 +74,7 @@ thread_local thread_loop this_thread_loop;
 
 } // namespace
 
-run_loop::run_loop()
-    : cf_object(class_type_id(), false)
+run_loop::run_loop() : cf_object(class_type_id(), false)
 {
     common_modes_.insert(key_of(kCFRunLoopDefaultMode));
     mode_named(kCFRunLoopDefaultMode, key_of(kCFRunLoopDefaultMode));
@@ -198,7 +197,7 @@ void run_loop::remove_locked(run_loop_source* source, std::string const& key, ca
     mode.sources.erase(it);
     auto& memberships = source->memberships;
     memberships.erase(std::find_if(memberships.begin(), memberships.end(),
-        [&](auto const& m) { return m.loop == this && m.mode == key; }));
+                                   [&](auto const& m) { return m.loop == this && m.mode == key; }));
     if (std::none_of(memberships.begin(), memberships.end(), [this](auto const& m) { return m.loop == this; }))
         std::erase(common_items_, source);
     // The mode's reference to the source goes to the cancel callout, which drops it.
@@ -266,8 +265,8 @@ bool run_loop::contains_source(run_loop_source* source, CFStringRef mode) const
     if (is_common_modes(key))
         return std::find(common_items_.begin(), common_items_.end(), source) != common_items_.end();
     auto it = modes_.find(key);
-    return it != modes_.end()
-        && std::find(it->second.sources.begin(), it->second.sources.end(), source) != it->second.sources.end();
+    return it != modes_.end() &&
+           std::find(it->second.sources.begin(), it->second.sources.end(), source) != it->second.sources.end();
 }
 
 void run_loop::add_common_mode(CFStringRef mode)
@@ -369,9 +368,10 @@ CFRunLoopRunResult run_loop::run_in_mode(CFStringRef mode, CFTimeInterval second
     if (mode_is_empty(key))
         return kCFRunLoopRunFinished;
     auto const start = clock::now();
-    auto const deadline = seconds <= 0 ? start
-        : start + std::chrono::duration_cast<clock::duration>(
-            std::chrono::duration<double>(std::min(seconds, longest_wait_seconds)));
+    auto const deadline = seconds <= 0
+                              ? start
+                              : start + std::chrono::duration_cast<clock::duration>(
+                                            std::chrono::duration<double>(std::min(seconds, longest_wait_seconds)));
     activation me{key};
     activations_.push_back(&me);
     CFRunLoopRunResult result = 0;

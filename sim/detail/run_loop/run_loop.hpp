@@ -61,7 +61,7 @@ public:
 private:
     struct mode_state
     {
-        CFStringRef name = nullptr; // retained
+        CFStringRef name = nullptr;            // retained
         std::vector<run_loop_source*> sources; // retained
     };
     struct activation

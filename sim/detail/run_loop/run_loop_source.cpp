@@ -8,9 +8,7 @@
 namespace plinth::sim::detail {
 
 run_loop_source::run_loop_source(CFIndex order, CFRunLoopSourceContext const& context)
-    : cf_object(class_type_id(), false)
-    , order_(order)
-    , context_(context)
+    : cf_object(class_type_id(), false), order_(order), context_(context)
 {
     if (context_.retain != nullptr)
         context_.info = const_cast<void*>(context_.retain(context_.info));

@@ -49,7 +49,8 @@ std::function<void()> add_tree_options(CLI::App& tree, options& chosen)
 {
     add_plane_option(tree, chosen, "The plane to walk");
     tree.add_flag("--properties,-l", chosen.properties, "Show every entry's properties, as ioreg -l does");
-    tree.add_option("-c,--class", chosen.search.class_name, "Look for entries of this class or of a class derived from it")
+    tree.add_option("-c,--class", chosen.search.class_name,
+                    "Look for entries of this class or of a class derived from it")
         ->type_name("CLASS");
     tree.add_option("-n,--name", chosen.search.name, "Look for entries of this name (or name@location)")
         ->type_name("NAME");
@@ -94,8 +95,10 @@ std::function<void()> add_usb_options(CLI::App& usb, options& chosen)
 
 std::function<void()> add_watch_options(CLI::App& watch, options& chosen)
 {
-    watch.add_option("--class", chosen.watched_classes, "Watch entries of this class or a subclass; repeat for several "
-                                                        "(default: every service)")
+    watch
+        .add_option("--class", chosen.watched_classes,
+                    "Watch entries of this class or a subclass; repeat for several "
+                    "(default: every service)")
         ->type_name("NAME")
         ->allow_extra_args(false);
     watch.add_flag("--simulate-hotplug", chosen.simulate_hotplug,

@@ -28,8 +28,7 @@ constexpr command commands[] = {
     {"show", "One entry: names, paths, properties, parents and children", add_show_options, print_entry_details},
     {"usb", "Every USB device, nested by hub where the registry has the IOUSB plane", add_usb_options,
      print_usb_listing},
-    {"pci", "Every PCI function: identity, class, revision, subsystem and registry path", nullptr,
-     print_pci_listing},
+    {"pci", "Every PCI function: identity, class, revision, subsystem and registry path", nullptr, print_pci_listing},
     {"serial", "Every serial port: device files, terminal name, type and the USB device it is on", nullptr,
      print_serial_listing},
     {"watch", "Print each matching entry that arrives or leaves (time, +/-, class, name, ID, path) until Ctrl-C",
@@ -49,7 +48,8 @@ std::string command_names()
 {
     std::string names;
     auto const table = command_table();
-    for (std::size_t i = 0; i < table.size(); ++i) {
+    for (std::size_t i = 0; i < table.size(); ++i)
+    {
         if (i > 0)
             names += i + 1 == table.size() ? " or " : ", ";
         names += table[i].name;

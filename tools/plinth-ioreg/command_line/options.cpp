@@ -46,7 +46,8 @@ void check_leftovers(CLI::App const& app)
 {
     auto const left = app.remaining();
     bool const has_command = !app.get_subcommands().empty();
-    if (left.empty()) {
+    if (left.empty())
+    {
         if (!has_command)
             throw CLI::RequiredError(fmt::format("a command ({})", command_names()));
         return;
@@ -86,7 +87,8 @@ std::optional<std::uint64_t> parse_entry_id(std::string const& text)
 {
     int base = 10;
     std::string_view digits(text);
-    if (digits.starts_with("0x") || digits.starts_with("0X")) {
+    if (digits.starts_with("0x") || digits.starts_with("0X"))
+    {
         base = 16;
         digits.remove_prefix(2);
     }
@@ -102,8 +104,7 @@ parsed_command_line parse_command_line(int argc, char const* const* argv)
     parsed_command_line parsed;
     auto& chosen = parsed.value;
 
-    CLI::App app("Shows the I/O Registry as ioreg does: the tree of a plane, or one entry in full.",
-                 "plinth-ioreg");
+    CLI::App app("Shows the I/O Registry as ioreg does: the tree of a plane, or one entry in full.", "plinth-ioreg");
     // Global options may also follow the command ("plinth-ioreg tree --json").
     app.fallthrough();
     app.footer("Exit status: 0 on success, 1 when the command cannot do what was asked (an unknown plane, "
@@ -126,15 +127,18 @@ parsed_command_line parse_command_line(int argc, char const* const* argv)
     // what it does not know, to name it in the message below.
     app.allow_extras();
 
-    try {
+    try
+    {
         app.parse(argc, argv);
         check_leftovers(app);
     }
-    catch (CLI::CallForVersion const& version) {
+    catch (CLI::CallForVersion const& version)
+    {
         std::cout << version.what() << '\n';
         parsed.exit_status = flushed_standard_output();
     }
-    catch (CLI::ParseError const& e) {
+    catch (CLI::ParseError const& e)
+    {
         parsed.exit_status = e.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)
                                  ? print_requested_text(app, e)
                                  : usage_error(e.what());

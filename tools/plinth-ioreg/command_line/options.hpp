@@ -19,17 +19,18 @@ struct options
     command const* command_to_run = nullptr; // a row of command_table(), once the command line is read
     std::string plane = "IOService";
     bool json = false;
-    bool properties = false;                 // tree: the property block under each entry
-    search_criteria search;                  // tree: the entries to look for (-c, -n, -k)
-    search_scope scope;                      // tree: what to show around them (-r, -d)
-    bool verbose = false;                    // usb: each device's descriptor too
-    std::vector<std::string> registries;     // "[PLANE=]FILE" dumps ("-": standard input) to load instead of the default registry
-    std::optional<std::string> path;         // show: the entry by registry path
-    std::optional<std::uint64_t> id;         // show, hid read, hid write: the entry by registry entry ID
+    bool properties = false; // tree: the property block under each entry
+    search_criteria search;  // tree: the entries to look for (-c, -n, -k)
+    search_scope scope;      // tree: what to show around them (-r, -d)
+    bool verbose = false;    // usb: each device's descriptor too
+    std::vector<std::string>
+        registries; // "[PLANE=]FILE" dumps ("-": standard input) to load instead of the default registry
+    std::optional<std::string> path;          // show: the entry by registry path
+    std::optional<std::uint64_t> id;          // show, hid read, hid write: the entry by registry entry ID
     std::vector<std::string> watched_classes; // watch: the classes to watch (every service when empty)
-    bool simulate_hotplug = false;           // watch: plug and unplug a bundled device every second
-    std::optional<std::size_t> count;        // hid read: stop after this many reports
-    std::vector<std::uint8_t> output_report; // hid write: the output report's bytes
+    bool simulate_hotplug = false;            // watch: plug and unplug a bundled device every second
+    std::optional<std::size_t> count;         // hid read: stop after this many reports
+    std::vector<std::uint8_t> output_report;  // hid write: the output report's bytes
 };
 
 // The command line's outcome: the options to run with, or, after help, the

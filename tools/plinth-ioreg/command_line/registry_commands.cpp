@@ -56,7 +56,8 @@ int print_registry_text(options const& chosen, std::FILE* out, TextOf&& text_of)
 std::string subtrees_text(registry_search const& search, walked_entry const& root, bool json)
 {
     auto const found = search.subtrees_of_matches(root);
-    if (json) {
+    if (json)
+    {
         auto array = json::array();
         for (auto const& match : found)
             array.push_back(tree_to_json(match));
@@ -71,7 +72,8 @@ std::string subtrees_text(registry_search const& search, walked_entry const& roo
 std::string tree_text(apple::tree const& registry, options const& chosen, plane p)
 {
     auto const root_entry = find_root(registry);
-    if (!chosen.search.any() && !chosen.scope.depth) {
+    if (!chosen.search.any() && !chosen.scope.depth)
+    {
         // Only the JSON form shows paths; the text form saves reading them.
         auto const paths = chosen.json ? path_reading::read : path_reading::skip;
         auto const root = registry_walker(p, chosen.properties, paths).walk(root_entry);
@@ -98,16 +100,14 @@ std::string entry_details_text(apple::tree const& registry, options const& chose
 
 int print_tree(options const& chosen, std::FILE* out)
 {
-    return print_registry_text(chosen, out, [&](apple::tree const& registry, plane p) {
-        return tree_text(registry, chosen, p);
-    });
+    return print_registry_text(chosen, out,
+                               [&](apple::tree const& registry, plane p) { return tree_text(registry, chosen, p); });
 }
 
 int print_entry_details(options const& chosen, std::FILE* out)
 {
-    return print_registry_text(chosen, out, [&](apple::tree const& registry, plane p) {
-        return entry_details_text(registry, chosen, p);
-    });
+    return print_registry_text(
+        chosen, out, [&](apple::tree const& registry, plane p) { return entry_details_text(registry, chosen, p); });
 }
 
 int print_usb_listing(options const& chosen, std::FILE* out)

@@ -49,10 +49,7 @@ std::string hex_bytes(std::span<std::uint8_t const> bytes, char const* separator
 class log_keeper
 {
 public:
-    log_keeper()
-        : previous_(set_log_sink([this](log_level, std::string_view line) { last_ = std::string(line); }))
-    {
-    }
+    log_keeper() : previous_(set_log_sink([this](log_level, std::string_view line) { last_ = std::string(line); })) {}
     ~log_keeper() { set_log_sink(previous_); }
     std::string const& last() const noexcept { return last_; }
 
@@ -215,8 +212,8 @@ int run_hid_read(options const& chosen, std::FILE* out)
             break;
         if (ec)
             throw tool_error(stream.is_open() ? "reading failed: " + ec.message() : "the device was removed");
-        auto const line = format_input_report(std::chrono::system_clock::now(), report_id, {buffer.data(), n},
-                                              chosen.json);
+        auto const line =
+            format_input_report(std::chrono::system_clock::now(), report_id, {buffer.data(), n}, chosen.json);
         if (std::fwrite(line.data(), 1, line.size(), out) != line.size() || std::fflush(out) != 0)
             throw tool_error("cannot write the output");
         ++done;

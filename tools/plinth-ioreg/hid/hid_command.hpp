@@ -29,6 +29,6 @@ std::optional<std::vector<std::uint8_t>> parse_hex_bytes(std::string const& text
 
 // "22:40:01.123  id 3  01 02 03" (with a newline), or its JSON object.
 std::string format_input_report(std::chrono::system_clock::time_point time, std::uint8_t report_id,
-                                 std::span<std::uint8_t const> bytes, bool json);
+                                std::span<std::uint8_t const> bytes, bool json);
 
 } // namespace plinth::ioreg_tool

@@ -76,13 +76,15 @@ std::vector<pci_listing_item> list_pci_devices(apple::tree const& registry)
 std::string format_pci_listing(std::vector<pci_listing_item> const& items)
 {
     std::string text;
-    for (auto const& item : items) {
+    for (auto const& item : items)
+    {
         auto const& s = item.space;
         auto const name = pci_class_name(s.class_code, s.subclass);
-        text += fmt::format("{:04x}:{:04x}  class {:02x}/{:02x}/{:02x}{}  rev {:02x}  subsystem {:04x}:{:04x}  index {}  {}\n",
-                            s.vendor_id, s.device_id, s.class_code, s.subclass, s.programming_interface,
-                            name.empty() ? std::string() : " " + name, s.revision_id, s.subsystem_vendor_id,
-                            s.subsystem_id, number_or_absent(item.child_index), text_or_absent(item.path));
+        text += fmt::format(
+            "{:04x}:{:04x}  class {:02x}/{:02x}/{:02x}{}  rev {:02x}  subsystem {:04x}:{:04x}  index {}  {}\n",
+            s.vendor_id, s.device_id, s.class_code, s.subclass, s.programming_interface,
+            name.empty() ? std::string() : " " + name, s.revision_id, s.subsystem_vendor_id, s.subsystem_id,
+            number_or_absent(item.child_index), text_or_absent(item.path));
     }
     return text;
 }
@@ -90,7 +92,8 @@ std::string format_pci_listing(std::vector<pci_listing_item> const& items)
 nlohmann::ordered_json pci_listing_to_json(std::vector<pci_listing_item> const& items)
 {
     auto array = nlohmann::ordered_json::array();
-    for (auto const& item : items) {
+    for (auto const& item : items)
+    {
         auto const& s = item.space;
         auto const name = pci_class_name(s.class_code, s.subclass);
         array.push_back({

@@ -12,10 +12,12 @@ namespace plinth::ioreg_tool {
 template <typename Read>
 auto read_optional(Read&& read) noexcept -> std::optional<std::invoke_result_t<Read>>
 {
-    try {
+    try
+    {
         return read();
     }
-    catch (std::exception const&) {
+    catch (std::exception const&)
+    {
         return std::nullopt;
     }
 }

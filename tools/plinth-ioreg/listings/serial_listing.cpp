@@ -22,7 +22,8 @@ constexpr int max_climb = 64;
 std::optional<serial_port_owner> find_usb_owner(apple::device const& port)
 {
     auto above = read_optional([&] { return port.get_parent(plane::service); });
-    for (int step = 0; above && *above && step < max_climb; ++step) {
+    for (int step = 0; above && *above && step < max_climb; ++step)
+    {
         if (apple::usb_device const usb(*above); usb)
             return serial_port_owner{
                 read_optional([&] { return mpark::get<int>(usb.get_property("idVendor")); }),
@@ -60,7 +61,8 @@ std::vector<serial_listing_item> list_serial_ports(apple::tree const& registry)
 std::string format_serial_listing(std::vector<serial_listing_item> const& items)
 {
     std::string text;
-    for (auto const& item : items) {
+    for (auto const& item : items)
+    {
         text += fmt::format("{}  {}  base {}  suffix {}  type {}", text_or_absent(item.callout_device),
                             text_or_absent(item.dialin_device), text_or_absent(item.tty_base_name),
                             text_or_absent(item.tty_suffix), text_or_absent(item.type));
@@ -76,7 +78,8 @@ std::string format_serial_listing(std::vector<serial_listing_item> const& items)
 nlohmann::ordered_json serial_listing_to_json(std::vector<serial_listing_item> const& items)
 {
     auto array = nlohmann::ordered_json::array();
-    for (auto const& item : items) {
+    for (auto const& item : items)
+    {
         auto usb = nlohmann::ordered_json(nullptr);
         if (item.usb_device)
             usb = {

@@ -42,11 +42,16 @@ std::string descriptor_line(apple::usb_device::device_descriptor const& d)
 nlohmann::ordered_json descriptor_to_json(apple::usb_device::device_descriptor const& d)
 {
     return {
-        {"bDeviceClass", d.bDeviceClass},   {"bDeviceSubClass", d.bDeviceSubClass},
-        {"bDeviceProtocol", d.bDeviceProtocol}, {"bMaxPacketSize0", d.bMaxPacketSize0},
-        {"idVendor", d.idVendor},           {"idProduct", d.idProduct},
-        {"bcdDevice", d.bcdDevice},         {"iManufacturer", d.iManufacturer},
-        {"iProduct", d.iProduct},           {"iSerialNumber", d.iSerialNumber},
+        {"bDeviceClass", d.bDeviceClass},
+        {"bDeviceSubClass", d.bDeviceSubClass},
+        {"bDeviceProtocol", d.bDeviceProtocol},
+        {"bMaxPacketSize0", d.bMaxPacketSize0},
+        {"idVendor", d.idVendor},
+        {"idProduct", d.idProduct},
+        {"bcdDevice", d.bcdDevice},
+        {"iManufacturer", d.iManufacturer},
+        {"iProduct", d.iProduct},
+        {"iSerialNumber", d.iSerialNumber},
         {"bNumConfigurations", d.bNumConfigurations},
     };
 }
@@ -84,7 +89,8 @@ std::vector<usb_listing_item> list_usb_devices(apple::tree const& registry)
 std::string format_usb_listing(std::vector<usb_listing_item> const& items, bool verbose)
 {
     std::string text;
-    for (auto const& item : items) {
+    for (auto const& item : items)
+    {
         std::string const indent(2 * static_cast<std::size_t>(item.depth), ' ');
         text += fmt::format("{}{}:{}  {}  manufacturer {}  serial {}  address {}  port {}  location {}\n", indent,
                             hex_or_absent(item.vendor_id, 4), hex_or_absent(item.product_id, 4),

@@ -94,7 +94,8 @@ json entry_details_to_json(entry_details const& details)
     auto object = summary_to_json(details.summary);
     object["global_name"] = details.global_name;
     auto planes = json::object();
-    for (auto const& presence : details.planes) {
+    for (auto const& presence : details.planes)
+    {
         planes[apple::to_string(presence.in)] = json{
             {"name", presence.name},
             {"location", optional_to_json(presence.location)},

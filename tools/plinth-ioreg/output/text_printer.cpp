@@ -16,7 +16,8 @@ using output = std::back_insert_iterator<std::string>;
 void append_property_block(output out, std::string const& prefix, property::dictionary const& properties)
 {
     fmt::format_to(out, "{}{{\n", prefix);
-    for (auto const& [key, value] : properties) {
+    for (auto const& [key, value] : properties)
+    {
         fmt::format_to(out, "{}  \"{}\" = ", prefix, key);
         append_value(out, value);
         *out++ = '\n';
@@ -28,7 +29,8 @@ void append_node(output out, tree_node const& node, std::string const& prefix, b
 {
     fmt::format_to(out, "{}+-o {}\n", prefix, format_header(node.summary));
     auto const below = prefix + (more_siblings ? "| " : "  ");
-    if (node.properties) {
+    if (node.properties)
+    {
         // ioreg ends the block with a line holding only the prefix, trailing blanks and all.
         auto const block_prefix = below + (node.children.empty() ? "  " : "| ");
         append_property_block(out, block_prefix, *node.properties);
@@ -71,10 +73,11 @@ std::string format_entry_details(entry_details const& details)
                    format_entry_id(details.summary.id), details.global_name);
     if (details.planes.empty())
         fmt::format_to(out, "  in no plane\n");
-    for (auto const& presence : details.planes) {
+    for (auto const& presence : details.planes)
+    {
         fmt::format_to(out, "  {}:\n    name      {}\n    location  {}\n    path      {}\n",
-                       apple::to_string(presence.in), presence.name,
-                       presence.location.value_or("(none)"), presence.path);
+                       apple::to_string(presence.in), presence.name, presence.location.value_or("(none)"),
+                       presence.path);
     }
     fmt::format_to(out, "  properties:\n");
     append_property_block(out, "    ", details.properties);

@@ -18,16 +18,20 @@ bool is_printable_text(property::data const& bytes)
     if (bytes.empty() || bytes.back() != 0)
         return false;
     bool run_is_empty = true;
-    for (auto const c : bytes) {
-        if (c == 0) {
+    for (auto const c : bytes)
+    {
+        if (c == 0)
+        {
             if (run_is_empty)
                 return false;
             run_is_empty = true;
         }
-        else if (c < 0x20 || c == 0x7f) {
+        else if (c < 0x20 || c == 0x7f)
+        {
             return false;
         }
-        else {
+        else
+        {
             run_is_empty = false;
         }
     }
@@ -37,13 +41,16 @@ bool is_printable_text(property::data const& bytes)
 void append_data(output out, property::data const& bytes)
 {
     *out++ = '<';
-    if (is_printable_text(bytes)) {
+    if (is_printable_text(bytes))
+    {
         bool at_run_start = true;
-        for (std::size_t i = 0; i + 1 < bytes.size(); ++i) {
+        for (std::size_t i = 0; i + 1 < bytes.size(); ++i)
+        {
             auto const c = static_cast<char>(bytes[i]);
             if (at_run_start)
                 *out++ = '"';
-            if (c == 0) {
+            if (c == 0)
+            {
                 out = fmt::format_to(out, "\",");
                 at_run_start = true;
                 continue;
@@ -53,7 +60,8 @@ void append_data(output out, property::data const& bytes)
         }
         *out++ = '"';
     }
-    else {
+    else
+    {
         for (auto const b : bytes)
             out = fmt::format_to(out, "{:02x}", unsigned{b});
     }
@@ -65,7 +73,8 @@ void append_items(output out, char open, Items const& items, char close)
 {
     *out++ = open;
     bool first = true;
-    for (auto const& item : items) {
+    for (auto const& item : items)
+    {
         if (!first)
             *out++ = ',';
         first = false;
@@ -78,7 +87,8 @@ void append_dictionary(output out, property::dictionary const& dictionary)
 {
     *out++ = '{';
     bool first = true;
-    for (auto const& [key, item] : dictionary) {
+    for (auto const& [key, item] : dictionary)
+    {
         if (!first)
             *out++ = ',';
         first = false;

@@ -26,12 +26,13 @@ entry_details read_entry_details(walked_entry const& entry, plane neighbours_pla
     details.neighbours_plane = neighbours_plane;
     details.summary = summarize(entry, neighbours_plane);
     details.global_name = entry.device().get_name();
-    for (auto const p : all_planes) {
+    for (auto const p : all_planes)
+    {
         if (!entry.device().is_in_plane(p))
             continue;
         auto in_plane = summarize(entry, p);
-        details.planes.push_back({p, std::move(in_plane.name), std::move(in_plane.location),
-                                 in_plane.path.value_or(std::string())});
+        details.planes.push_back(
+            {p, std::move(in_plane.name), std::move(in_plane.location), in_plane.path.value_or(std::string())});
     }
     details.properties = entry.device().get_properties();
     details.parents = summarize_all(entry.parents(neighbours_plane), neighbours_plane);

@@ -16,10 +16,12 @@ namespace {
 template <typename Query>
 std::optional<std::string> optional_text(Query&& query)
 {
-    try {
+    try
+    {
         return query();
     }
-    catch (boost::system::system_error const&) {
+    catch (boost::system::system_error const&)
+    {
         return std::nullopt;
     }
 }
@@ -42,11 +44,13 @@ entry_summary summarize(walked_entry const& entry, plane p, path_reading path)
     // entry, an '@' too many, a path longer than io_string_t) both are asked for.
     auto full_path = optional_text([&] { return device.get_path(p); });
     auto named = full_path ? last_path_component(*full_path) : std::nullopt;
-    if (named) {
+    if (named)
+    {
         summary.name = std::move(named->name);
         summary.location = std::move(named->location);
     }
-    else {
+    else
+    {
         summary.name = device.get_name(p);
         summary.location = optional_text([&] { return device.get_location(p); });
     }

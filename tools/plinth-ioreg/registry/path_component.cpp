@@ -29,7 +29,8 @@ std::optional<name_and_location> last_path_component(std::string_view path)
     if (name.empty() || name.size() > longest_io_name)
         return std::nullopt;
     name_and_location result{std::string(name), std::nullopt};
-    if (at != std::string_view::npos) {
+    if (at != std::string_view::npos)
+    {
         auto const location = component.substr(at + 1);
         if (location.size() > longest_io_name)
             return std::nullopt;

@@ -10,10 +10,12 @@ namespace plinth::ioreg_tool {
 
 plane parse_plane(std::string const& name)
 {
-    try {
+    try
+    {
         return apple::make_plane(name.c_str());
     }
-    catch (boost::system::system_error const&) {
+    catch (boost::system::system_error const&)
+    {
         throw tool_error(fmt::format("unknown plane \"{}\"", name));
     }
 }

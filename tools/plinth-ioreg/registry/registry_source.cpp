@@ -42,7 +42,8 @@ std::vector<dump_argument> read_dump_arguments(std::vector<std::string> const& d
 {
     std::vector<dump_argument> arguments;
     bool standard_input_read = false;
-    for (auto const& text : dumps) {
+    for (auto const& text : dumps)
+    {
         auto argument = split(text);
         (void)parse_plane(argument.plane); // the name is checked here; the loader takes it as text
         if (argument.file == standard_input_name && std::exchange(standard_input_read, true))
@@ -78,10 +79,12 @@ void check_readable(std::string const& file)
 void load_standard_input(std::string const& plane)
 {
     std::string const device = "/dev/stdin";
-    try {
+    try
+    {
         sim::load_dump_file(device, plane);
     }
-    catch (sim::dump_error const& e) {
+    catch (sim::dump_error const& e)
+    {
         std::string message = e.what();
         if (message.starts_with(device))
             message.replace(0, device.size(), "standard input");
@@ -93,22 +96,27 @@ void load_standard_input(std::string const& plane)
 
 void prepare_registry(std::vector<std::string> const& dumps)
 {
-    if (dumps.empty()) {
+    if (dumps.empty())
+    {
         sim::load_bundled_registry();
         return;
     }
     auto const arguments = read_dump_arguments(dumps);
     sim::reset_registry();
-    for (auto const& [plane, file] : arguments) {
-        if (file == standard_input_name) {
+    for (auto const& [plane, file] : arguments)
+    {
+        if (file == standard_input_name)
+        {
             load_standard_input(plane);
             continue;
         }
         check_readable(file);
-        try {
+        try
+        {
             sim::load_dump_file(file, plane);
         }
-        catch (sim::dump_error const& e) {
+        catch (sim::dump_error const& e)
+        {
             throw tool_error(e.what());
         }
     }

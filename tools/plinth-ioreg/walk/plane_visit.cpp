@@ -19,7 +19,8 @@ public:
     bool below(apple::io_kit::io_iterator children, int weight)
     {
         bool any = false;
-        while (auto object = children.next()) {
+        while (auto object = children.next())
+        {
             any = true;
             apple::device child(apple::io_kit::io_registry_entry(std::move(object)));
             if (!seen_.insert(child.get_id()).second)

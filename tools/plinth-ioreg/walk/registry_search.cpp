@@ -68,13 +68,13 @@ bool registry_search::below_depth(std::size_t level) const noexcept
     return !scope_.depth || level < *scope_.depth;
 }
 
-std::optional<tree_node> registry_search::prune(walked_entry const& entry, std::size_t level,
-                                                ancestry& ancestors) const
+std::optional<tree_node> registry_search::prune(walked_entry const& entry, std::size_t level, ancestry& ancestors) const
 {
     tree_node node;
     node.summary = summarize(entry, plane_);
     bool const is_match = matches(entry, node.summary);
-    if (below_depth(level) && !is_ancestor(ancestors, node.summary.id)) {
+    if (below_depth(level) && !is_ancestor(ancestors, node.summary.id))
+    {
         ancestors.push_back(node.summary.id);
         for (auto const& child : entry.children(plane_))
             if (auto kept = prune(child, level + 1, ancestors))
@@ -112,7 +112,8 @@ std::optional<tree_node> registry_search::gather(walked_entry const& entry, std:
     if (shown > 0 && (with_properties_ || is_match))
         node.properties = entry.device().get_properties();
 
-    if (!is_ancestor(ancestors, node.summary.id)) {
+    if (!is_ancestor(ancestors, node.summary.id))
+    {
         ancestors.push_back(node.summary.id);
         auto const below = shown == unlimited ? unlimited : (shown == 0 ? 0 : shown - 1);
         for (auto const& child : entry.children(plane_))
@@ -121,7 +122,8 @@ std::optional<tree_node> registry_search::gather(walked_entry const& entry, std:
         ancestors.pop_back();
     }
 
-    if (levels == 0) {
+    if (levels == 0)
+    {
         if (is_match)
             found[slot] = std::move(node);
         return std::nullopt;
@@ -136,7 +138,8 @@ tree_node registry_search::truncated(tree_node const& node, std::size_t levels)
     tree_node copy;
     copy.summary = node.summary;
     copy.properties = node.properties;
-    if (levels > 1) {
+    if (levels > 1)
+    {
         auto const below = levels == unlimited ? unlimited : levels - 1;
         copy.children.reserve(node.children.size());
         for (auto const& child : node.children)

@@ -13,7 +13,7 @@ registry_watch::registry_watch(apple::detail::notifier_service& notifier, std::v
 {
     for (auto const& class_name : class_names.empty() ? std::vector<std::string>{"IOService"} : class_names)
         watchers_.push_back(std::make_unique<apple::device_watcher>(notifier, delivery_.get_executor(),
-                                                                     apple::device_match{class_name}));
+                                                                    apple::device_match{class_name}));
     // Started on the delivery thread, which alone uses the watchers from now on.
     boost::asio::post(delivery_, [this] {
         for (auto const& watcher : watchers_)
@@ -84,4 +84,3 @@ void registry_watch::deliver(apple::device_event const& event)
 }
 
 } // namespace plinth::ioreg_tool
-
