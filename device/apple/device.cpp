@@ -145,10 +145,10 @@ std::optional<property::value> device::get_property_value(char const* key, boost
 
 property::dictionary device::get_properties() const
 {
-    auto properties =
-        detail::property_dictionary_from_cf(io_kit::create_cf_properties(io_kit::io_registry_entry_view(entry_.get())));
+    boost::system::error_code ec;
+    auto properties = get_properties(ec);
     if (!properties)
-        throw boost::system::system_error(make_error_code(errc::unsupported_property_type), "get_properties");
+        throw boost::system::system_error(ec, "get_properties");
     return std::move(*properties);
 }
 
