@@ -13,14 +13,6 @@ using property::set;
 
 namespace {
 
-std::uint64_t masked_bits(number const& n)
-{
-    auto const bits = static_cast<std::uint64_t>(n.bits);
-    if (n.width >= 64 || n.width <= 0)
-        return bits;
-    return bits & ((std::uint64_t{1} << n.width) - 1);
-}
-
 value const* find_value(dictionary const& in, std::string const& key)
 {
     auto const found = std::ranges::find(in, key, [](auto const& p) -> std::string const& { return p.first; });
@@ -63,7 +55,7 @@ bool kernel_equal(value const& a, value const& b)
             using type = std::remove_cvref_t<decltype(left)>;
             auto const& right = std::get<type>(b.content);
             if constexpr (std::is_same_v<type, number>)
-                return masked_bits(left) == masked_bits(right);
+                return left.as_unsigned() == right.as_unsigned();
             else if constexpr (std::is_same_v<type, dictionary>)
                 return left.size() == right.size() && properties_include(left, right);
             else if constexpr (std::is_same_v<type, array>)
