@@ -235,7 +235,7 @@ TEST_F(property_value_test, the_bundled_registry_reads_as_it_holds)
             auto at = read.begin();
             for (auto const& [key, value] : held.properties)
             {
-                at = std::find_if(at, read.end(), [&](auto const& item) { return item.first == key; });
+                at = std::find_if(at, read.end(), [&key = key](auto const& item) { return item.first == key; });
                 ASSERT_NE(at, read.end()) << held.id << " " << key << ": missing or out of order";
                 EXPECT_EQ(at->second, as_user_space_reads_it(value)) << held.id << " " << key;
             }
