@@ -17,6 +17,9 @@ public:
         {
         case hid_errc::not_open: return "HID stream is not open";
         case hid_errc::property_missing: return "HID device property is missing";
+        case hid_errc::bad_report_descriptor: return "HID report descriptor is malformed";
+        case hid_errc::report_mismatch: return "HID report does not match its descriptor";
+        case hid_errc::no_such_usage: return "HID report descriptor has no field for the usage";
         }
         return "unknown HID error " + std::to_string(value);
     }

@@ -10,8 +10,11 @@ namespace plinth::apple {
 // Failures of a HID stream that IOKit does not report itself.
 enum class hid_errc : int
 {
-    not_open = 1,         // the stream is not open
-    property_missing = 2, // the HID device lacks a property the stream needs
+    not_open = 1,              // the stream is not open
+    property_missing = 2,      // the HID device lacks a property the stream needs
+    bad_report_descriptor = 3, // a report descriptor is malformed
+    report_mismatch = 4,       // a report does not fit its descriptor (size or report ID)
+    no_such_usage = 5,         // the descriptor defines no field for a usage
 };
 
 boost::system::error_category const& hid_category() noexcept;
