@@ -7,6 +7,9 @@
 #include <boost/system/system_error.hpp>
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <limits>
+
 namespace plinth::apple {
 namespace {
 
@@ -229,11 +232,18 @@ void hid_report_descriptor::write(hid_field_ref where, std::int32_t logical, std
 
 std::int32_t hid_report_descriptor::empty_array_value(hid_field const& field) const
 {
-    // 0 when it selects nothing (usage 0 on most keyboards), else a value just outside the logical range.
-    for (std::int64_t const candidate :
-         {std::int64_t{0}, std::int64_t{field.logical_minimum} - 1, std::int64_t{field.logical_maximum} + 1})
+    // 0 when it selects nothing (usage 0 on most keyboards), else the first value past
+    // the usages, else a value just outside the logical range.
+    std::uint64_t usages = 0;
+    for (auto const& range : field.usages)
+        usages += range.size();
+    std::int64_t const past_usages =
+        std::int64_t{field.logical_minimum} + static_cast<std::int64_t>(std::min<std::uint64_t>(usages, 1ull << 33));
+    for (std::int64_t const candidate : {std::int64_t{0}, past_usages, std::int64_t{field.logical_minimum} - 1,
+                                         std::int64_t{field.logical_maximum} + 1})
     {
-        if (!detail::fits_bits(candidate, field.bit_size, field.is_signed()))
+        if (!detail::fits_bits(candidate, field.bit_size, field.is_signed()) ||
+            candidate > std::numeric_limits<std::int32_t>::max())
             continue;
         auto const value = static_cast<std::int32_t>(candidate);
         if (selects_nothing(field, value))
