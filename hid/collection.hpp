@@ -20,6 +20,8 @@ struct hid_collection
     std::size_t parent = no_parent; // index in hid_report_descriptor::collections()
     std::size_t depth = 0;          // 0 for a top-level collection
     std::size_t offset = 0;         // byte offset of the Collection item in the descriptor
+
+    friend bool operator==(hid_collection const&, hid_collection const&) = default;
 };
 
 } // namespace plinth::apple

@@ -60,6 +60,8 @@ struct hid_field
     // the physical range (the logical range itself when both physical bounds are 0),
     // times ten to the unit exponent.
     double physical_value(std::int32_t logical) const noexcept;
+
+    friend bool operator==(hid_field const&, hid_field const&) = default;
 };
 
 } // namespace plinth::apple

@@ -19,6 +19,8 @@ struct hid_report_info
     // The bytes the report takes on the wire, its report ID byte included: what a
     // device publishes as "MaxInputReportSize" and its kin for its largest report.
     std::size_t byte_size() const noexcept { return (bit_size + 7) / 8 + (id != 0 ? 1 : 0); }
+
+    friend bool operator==(hid_report_info const&, hid_report_info const&) = default;
 };
 
 } // namespace plinth::apple

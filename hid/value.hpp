@@ -12,8 +12,11 @@ namespace plinth::apple {
 // read/write take it, so that reading one usage costs no search per report.
 struct hid_field_ref
 {
-    std::size_t field = 0;  // index in hid_report_descriptor::fields()
-    std::uint32_t item = 0; // the item within the field (0 for an array field's usage)
+    std::size_t field = 0; // index in hid_report_descriptor::fields()
+    // A variable field: the item within the field. An array field: the usage's
+    // position among the field's usages (the logical value that selects it, less the
+    // logical minimum), since any of its items may hold it.
+    std::uint32_t item = 0;
 
     friend constexpr bool operator==(hid_field_ref, hid_field_ref) = default;
 };
