@@ -215,11 +215,11 @@ TEST(report_write, refuses_values_that_do_not_fit_the_items_bits_and_refs_to_no_
     descriptor.write({0, 0}, 7, report); // outside the logical range, inside the bits: a null state
     descriptor.write({1, 0}, -16, report);
     descriptor.write({1, 0}, 15, report);
-    for (auto [where, logical] :
+    for (auto const& c :
          std::vector<std::pair<hid_field_ref, std::int32_t>>{{{0, 0}, 8}, {{0, 0}, -1}, {{1, 0}, 16}, {{1, 0}, -17}})
-        EXPECT_EQ(system_error_of([&] { descriptor.write(where, logical, report); }).code(),
+        EXPECT_EQ(system_error_of([&] { descriptor.write(c.first, c.second, report); }).code(),
                   boost::system::errc::invalid_argument)
-            << where.field << " " << logical;
+            << c.first.field << " " << c.second;
     for (auto where : {hid_field_ref{0, 1}, hid_field_ref{2, 0}, hid_field_ref{3, 0}, hid_field_ref{9, 0}})
     {
         EXPECT_EQ(system_error_of([&] { descriptor.write(where, 0, report); }).code(),
