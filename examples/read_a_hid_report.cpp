@@ -45,8 +45,8 @@ int main()
               << stream.get_device_usage_page() << ", usage " << stream.get_device_usage() << '\n';
 
 #if !defined(__APPLE__)
-    // The simulated board sends a report, as the real one would when it has news.
-    plinth::sim::post_input_report(board.get_id(), 0, std::vector<std::uint8_t>{0x01, 0x02, 0x03});
+    // The simulated board sends its input report 1 (ID first), as the real one would when it has news.
+    plinth::sim::post_input_report(board.get_id(), 1, std::vector<std::uint8_t>{0x01, 0x02, 0x03});
 #endif
     std::array<std::uint8_t, 64> bytes{};
     std::uint8_t report_id = 0;

@@ -2,7 +2,7 @@
 #pragma once
 
 // hid_stream, the I/O object of one HID device, in Boost.Asio's shape. Its
-// members are defined in four files, one concern each:
+// members are defined in five files, one concern each:
 //   hid_stream.cpp                 the object itself: service_context, construction,
 //                                  open, close, assign, the getters, write, cancel
 //   hid_stream_read.cpp            the reads: blocking and timed (read_until) and
@@ -10,6 +10,8 @@
 //   hid_stream_callbacks.cpp       IOKit's report and removal callbacks
 //   hid_stream_report_requests.cpp the requests by report ID: get/send_feature_report,
 //                                  get_input_report, send_output_report
+//   hid_stream_report_descriptor.cpp the device's report descriptor, read and parsed
+//                                  once
 // What they build on, in detail/:
 //   hid_service                    the per-context service; its record (data) holds a
 //                                  stream's I/O state, the part the callbacks reach
@@ -25,6 +27,7 @@
 #include "device/apple/device.hpp"
 #include "device/apple/detail/hid_run_loop_token.hpp"
 #include "device/apple/detail/hid_service.hpp"
+#include "hid/report_descriptor.hpp"
 #include "io_kit/cf/string.hpp"
 #include "io_kit/io_hid_device.hpp"
 
@@ -39,6 +42,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <type_traits>
 #include <utility>
@@ -104,6 +108,18 @@ public:
     // Throw boost::system::system_error (hid_errc::property_missing, "get_capability").
     std::int32_t get_max_output_report_size() const;
     std::int32_t get_max_input_report_size() const;
+
+    // The device's report descriptor (its "ReportDescriptor" property), parsed: read
+    // and parsed on the first call that succeeds, from any thread, and kept for the
+    // stream's life, so that the reference stays valid as long as the stream.
+    // Throws boost::system::system_error ("get_report_descriptor"):
+    // hid_errc::property_missing when the device has no such property (or the
+    // stream no device), hid_errc::bad_report_descriptor when it is not data or the
+    // parser refuses it. Open or closed makes no difference. The error_code& form
+    // reports the same errors in `ec` and then returns an empty descriptor; a
+    // failure is not kept, and a later call reads the property again.
+    hid_report_descriptor const& get_report_descriptor() const;
+    hid_report_descriptor const& get_report_descriptor(boost::system::error_code& ec) const;
 
     // Waits for the next input report: its ID goes to *r.report_id, at most
     // r.buffer.size() of its bytes to r.buffer. Returns the bytes copied. Throws
@@ -206,6 +222,10 @@ private:
     apple::device device;
     io_kit::io_hid_device hid_device;
     service_context context;
+    // Set once, under the mutex, by the first get_report_descriptor that succeeds;
+    // never changed after, so that the references handed out stay valid.
+    mutable std::mutex report_descriptor_mutex;
+    mutable std::optional<hid_report_descriptor> report_descriptor;
 };
 
 } // namespace plinth::apple

@@ -754,7 +754,9 @@ def hid_properties(transport, vendor, product_id, version, manufacturer, product
 
 
 # Report descriptors: the boot-protocol keyboard and mouse that every USB HID host knows,
-# a consumer-control collection and a vendor-defined 64-byte in/out collection.
+# a consumer-control collection, a vendor-defined board with numbered 64-byte reports and
+# a gamepad. Each device's Max...ReportSize properties are its descriptor's largest report
+# of that type in bytes, report ID byte included, as IOKit computes them.
 KEYBOARD_DESCRIPTOR = bytes.fromhex(
     "05010906a101050719e029e71500250175019508810295017508810195057501"
     "050819012905910295017503910195067508150025650507190029658100c0")
@@ -762,7 +764,27 @@ MOUSE_DESCRIPTOR = bytes.fromhex(
     "05010902a1010901a100050919012903150025019503750181029501750581"
     "0105010930093109381581257f750895038106c0c0")
 CONSUMER_DESCRIPTOR = bytes.fromhex("050c0901a101150026ff0319002aff03751095018100c0")
-VENDOR_DESCRIPTOR = bytes.fromhex("0600ff0901a101150026ff007508954009018102954009019102c0")
+# The board's firmware numbers its reports, each 64 bytes on the wire with its ID first:
+# input 1 and output 2 carry 63 bytes of data, feature 3 a 7-byte configuration.
+VENDOR_DESCRIPTOR = bytes.fromhex(
+    "0600ff0901a101150026ff007508"
+    "8501953f09018102"
+    "8502953f09019102"
+    "850395070902b102"
+    "c0")
+# Two sticks (X, Y, Z, Rz: 8 bits each), a hat switch (4 bits, eight directions 45 degrees
+# apart, outside 0..7 when released) with 4 bits of padding, and twelve buttons with 4
+# bits of padding: a 7-byte input report, and no output or feature report.
+GAMEPAD_DESCRIPTOR = bytes.fromhex(
+    "05010905a101"
+    "0901a100"
+    "0930093109320935150026ff0075089504" "8102"
+    "c0"
+    "0939150025073500463b01651475049501" "8142"
+    "6500450075049501" "8103"
+    "05091901290c150025017501950c" "8102"
+    "75049501" "8103"
+    "c0")
 
 
 def hid_driverkit_device(reg, interface, props):
@@ -867,7 +889,7 @@ def describe_internal_usb(reg, pci, bus, legacy_root):
     vendor = usb_device(usb, hub_ports[2], vendor_spec, hub.mirror)
     hid_kernel_device(reg, vendor.interfaces[0], vendor.location_id, 0, hid_properties(
         "USB", 0x0483, 0x5750, 0x0200, "STMicroelectronics", "Custom HID", "207A38A45253", vendor.location_id,
-        0xFF00, 1, VENDOR_DESCRIPTOR, 64, 64))
+        0xFF00, 1, VENDOR_DESCRIPTOR, 64, 64, 8))
 
     modem_spec = UsbSpec("Arduino Uno", "Arduino (www.arduino.cc)", "85735313932351E0A1C1", 0x2341, 0x0043,
                          0x0001, device_class=2, speed="full", bcd_usb=0x0110,
@@ -887,6 +909,19 @@ def describe_internal_usb(reg, pci, bus, legacy_root):
     flash = usb_device(usb, ports[3], flash_spec)
     describe_usb_mass_storage(reg, flash.interfaces[0])
     return usb
+
+
+def describe_gamepad(reg, usb):
+    """A gamepad on the internal controller's free USB 2 port. It is described after
+    everything else because it was plugged in after boot: its entries take the newest
+    registry IDs, and every entry before it keeps its own."""
+    port = next(entry for entry in usb.controller.children["IOService"] if entry.name == "HS02")
+    spec = UsbSpec("Dual Action", "Logitech", "LGDA-7730415", 0x046D, 0xC216, 0x0410, max_packet=8, speed="low",
+                   bcd_usb=0x0110, interfaces=((0, 3, 0, 0, 1, None),))
+    gamepad = usb_device(usb, port, spec)
+    hid_driverkit_device(reg, gamepad.interfaces[0], hid_properties(
+        "USB", 0x046D, 0xC216, 0x0410, "Logitech", "Dual Action", "LGDA-7730415", gamepad.location_id,
+        1, 5, GAMEPAD_DESCRIPTOR, 7, 0))
 
 
 def describe_usb_mass_storage(reg, interface):
@@ -1126,9 +1161,10 @@ def describe_machine(reg):
     reg.attach(describe_cpus(reg, expert), platform, "IODeviceTree")
     describe_acpi_devices(reg, expert)
     legacy_root = describe_resources(reg, platform)
-    describe_pci(reg, expert, platform, legacy_root)
+    internal_usb, _, _ = describe_pci(reg, expert, platform, legacy_root)
     describe_efi(reg, expert, platform)
     describe_driverkit(reg, platform)
+    describe_gamepad(reg, internal_usb)
     derive_power_plane(reg, root_domain)
 
 

@@ -1,4 +1,6 @@
-// Tests of hid_stream: failed opens, blocking and timed reads, writes, cancel, removal during a read, shutdown.
+// Tests of hid_stream: failed opens, reads, writes, cancel, removal during a read, shutdown, its report descriptor.
+#include "device/apple/device_match.hpp"
+#include "device/apple/find_devices.hpp"
 #include "device/hid_stream_support.hpp"
 #include "error/apple/hid_errc.hpp"
 
@@ -349,3 +351,134 @@ TEST_F(hid_stream_test, destroying_a_stream_waits_for_a_report_callback_already_
     stream.reset();
     sim::set_input_report_observer(keyboard_id, {});
 }
+
+namespace {
+
+using plinth::apple::device;
+using plinth::apple::device_match;
+using plinth::apple::find_devices;
+using plinth::apple::hid_errc;
+using plinth::apple::hid_report_type;
+
+// The bundled Mac's one HID device that `match` accepts.
+device bundled_hid_device(device_match const& match)
+{
+    auto found = find_devices(match);
+    EXPECT_EQ(found.size(), 1u);
+    return found.empty() ? device() : found.front();
+}
+
+TEST_F(hid_stream_test, the_report_descriptor_of_the_bundled_keyboard_has_the_boot_keyboards_reports)
+{
+    sim::load_bundled_registry();
+    auto match = device_match::hid_with_usage(0x01, 0x06);
+    match.vendor_id = 0x046d;
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), bundled_hid_device(match));
+    auto const& descriptor = stream.get_report_descriptor();
+    EXPECT_FALSE(descriptor.numbers_reports());
+    ASSERT_EQ(descriptor.reports().size(), 2u);
+    auto const* input = descriptor.report(hid_report_type::input, 0);
+    auto const* output = descriptor.report(hid_report_type::output, 0);
+    ASSERT_TRUE(input && output);
+    EXPECT_EQ(input->byte_size(), 8u) << "modifiers, reserved byte, six keys";
+    EXPECT_EQ(output->byte_size(), 1u) << "five LEDs and padding";
+    EXPECT_EQ(descriptor.max_report_size(hid_report_type::input),
+              static_cast<std::size_t>(stream.get_max_input_report_size()));
+    // Left Shift and the A key, as the device sends them.
+    std::vector<std::uint8_t> const report{0x02, 0x00, 0x04, 0x00, 0x00, 0x00, 0x00, 0x00};
+    EXPECT_EQ(descriptor.value(hid_report_type::input, {0x07, 0xE1}, report), 1);
+    EXPECT_EQ(descriptor.value(hid_report_type::input, {0x07, 0x04}, report), 1);
+    EXPECT_EQ(descriptor.value(hid_report_type::input, {0x07, 0x05}, report), 0);
+    EXPECT_EQ(&stream.get_report_descriptor(), &descriptor) << "parsed once, kept";
+}
+
+TEST_F(hid_stream_test, the_report_descriptor_of_the_vendor_board_gives_its_max_report_sizes)
+{
+    sim::load_bundled_registry();
+    boost::asio::io_context context;
+    auto const board = bundled_hid_device(device_match("IOHIDDevice", 0x0483, 0x5750));
+    hid_stream stream(context.get_executor(), board);
+    ASSERT_TRUE(stream.is_open());
+    boost::system::error_code ec = make_error_code(boost::system::errc::io_error);
+    auto const& descriptor = stream.get_report_descriptor(ec);
+    EXPECT_FALSE(ec) << "a success clears the code";
+    EXPECT_TRUE(descriptor.numbers_reports());
+    EXPECT_EQ(descriptor.max_report_size(hid_report_type::input),
+              static_cast<std::size_t>(stream.get_max_input_report_size()));
+    EXPECT_EQ(descriptor.max_report_size(hid_report_type::output),
+              static_cast<std::size_t>(stream.get_max_output_report_size()));
+    EXPECT_EQ(descriptor.max_report_size(hid_report_type::feature),
+              static_cast<std::size_t>(mpark::get<int>(board.get_property("MaxFeatureReportSize"))));
+    EXPECT_EQ(descriptor.max_report_size(hid_report_type::input), 64u);
+}
+
+TEST_F(hid_stream_test, a_broken_or_missing_report_descriptor_is_an_error_that_a_later_call_reads_again)
+{
+    // An Application collection that never ends.
+    auto const broken = sim::add_entry({"IOUSBHostHIDDevice",
+                                        "Broken",
+                                        "14300000",
+                                        {{"MaxInputReportSize", sim::make_number(1)},
+                                         {"ReportDescriptor", sim::data{0x05, 0x01, 0x09, 0x06, 0xA1, 0x01}}}},
+                                       sim::root_entry_id);
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(broken));
+    auto const bad = plinth::apple::make_error_code(hid_errc::bad_report_descriptor);
+    try
+    {
+        stream.get_report_descriptor();
+        FAIL() << "a broken descriptor was parsed";
+    }
+    catch (boost::system::system_error const& e)
+    {
+        EXPECT_EQ(e.code(), bad);
+        EXPECT_NE(std::string(e.what()).find("get_report_descriptor"), std::string::npos);
+    }
+    boost::system::error_code ec;
+    EXPECT_TRUE(stream.get_report_descriptor(ec).fields().empty());
+    EXPECT_EQ(ec, bad);
+
+    // Not data at all.
+    sim::set_property(broken, "ReportDescriptor", std::string("05 01"));
+    stream.get_report_descriptor(ec);
+    EXPECT_EQ(ec, bad);
+
+    // A failure is not kept: the next call reads the property again, and what it
+    // parses stays, whatever the property becomes.
+    sim::set_property(broken, "ReportDescriptor",
+                      sim::data{0x06, 0x00, 0xFF, 0x09, 0x01, 0xA1, 0x01, 0x15, 0x00, 0x26, 0xFF,
+                                0x00, 0x75, 0x08, 0x95, 0x01, 0x09, 0x01, 0x81, 0x02, 0xC0});
+    auto const& fixed = stream.get_report_descriptor(ec);
+    EXPECT_FALSE(ec);
+    EXPECT_EQ(fixed.max_report_size(hid_report_type::input), 1u);
+    sim::remove_property(broken, "ReportDescriptor");
+    EXPECT_EQ(&stream.get_report_descriptor(), &fixed);
+
+    // No property, and no device at all.
+    hid_stream bare(context.get_executor(), entry(bare_id));
+    bare.get_report_descriptor(ec);
+    EXPECT_EQ(ec, plinth::apple::make_error_code(hid_errc::property_missing));
+    hid_stream closed(context.get_executor());
+    EXPECT_THROW(closed.get_report_descriptor(), boost::system::system_error);
+    closed.get_report_descriptor(ec);
+    EXPECT_EQ(ec, plinth::apple::make_error_code(hid_errc::property_missing));
+}
+
+TEST_F(hid_stream_test, concurrent_first_calls_parse_the_report_descriptor_once_for_all)
+{
+    sim::load_bundled_registry();
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), bundled_hid_device(device_match::hid_with_usage(0x01, 0x05)));
+    std::vector<std::future<plinth::apple::hid_report_descriptor const*>> callers;
+    for (int i = 0; i < 4; ++i)
+        callers.push_back(std::async(std::launch::async, [&stream] { return &stream.get_report_descriptor(); }));
+    std::vector<plinth::apple::hid_report_descriptor const*> seen;
+    for (auto& caller : callers)
+        seen.push_back(caller.get());
+    for (auto const* descriptor : seen)
+        EXPECT_EQ(descriptor, seen.front());
+    EXPECT_EQ(seen.front()->max_report_size(hid_report_type::input), 7u);
+}
+
+} // namespace

@@ -138,9 +138,11 @@ TEST(report_descriptor_of_the_bundled_registry, gives_the_sizes_its_devices_publ
         char const* name;
         std::size_t input_size;
         std::size_t output_size;
+        std::size_t feature_size;
     };
-    for (auto const& c : {case_t{"KEYBOARD_DESCRIPTOR", 8, 1}, case_t{"MOUSE_DESCRIPTOR", 4, 0},
-                          case_t{"CONSUMER_DESCRIPTOR", 2, 0}, case_t{"VENDOR_DESCRIPTOR", 64, 64}})
+    for (auto const& c : {case_t{"KEYBOARD_DESCRIPTOR", 8, 1, 0}, case_t{"MOUSE_DESCRIPTOR", 4, 0, 0},
+                          case_t{"CONSUMER_DESCRIPTOR", 2, 0, 0}, case_t{"VENDOR_DESCRIPTOR", 64, 64, 8},
+                          case_t{"GAMEPAD_DESCRIPTOR", 7, 0, 0}})
     {
         SCOPED_TRACE(c.name);
         auto const bytes = bundled_descriptor(c.name);
@@ -148,7 +150,7 @@ TEST(report_descriptor_of_the_bundled_registry, gives_the_sizes_its_devices_publ
         auto const descriptor = hid_report_descriptor::parse(bytes);
         EXPECT_EQ(descriptor.max_report_size(input), c.input_size);
         EXPECT_EQ(descriptor.max_report_size(output), c.output_size);
-        EXPECT_EQ(descriptor.max_report_size(feature), 0u);
+        EXPECT_EQ(descriptor.max_report_size(feature), c.feature_size);
     }
 }
 

@@ -112,11 +112,15 @@ TEST_F(bundled_registry, hid_devices_carry_what_a_hid_stream_reads)
     }
     EXPECT_TRUE(usages.contains({1, 6})) << "a keyboard";
     EXPECT_TRUE(usages.contains({1, 2})) << "a mouse";
+    EXPECT_TRUE(usages.contains({1, 5})) << "a gamepad";
     auto const vendor = std::ranges::find_if(
         devices, [&](handle const& d) { return number_property(d.get(), "DeviceUsagePage") == 0xFF00; });
     ASSERT_NE(vendor, devices.end()) << "a vendor-defined device";
     EXPECT_TRUE(IOObjectConformsTo(vendor->get(), "IOUSBHostHIDDevice"));
+    // Numbered reports of 64 bytes, their ID byte included, and a small feature report.
+    EXPECT_EQ(number_property(vendor->get(), "MaxInputReportSize"), 64);
     EXPECT_EQ(number_property(vendor->get(), "MaxOutputReportSize"), 64);
+    EXPECT_EQ(number_property(vendor->get(), "MaxFeatureReportSize"), 8);
 }
 
 TEST_F(bundled_registry, usb_devices_carry_descriptors_strings_and_a_port_number)
