@@ -339,6 +339,30 @@ TEST_F(device_watcher_test, context_shutdown_destroys_pending_waits_without_call
     EXPECT_FALSE(called);
 }
 
+// The watcher goes first with a wait pending, then its context, whose destruction
+// drops the wait's posted completion unrun. The wait must go with it: the watcher's
+// state may live on a little in a notification's clean-up thread, and a wait kept
+// there would destroy its executor after the context (a use after free that
+// AddressSanitizer, or a crash, shows within a few rounds).
+TEST_F(device_watcher_test, a_pending_wait_goes_with_its_context_when_the_watcher_went_first)
+{
+    for (int round = 0; round < 20; ++round)
+    {
+        auto const alive = std::make_shared<int>(0);
+        {
+            boost::asio::io_context context;
+            device_watcher watcher(context.get_executor(), device_match{"IOUSBHostDevice"});
+            std::function<void(boost::system::error_code, device_event)> again = [&, held = alive](auto error, auto) {
+                if (!error)
+                    watcher.async_wait(again);
+            };
+            watcher.async_wait(again);
+            context.poll();
+        }
+        EXPECT_EQ(alive.use_count(), 1) << "round " << round << ": every handler destroyed with the context";
+    }
+}
+
 TEST_F(device_watcher_test, completes_through_the_handlers_associated_executor)
 {
     add_device("IOUSBHostDevice", "First");

@@ -156,12 +156,55 @@ void device_watch_state::schedule_waits()
     }
 }
 
+// What a scheduled wait posts, shared by the copies of the posted call: it finishes
+// the wait when run, and abandons it when the last copy is destroyed unrun, as an
+// execution context does with what it holds when it is destroyed. Without that, the wait would outlive the context in the state, which a
+// notification's clean-up may keep a while longer, and its executor would then be
+// destroyed after the context it refers to.
+struct device_watch_state::completion
+{
+    completion(std::shared_ptr<device_watch_state> owner, std::uint64_t wait_id) : state(std::move(owner)), id(wait_id)
+    {
+    }
+    completion(completion const&) = delete;
+    completion& operator=(completion const&) = delete;
+    ~completion()
+    {
+        if (!ran)
+            state->abandon(id);
+    }
+
+    std::shared_ptr<device_watch_state> const state;
+    std::uint64_t const id;
+    bool ran = false;
+};
+
 // With the lock held: posts the wait's completion, which finish() decides.
 void device_watch_state::schedule(std::unique_ptr<device_watch_wait> wait)
 {
     auto const id = wait->id();
     auto& scheduled = scheduled_[id] = std::move(wait);
-    scheduled->post([self = shared_from_this(), id] { self->finish(id); });
+    auto const once = std::make_shared<completion>(shared_from_this(), id);
+    scheduled->post([once] {
+        once->ran = true;
+        once->state->finish(once->id);
+    });
+}
+
+void device_watch_state::abandon(std::uint64_t id) noexcept
+{
+    std::unique_ptr<device_watch_wait> wait;
+    {
+        std::lock_guard const lock(mutex_);
+        auto const found = scheduled_.find(id);
+        if (found == scheduled_.end())
+            return;
+        wait = std::move(found->second);
+        scheduled_.erase(found);
+        if (!wait->cancelled)
+            --claims_;
+    }
+    // Destroyed here, unlocked: a handler's destructor may do anything.
 }
 
 // On the handler's executor: the wait takes its item now, unless it was cancelled

@@ -87,6 +87,10 @@ private:
     void schedule_waits();
     void schedule(std::unique_ptr<device_watch_wait> wait);
     void finish(std::uint64_t id);
+    // A scheduled wait whose completion was destroyed unrun (its execution context
+    // went away): the wait goes too, while its executor's context still exists.
+    void abandon(std::uint64_t id) noexcept;
+    struct completion;
 
     device_match const match_;
     std::size_t const capacity_;
