@@ -1,7 +1,7 @@
 // hid_descriptor_error: the message that names the byte, the item and the fault.
 #include "hid/descriptor_error.hpp"
 
-#include "hid/detail/item_reader.hpp"
+#include "hid/item_reader.hpp"
 
 #include <fmt/format.h>
 
@@ -11,7 +11,7 @@ namespace plinth::apple {
 
 std::string hid_descriptor_problem::message() const
 {
-    return fmt::format("byte {}, item 0x{:02X} ({}): {}", offset, prefix, detail::item_name(prefix), problem);
+    return fmt::format("byte {}, item 0x{:02X} ({}): {}", offset, prefix, hid_item_name(prefix), problem);
 }
 
 hid_descriptor_error::hid_descriptor_error(hid_descriptor_problem problem)

@@ -16,7 +16,7 @@ namespace {
 std::int32_t resolve_maximum(raw_maximum maximum, std::int32_t minimum) noexcept
 {
     if (minimum < 0)
-        return sign_extend(maximum.data, maximum.size);
+        return hid_sign_extend(maximum.data, maximum.size);
     if (maximum.data > static_cast<std::uint32_t>(std::numeric_limits<std::int32_t>::max()))
         return std::numeric_limits<std::int32_t>::max();
     return static_cast<std::int32_t>(maximum.data);
@@ -50,10 +50,10 @@ parsed_descriptor descriptor_parser::run() &&
             continue; // no long item tags are defined: skipped whole
         switch (item->kind())
         {
-        case item_kind::main: on_main(*item); break;
-        case item_kind::global: on_global(*item); break;
-        case item_kind::local: on_local(*item); break;
-        case item_kind::reserved: break;
+        case hid_item_kind::main: on_main(*item); break;
+        case hid_item_kind::global: on_global(*item); break;
+        case hid_item_kind::local: on_local(*item); break;
+        case hid_item_kind::reserved: break;
         }
     }
     if (!open_collections_.empty())
@@ -65,51 +65,51 @@ parsed_descriptor descriptor_parser::run() &&
     return std::move(result_);
 }
 
-void descriptor_parser::on_main(descriptor_item const& item)
+void descriptor_parser::on_main(hid_descriptor_item const& item)
 {
     switch (item.tag())
     {
-    case item_tag::input:
-    case item_tag::output:
-    case item_tag::feature:
-    case item_tag::collection:
-    case item_tag::end_collection: break;
+    case hid_item_tag::input:
+    case hid_item_tag::output:
+    case hid_item_tag::feature:
+    case hid_item_tag::collection:
+    case hid_item_tag::end_collection: break;
     default: return; // a reserved Main item tag: skipped, and the local items stay
     }
     check_usage_bounds();
     switch (item.tag())
     {
-    case item_tag::input: add_field(item, hid_report_type::input); break;
-    case item_tag::output: add_field(item, hid_report_type::output); break;
-    case item_tag::feature: add_field(item, hid_report_type::feature); break;
-    case item_tag::collection: open_collection(item); break;
+    case hid_item_tag::input: add_field(item, hid_report_type::input); break;
+    case hid_item_tag::output: add_field(item, hid_report_type::output); break;
+    case hid_item_tag::feature: add_field(item, hid_report_type::feature); break;
+    case hid_item_tag::collection: open_collection(item); break;
     default: close_collection(item); break;
     }
     local_ = local_state{};
 }
 
-void descriptor_parser::on_global(descriptor_item const& item)
+void descriptor_parser::on_global(hid_descriptor_item const& item)
 {
     switch (item.tag())
     {
-    case item_tag::usage_page: global_.usage_page = static_cast<std::uint16_t>(item.data & 0xFFFF); break;
-    case item_tag::logical_minimum: global_.logical_minimum = item.signed_data(); break;
-    case item_tag::logical_maximum: global_.logical_maximum = {item.data, item.size}; break;
-    case item_tag::physical_minimum: global_.physical_minimum = item.signed_data(); break;
-    case item_tag::physical_maximum: global_.physical_maximum = {item.data, item.size}; break;
-    case item_tag::unit_exponent: global_.unit_exponent = unit_exponent_of(item.data); break;
-    case item_tag::unit: global_.unit = item.data; break;
-    case item_tag::report_size:
+    case hid_item_tag::usage_page: global_.usage_page = static_cast<std::uint16_t>(item.data & 0xFFFF); break;
+    case hid_item_tag::logical_minimum: global_.logical_minimum = item.signed_data(); break;
+    case hid_item_tag::logical_maximum: global_.logical_maximum = {item.data, item.size}; break;
+    case hid_item_tag::physical_minimum: global_.physical_minimum = item.signed_data(); break;
+    case hid_item_tag::physical_maximum: global_.physical_maximum = {item.data, item.size}; break;
+    case hid_item_tag::unit_exponent: global_.unit_exponent = unit_exponent_of(item.data); break;
+    case hid_item_tag::unit: global_.unit = item.data; break;
+    case hid_item_tag::report_size:
         if (item.data > max_report_bits)
             fail(item, fmt::format("Report Size {} bits is more than a report of 64 KiB holds", item.data));
         global_.report_size = item.data;
         break;
-    case item_tag::report_count:
+    case hid_item_tag::report_count:
         if (item.data > max_report_bits)
             fail(item, fmt::format("Report Count {} is more than a report of 64 KiB holds", item.data));
         global_.report_count = item.data;
         break;
-    case item_tag::report_id:
+    case hid_item_tag::report_id:
         if (item.data == 0)
             fail(item, "Report ID 0 is reserved for descriptors that number no reports");
         if (item.data > 255)
@@ -117,8 +117,8 @@ void descriptor_parser::on_global(descriptor_item const& item)
         global_.report_id = static_cast<std::uint8_t>(item.data);
         result_.numbered = true;
         break;
-    case item_tag::push: pushed_.push_back(global_); break;
-    case item_tag::pop:
+    case hid_item_tag::push: pushed_.push_back(global_); break;
+    case hid_item_tag::pop:
         if (pushed_.empty())
             fail(item, "Pop without a Push");
         global_ = pushed_.back();
@@ -128,19 +128,19 @@ void descriptor_parser::on_global(descriptor_item const& item)
     }
 }
 
-void descriptor_parser::on_local(descriptor_item const& item)
+void descriptor_parser::on_local(hid_descriptor_item const& item)
 {
     // A Usage of one or two bytes is on the page in effect; one of four bytes names its page.
     std::uint32_t const usage = item.size == 4 ? item.data : (std::uint32_t{global_.usage_page} << 16) | item.data;
     switch (item.tag())
     {
-    case item_tag::usage:
+    case hid_item_tag::usage:
         if (local_.takes_usage())
             local_.add({usage, usage});
         break;
-    case item_tag::usage_minimum: set_usage_bound(item, local_.usage_minimum); break;
-    case item_tag::usage_maximum: set_usage_bound(item, local_.usage_maximum); break;
-    case item_tag::delimiter:
+    case hid_item_tag::usage_minimum: set_usage_bound(item, local_.usage_minimum); break;
+    case hid_item_tag::usage_maximum: set_usage_bound(item, local_.usage_maximum); break;
+    case hid_item_tag::delimiter:
         if (item.data == 1)
         {
             if (!local_.in_delimiter_set)
@@ -156,7 +156,7 @@ void descriptor_parser::on_local(descriptor_item const& item)
     }
 }
 
-void descriptor_parser::set_usage_bound(descriptor_item const& item, std::optional<usage_bound>& bound)
+void descriptor_parser::set_usage_bound(hid_descriptor_item const& item, std::optional<usage_bound>& bound)
 {
     if (!local_.takes_usage())
         return;
@@ -186,7 +186,7 @@ void descriptor_parser::check_usage_bounds() const
         fail(local_.usage_maximum->offset, local_.usage_maximum->prefix, "Usage Maximum without a Usage Minimum");
 }
 
-void descriptor_parser::add_field(descriptor_item const& item, hid_report_type type)
+void descriptor_parser::add_field(hid_descriptor_item const& item, hid_report_type type)
 {
     hid_field field;
     field.type = type;
@@ -220,7 +220,7 @@ void descriptor_parser::add_field(descriptor_item const& item, hid_report_type t
     result_.fields.push_back(std::move(field));
 }
 
-void descriptor_parser::open_collection(descriptor_item const& item)
+void descriptor_parser::open_collection(hid_descriptor_item const& item)
 {
     hid_collection collection;
     collection.type = static_cast<std::uint8_t>(item.data & 0xFF);
@@ -233,7 +233,7 @@ void descriptor_parser::open_collection(descriptor_item const& item)
     result_.collections.push_back(collection);
 }
 
-void descriptor_parser::close_collection(descriptor_item const& item)
+void descriptor_parser::close_collection(hid_descriptor_item const& item)
 {
     if (open_collections_.empty())
         fail(item, "End Collection without a Collection");

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "hid/collection.hpp"
-#include "hid/detail/item_reader.hpp"
+#include "hid/item_reader.hpp"
 #include "hid/detail/parser_state.hpp"
 #include "hid/field.hpp"
 #include "hid/report_info.hpp"
@@ -40,20 +40,20 @@ public:
 private:
     static constexpr std::size_t report_slots = 3 * 256;
 
-    void on_main(descriptor_item const& item);
-    void on_global(descriptor_item const& item);
-    void on_local(descriptor_item const& item);
+    void on_main(hid_descriptor_item const& item);
+    void on_global(hid_descriptor_item const& item);
+    void on_local(hid_descriptor_item const& item);
 
-    void add_field(descriptor_item const& item, hid_report_type type);
-    void open_collection(descriptor_item const& item);
-    void close_collection(descriptor_item const& item);
-    void set_usage_bound(descriptor_item const& item, std::optional<usage_bound>& bound);
+    void add_field(hid_descriptor_item const& item, hid_report_type type);
+    void open_collection(hid_descriptor_item const& item);
+    void close_collection(hid_descriptor_item const& item);
+    void set_usage_bound(hid_descriptor_item const& item, std::optional<usage_bound>& bound);
     // At a Main item: a lone Usage Minimum or Maximum is a fault.
     void check_usage_bounds() const;
     void collect_reports();
 
     [[noreturn]] static void fail(std::size_t offset, std::uint8_t prefix, std::string problem);
-    [[noreturn]] static void fail(descriptor_item const& item, std::string problem)
+    [[noreturn]] static void fail(hid_descriptor_item const& item, std::string problem)
     {
         fail(item.offset, item.prefix, std::move(problem));
     }
@@ -65,7 +65,7 @@ private:
         std::uint8_t prefix = 0;
     };
 
-    item_reader reader_;
+    hid_item_reader reader_;
     global_state global_;
     std::vector<global_state> pushed_;
     local_state local_;

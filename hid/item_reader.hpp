@@ -1,4 +1,4 @@
-// item_reader: splits a report descriptor into its items, each with its byte offset, size and data.
+// hid_item_reader: splits a report descriptor into its items, each with its byte offset, size and data.
 #pragma once
 
 #include <cstddef>
@@ -7,10 +7,10 @@
 #include <span>
 #include <string_view>
 
-namespace plinth::apple::detail {
+namespace plinth::apple {
 
 // The tag and type bits of a short item's prefix (its size bits cleared).
-enum class item_tag : std::uint8_t
+enum class hid_item_tag : std::uint8_t
 {
     input = 0x80,
     output = 0x90,
@@ -44,12 +44,12 @@ enum class item_tag : std::uint8_t
 };
 
 // `data` of `size` bytes (0, 1, 2 or 4) read as a two's complement number.
-std::int32_t sign_extend(std::uint32_t data, std::uint8_t size) noexcept;
+std::int32_t hid_sign_extend(std::uint32_t data, std::uint8_t size) noexcept;
 
 // The prefix byte that starts a long item; its data is never interpreted.
-inline constexpr std::uint8_t long_item_prefix = 0xFE;
+inline constexpr std::uint8_t hid_long_item_prefix = 0xFE;
 
-enum class item_kind : std::uint8_t
+enum class hid_item_kind : std::uint8_t
 {
     main = 0,
     global = 1,
@@ -57,7 +57,7 @@ enum class item_kind : std::uint8_t
     reserved = 3,
 };
 
-struct descriptor_item
+struct hid_descriptor_item
 {
     std::size_t offset = 0;  // of the prefix byte
     std::uint8_t prefix = 0; // as the descriptor gives it, size bits included
@@ -65,28 +65,28 @@ struct descriptor_item
     std::uint32_t data = 0;  // little-endian, zero-extended
     bool is_long = false;
 
-    item_tag tag() const noexcept { return static_cast<item_tag>(prefix & 0xFC); }
-    item_kind kind() const noexcept { return static_cast<item_kind>((prefix >> 2) & 0x3); }
+    hid_item_tag tag() const noexcept { return static_cast<hid_item_tag>(prefix & 0xFC); }
+    hid_item_kind kind() const noexcept { return static_cast<hid_item_kind>((prefix >> 2) & 0x3); }
     // The data read as a two's complement number of the item's size.
-    std::int32_t signed_data() const noexcept { return sign_extend(data, size); }
+    std::int32_t signed_data() const noexcept { return hid_sign_extend(data, size); }
 };
 
 // "Pop", "Usage Minimum", "Long item"...; "Reserved item" for tags HID leaves unassigned.
-std::string_view item_name(std::uint8_t prefix) noexcept;
+std::string_view hid_item_name(std::uint8_t prefix) noexcept;
 
 // Reads one item after another; throws hid_descriptor_error when an item's data
 // runs past the end of the bytes.
-class item_reader
+class hid_item_reader
 {
 public:
-    explicit item_reader(std::span<std::uint8_t const> bytes) noexcept : bytes_(bytes) {}
+    explicit hid_item_reader(std::span<std::uint8_t const> bytes) noexcept : bytes_(bytes) {}
 
     // The next item, or nullopt at the end of the descriptor.
-    std::optional<descriptor_item> next();
+    std::optional<hid_descriptor_item> next();
 
 private:
     std::span<std::uint8_t const> bytes_;
     std::size_t position_ = 0;
 };
 
-} // namespace plinth::apple::detail
+} // namespace plinth::apple
