@@ -44,6 +44,11 @@ ADDITIONS = (
     # Serial ports, HID, audio and video.
     ("IOModemSerialStreamSync", "IOSerialStreamSync", "IOSerialFamily IOModemSerialStreamSync.h"),
     ("IOUSBHostHIDDevice", "IOHIDDevice", "MacOSX11.3 SDK Kernel.framework IOUSBHostHIDDevice.h"),
+    # The HID devices that IOHIDSystem makes for PS/2 and other legacy keyboards and mice,
+    # which carry a report descriptor of their own.
+    ("IOHIDDeviceShim", "IOHIDDevice", "IOHIDFamily-2222.0.24 IOHIDSystem/IOHIDDeviceShim.h"),
+    ("IOHIDKeyboardEventDevice", "IOHIDDeviceShim", "IOHIDFamily-2222.0.24 IOHIDSystem/IOHIDKeyboardEventDevice.h"),
+    ("IOHIDPointingEventDevice", "IOHIDDeviceShim", "IOHIDFamily-2222.0.24 IOHIDSystem/IOHIDPointingEventDevice.h"),
     ("IOAudioEngine", "IOService", "IOAudioFamily IOAudioEngine.h"),
     ("IOAudioStream", "IOService", "IOAudioFamily IOAudioStream.h"),
     ("IOAudioControl", "IOService", "IOAudioFamily IOAudioControl.h"),

@@ -6,7 +6,10 @@
 #include "tools/plinth-ioreg/hid/hid_command.hpp"
 #include "tools/plinth-ioreg/listings/hid_listing.hpp"
 
+#include "device/apple/device_match.hpp"
+#include "device/apple/find_devices.hpp"
 #include "device/apple/tree.hpp"
+#include "hid/report_descriptor.hpp"
 #include "io_kit/mach_port.hpp"
 
 #include <fmt/format.h>
@@ -24,6 +27,7 @@
 #include <stdexcept>
 #include <string>
 #include <thread>
+#include <variant>
 #include <vector>
 
 namespace {
@@ -88,7 +92,8 @@ protected:
 
 // Reports sent before the reader has the device open go nowhere: the device sends
 // one every few milliseconds until the reader has printed one, or ended.
-bool keep_sending_until_printed(std::uint64_t device, std::filesystem::path const& file, std::future<int> const& reader)
+bool keep_sending_until_printed(std::uint64_t device, std::filesystem::path const& file, std::future<int> const& reader,
+                                std::uint32_t report_id = 1, std::vector<std::uint8_t> const& report = {0x00, 0x04})
 {
     auto const until = std::chrono::steady_clock::now() + 10s;
     while (std::chrono::steady_clock::now() < until)
@@ -97,7 +102,7 @@ bool keep_sending_until_printed(std::uint64_t device, std::filesystem::path cons
             return true;
         try
         {
-            sim::post_input_report(device, 1, std::vector<std::uint8_t>{0x00, 0x04});
+            sim::post_input_report(device, report_id, report);
         }
         catch (std::invalid_argument const&)
         {
@@ -116,7 +121,7 @@ TEST_F(hid_command_test, lists_hid_devices_with_their_usage_in_words)
     EXPECT_EQ(tool::format_hid_listing(items),
               fmt::format("046d:c31c  USB Keyboard  Generic Desktop / Keyboard  input 8  output 1  {:#x}  "
                           "IOService:/Keyboard@14100000\n"
-                          "-:-  -  page 0xff42  input 4  output -  {:#x}  IOService:/Gadget@14200000\n",
+                          "-:-  -  Vendor-defined 0xFF42  input 4  output -  {:#x}  IOService:/Gadget@14200000\n",
                           keyboard, vendor));
     auto const json = tool::hid_listing_to_json(items);
     EXPECT_EQ(json[0]["usage_name"], "Generic Desktop / Keyboard");
@@ -148,6 +153,85 @@ TEST_F(hid_command_test, read_prints_each_report_until_the_count)
     std::fclose(out);
     auto const text = plinth::testing::read_file(file);
     EXPECT_TRUE(std::regex_match(text, std::regex(R"((\d\d:\d\d:\d\d\.\d{3}  id [12]  (00 04|ff)\n){2})"))) << text;
+}
+
+// Reads one report of the bundled gamepad, sent as the descriptor lays it out, with
+// --decode (and --json when asked); returns what the reader printed.
+std::string read_one_decoded_gamepad_report(bool json)
+{
+    sim::load_bundled_registry();
+    auto const gamepads = plinth::apple::find_devices(plinth::apple::device_match::hid_with_usage(0x01, 0x05));
+    EXPECT_EQ(gamepads.size(), 1u);
+    if (gamepads.empty())
+        return {};
+    auto const value = gamepads[0].get_property_value("ReportDescriptor");
+    auto const descriptor =
+        plinth::apple::hid_report_descriptor::parse(std::get<plinth::property::data>(value.content));
+    using plinth::apple::hid_report_type;
+    auto report = descriptor.make_report(hid_report_type::input, 0);
+    descriptor.set(hid_report_type::input, {0x09, 0x02}, 1, report);   // Button 2
+    descriptor.set(hid_report_type::input, {0x01, 0x31}, 200, report); // Y
+    descriptor.set(hid_report_type::input, {0x01, 0x39}, 8, report);   // Hat Switch: at rest
+
+    tool::options chosen;
+    chosen.id = gamepads[0].get_id();
+    chosen.count = 1;
+    chosen.decode = true;
+    chosen.json = json;
+    plinth::testing::scratch_folder const scratch("hid-read-decode");
+    auto const file = scratch.path() / "out";
+    std::FILE* out = std::fopen(file.c_str(), "w");
+    auto reader = std::async(std::launch::async, [&] { return tool::run_hid_read(chosen, out); });
+    EXPECT_TRUE(keep_sending_until_printed(chosen.id.value(), file, reader, 0, report));
+    EXPECT_EQ(reader.wait_for(10s), std::future_status::ready);
+    EXPECT_EQ(reader.get(), 0);
+    std::fclose(out);
+    return plinth::testing::read_file(file);
+}
+
+TEST_F(hid_command_test, read_decode_prints_each_report_as_usage_value_pairs)
+{
+    auto const text = read_one_decoded_gamepad_report(false);
+    EXPECT_TRUE(std::regex_match(text, std::regex(R"(\d\d:\d\d:\d\d\.\d{3}  id 0  X = 0, Y = 200, Z = 0, Rz = 0, )"
+                                                  R"(Hat Switch = none, Button 1 = 0, Button 2 = 1, Button 3 = 0, .*, )"
+                                                  R"(Button 12 = 0\n)")))
+        << text;
+}
+
+TEST_F(hid_command_test, read_decode_json_gives_each_value_with_its_usage_and_null_for_no_value)
+{
+    auto const line = nlohmann::json::parse(read_one_decoded_gamepad_report(true));
+    EXPECT_EQ(line["report_id"], 0);
+    ASSERT_EQ(line["values"].size(), 17u);
+    EXPECT_EQ(line["values"][1], nlohmann::json::parse(R"({"usage_page":1,"usage":49,"name":"Y","value":200})"));
+    EXPECT_EQ(line["values"][4]["name"], "Hat Switch");
+    EXPECT_TRUE(line["values"][4]["value"].is_null());
+}
+
+TEST_F(hid_command_test, read_decode_refuses_a_device_whose_descriptor_is_malformed_saying_where)
+{
+    plinth::testing::scratch_folder const scratch("hid-read-decode");
+    auto const dump = scratch.write("broken-ioreg-l.txt",
+                                    "+-o Root  <class IORegistryEntry, id 0x100000100, retain 10>\n"
+                                    "  +-o Broken  <class IOUSBHostHIDDevice, id 0x100000200, registered, retain 6>\n"
+                                    "      {\n"
+                                    "        \"ReportDescriptor\" = <0501c0>\n"
+                                    "        \"MaxInputReportSize\" = 1\n"
+                                    "        \"MaxOutputReportSize\" = 0\n"
+                                    "      }\n");
+    auto chosen = read_options(0x100000200, 1);
+    chosen.registries = {dump.string()};
+    chosen.decode = true;
+    try
+    {
+        tool::run_hid_read(chosen, stdout);
+        FAIL();
+    }
+    catch (tool::tool_error const& e)
+    {
+        EXPECT_EQ(std::string(e.what()), "the report descriptor of 0x100000200 is malformed: byte 2, item 0xC0 (End "
+                                         "Collection): End Collection without a Collection");
+    }
 }
 
 TEST_F(hid_command_test, ctrl_c_ends_a_read_cleanly_and_frees_the_device)

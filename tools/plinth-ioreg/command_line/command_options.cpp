@@ -114,6 +114,15 @@ std::function<void()> add_hid_options(CLI::App& hid, options&)
     return {};
 }
 
+std::function<void()> add_hid_describe_options(CLI::App& describe, options& chosen)
+{
+    auto* id = describe.add_option("id", "The device's registry entry ID, decimal or 0x hexadecimal")
+                   ->required()
+                   ->type_name("ID")
+                   ->check(entry_id_validator());
+    return [&chosen, id] { chosen.id = parse_entry_id(id->as<std::string>()); };
+}
+
 std::function<void()> add_hid_read_options(CLI::App& read, options& chosen)
 {
     auto* id = read.add_option("id", "The device's registry entry ID, decimal or 0x hexadecimal")
@@ -123,6 +132,7 @@ std::function<void()> add_hid_read_options(CLI::App& read, options& chosen)
     read.add_option("--count", chosen.count, "Stop after this many reports")
         ->type_name("N")
         ->check(CLI::PositiveNumber);
+    read.add_flag("--decode", chosen.decode, "Print each report as usage = value pairs, read by its report descriptor");
     return [&chosen, id] { chosen.id = parse_entry_id(id->as<std::string>()); };
 }
 

@@ -14,6 +14,7 @@ std::function<void()> add_show_options(CLI::App& show, options& chosen);
 std::function<void()> add_usb_options(CLI::App& usb, options& chosen);
 std::function<void()> add_watch_options(CLI::App& watch, options& chosen);
 std::function<void()> add_hid_options(CLI::App& hid, options& chosen);
+std::function<void()> add_hid_describe_options(CLI::App& describe, options& chosen);
 std::function<void()> add_hid_read_options(CLI::App& read, options& chosen);
 std::function<void()> add_hid_write_options(CLI::App& write, options& chosen);
 

@@ -15,7 +15,11 @@ int run_hid_write_command(options const& chosen, std::FILE*)
 }
 
 constexpr command hid_subcommands[] = {
-    {"read", "Print each input report of one HID device (time, report ID, bytes) until --count reports or Ctrl-C",
+    {"describe", "One HID device's report descriptor: its items with usage names, then its reports and their sizes",
+     add_hid_describe_options, print_hid_description},
+    {"read",
+     "Print each input report of one HID device (time, report ID, bytes; with --decode, usage = value) until --count "
+     "reports or Ctrl-C",
      add_hid_read_options, run_hid_read},
     {"write", "Send one output report to one HID device", add_hid_write_options, run_hid_write_command},
 };
@@ -33,7 +37,8 @@ constexpr command commands[] = {
      print_serial_listing},
     {"watch", "Print each matching entry that arrives or leaves (time, +/-, class, name, ID, path) until Ctrl-C",
      add_watch_options, run_watch},
-    {"hid", "Every HID device: usage, vendor:product, product, report sizes, ID and path; or read and write one",
+    {"hid",
+     "Every HID device: usage, vendor:product, product, report sizes, ID and path; or describe, read and write one",
      add_hid_options, print_hid_listing, hid_subcommands},
 };
 

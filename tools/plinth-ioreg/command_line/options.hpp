@@ -26,10 +26,11 @@ struct options
     std::vector<std::string>
         registries; // "[PLANE=]FILE" dumps ("-": standard input) to load instead of the default registry
     std::optional<std::string> path;          // show: the entry by registry path
-    std::optional<std::uint64_t> id;          // show, hid read, hid write: the entry by registry entry ID
+    std::optional<std::uint64_t> id;          // show, hid describe, read, write: the entry by registry entry ID
     std::vector<std::string> watched_classes; // watch: the classes to watch (every service when empty)
     bool simulate_hotplug = false;            // watch: plug and unplug a bundled device every second
     std::optional<std::size_t> count;         // hid read: stop after this many reports
+    bool decode = false;                      // hid read: usage = value pairs instead of bytes
     std::vector<std::uint8_t> output_report;  // hid write: the output report's bytes
 };
 

@@ -4,6 +4,7 @@
 #include "device/apple/tree.hpp"
 #include "io_kit/mach_port.hpp"
 #include "tools/plinth-ioreg/command_line/tool_error.hpp"
+#include "tools/plinth-ioreg/hid/hid_describe.hpp"
 #include "tools/plinth-ioreg/listings/hid_listing.hpp"
 #include "tools/plinth-ioreg/listings/pci_listing.hpp"
 #include "tools/plinth-ioreg/listings/serial_listing.hpp"
@@ -132,6 +133,12 @@ int print_serial_listing(options const& chosen, std::FILE* out)
         auto const items = list_serial_ports(registry);
         return chosen.json ? to_text(serial_listing_to_json(items)) : format_serial_listing(items);
     });
+}
+
+int print_hid_description(options const& chosen, std::FILE* out)
+{
+    return print_registry_text(chosen, out,
+                               [&](apple::tree const&, plane) { return describe_hid_device(*chosen.id, chosen.json); });
 }
 
 int print_hid_listing(options const& chosen, std::FILE* out)

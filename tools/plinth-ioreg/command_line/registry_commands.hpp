@@ -17,5 +17,7 @@ int print_usb_listing(options const& chosen, std::FILE* out);
 int print_pci_listing(options const& chosen, std::FILE* out);
 int print_serial_listing(options const& chosen, std::FILE* out);
 int print_hid_listing(options const& chosen, std::FILE* out);
+// hid describe: one HID device's report descriptor, its items and reports.
+int print_hid_description(options const& chosen, std::FILE* out);
 
 } // namespace plinth::ioreg_tool

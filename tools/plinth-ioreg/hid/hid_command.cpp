@@ -2,16 +2,16 @@
 #include "tools/plinth-ioreg/hid/hid_command.hpp"
 
 #include "device/apple/hid_stream.hpp"
-#include "device/apple/tree.hpp"
+#include "hid/report_descriptor.hpp"
+#include "hid/usage_names.hpp"
 #include "io_kit/io_hid_device.hpp"
-#include "io_kit/mach_port.hpp"
 #include "log/log.hpp"
 #include "tools/plinth-ioreg/command_line/tool_error.hpp"
+#include "tools/plinth-ioreg/hid/hid_describe.hpp"
+#include "tools/plinth-ioreg/hid/hid_device_lookup.hpp"
 #include "tools/plinth-ioreg/output/time_text.hpp"
-#include "tools/plinth-ioreg/registry/entry_lookup.hpp"
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
 #include "tools/plinth-ioreg/registry/registry_source.hpp"
-#include "tools/plinth-ioreg/registry/walked_entry.hpp"
 
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
@@ -57,16 +57,6 @@ private:
     std::string last_;
     log_sink previous_;
 };
-
-// The device an ID names, checked to be a HID device.
-apple::device find_hid_device(std::uint64_t id)
-{
-    apple::tree const registry(apple::io_kit::mach_port::master_port_default());
-    auto const entry = find_by_id(registry, id);
-    if (!entry.device().conforms_to_class("IOHIDDevice"))
-        throw tool_error(fmt::format("{} is not a HID device", format_entry_id(id)));
-    return entry.device();
-}
 
 // A cancel of a read that was cancelled already (the repeated cancel below, or
 // close() after a cancel) posts a call that throws std::bad_function_call when
@@ -170,6 +160,31 @@ std::string format_input_report(std::chrono::system_clock::time_point time, std:
     return fmt::format("{}  id {}  {}\n", local_time_of_day(time), report_id, hex_bytes(bytes, " "));
 }
 
+std::string format_decoded_report(std::chrono::system_clock::time_point time, std::uint8_t report_id,
+                                  std::span<apple::hid_value const> values, bool json)
+{
+    if (json)
+    {
+        auto array = nlohmann::ordered_json::array();
+        for (auto const& value : values)
+            array.push_back(
+                {{"usage_page", value.usage.page},
+                 {"usage", value.usage.id},
+                 {"name", apple::hid_usage_label(value.usage)},
+                 {"value", value.in_range ? nlohmann::ordered_json(value.logical) : nlohmann::ordered_json(nullptr)}});
+        nlohmann::ordered_json object;
+        object["time"] = utc_timestamp(time);
+        object["report_id"] = report_id;
+        object["values"] = std::move(array);
+        return object.dump() + "\n";
+    }
+    std::string pairs;
+    for (auto const& value : values)
+        pairs += fmt::format("{}{} = {}", pairs.empty() ? "" : ", ", apple::hid_usage_label(value.usage),
+                             value.in_range ? fmt::format("{}", value.logical) : std::string("none"));
+    return fmt::format("{}  id {}  {}\n", local_time_of_day(time), report_id, pairs.empty() ? "-" : pairs);
+}
+
 int run_hid_read(options const& chosen, std::FILE* out)
 {
     hid_session session(chosen);
@@ -180,6 +195,13 @@ int run_hid_read(options const& chosen, std::FILE* out)
     if (auto const named = stream.get_max_input_report_size(); named > 0)
         size = static_cast<std::size_t>(named);
     std::vector<std::uint8_t> buffer(size);
+
+    // With --decode, the descriptor is read before the first report, so that a device
+    // whose descriptor is missing or malformed fails at once, saying where.
+    std::optional<apple::hid_report_descriptor> descriptor;
+    if (chosen.decode)
+        descriptor = read_report_descriptor(stream.get_device(), session.id());
+    std::vector<apple::hid_value> values;
 
     // Ctrl-C cancels the pending read. A signal may come between two reads, when
     // there is none to cancel: the cancel is repeated until the loop has seen it.
@@ -212,8 +234,17 @@ int run_hid_read(options const& chosen, std::FILE* out)
             break;
         if (ec)
             throw tool_error(stream.is_open() ? "reading failed: " + ec.message() : "the device was removed");
-        auto const line =
-            format_input_report(std::chrono::system_clock::now(), report_id, {buffer.data(), n}, chosen.json);
+        auto const now = std::chrono::system_clock::now();
+        std::span<std::uint8_t const> const report(buffer.data(), n);
+        std::string line;
+        if (descriptor)
+        {
+            descriptor->decode(apple::hid_report_type::input, report_id, report, values, ec);
+            line = ec ? format_input_report(now, report_id, report, chosen.json)
+                      : format_decoded_report(now, report_id, values, chosen.json);
+        }
+        else
+            line = format_input_report(now, report_id, report, chosen.json);
         if (std::fwrite(line.data(), 1, line.size(), out) != line.size() || std::fflush(out) != 0)
             throw tool_error("cannot write the output");
         ++done;

@@ -1,6 +1,7 @@
 // hid read and hid write: input reports of one HID device printed as they come, one output report sent.
 #pragma once
 
+#include "hid/value.hpp"
 #include "tools/plinth-ioreg/command_line/options.hpp"
 
 #include <chrono>
@@ -27,8 +28,17 @@ int run_hid_write(options const& chosen);
 // text is not whole bytes in hexadecimal.
 std::optional<std::vector<std::uint8_t>> parse_hex_bytes(std::string const& text);
 
+// hid read --decode: each report as usage = value pairs, read by the device's
+// report descriptor; a report the descriptor does not define is printed as bytes,
+// with what is wrong with it.
 // "22:40:01.123  id 3  01 02 03" (with a newline), or its JSON object.
 std::string format_input_report(std::chrono::system_clock::time_point time, std::uint8_t report_id,
                                 std::span<std::uint8_t const> bytes, bool json);
+
+// "22:40:01.123  id 0  X = 12, Y = -3, Hat Switch = none" (with a newline), or its
+// JSON object: "values", each with its usage page, usage, name and value (null for
+// a value outside its logical range).
+std::string format_decoded_report(std::chrono::system_clock::time_point time, std::uint8_t report_id,
+                                  std::span<apple::hid_value const> values, bool json);
 
 } // namespace plinth::ioreg_tool

@@ -1,6 +1,8 @@
 // The hid listing: reading each IOHIDDevice, naming its usage, printing it as text or JSON.
 #include "tools/plinth-ioreg/listings/hid_listing.hpp"
 
+#include "hid/usage_names.hpp"
+
 #include "tools/plinth-ioreg/listings/listing_fields.hpp"
 #include "tools/plinth-ioreg/listings/read_optional.hpp"
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
@@ -8,57 +10,10 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <iterator>
+#include <cstdint>
 
 namespace plinth::ioreg_tool {
 namespace {
-
-struct usage_name
-{
-    int page;
-    int usage; // -1: the page itself
-    char const* name;
-};
-
-// The pages and usages people meet on their desks (HID Usage Tables).
-constexpr usage_name usage_names[] = {
-    {0x01, -1, "Generic Desktop"},
-    {0x01, 0x01, "Pointer"},
-    {0x01, 0x02, "Mouse"},
-    {0x01, 0x04, "Joystick"},
-    {0x01, 0x05, "Game Pad"},
-    {0x01, 0x06, "Keyboard"},
-    {0x01, 0x07, "Keypad"},
-    {0x01, 0x08, "Multi-axis Controller"},
-    {0x01, 0x80, "System Control"},
-    {0x02, -1, "Simulation Controls"},
-    {0x05, -1, "Game Controls"},
-    {0x06, -1, "Generic Device Controls"},
-    {0x07, -1, "Keyboard/Keypad"},
-    {0x08, -1, "LED"},
-    {0x09, -1, "Button"},
-    {0x0b, -1, "Telephony"},
-    {0x0c, -1, "Consumer"},
-    {0x0c, 0x01, "Consumer Control"},
-    {0x0d, -1, "Digitizers"},
-    {0x0d, 0x02, "Pen"},
-    {0x0d, 0x04, "Touch Screen"},
-    {0x0d, 0x05, "Touch Pad"},
-    {0x0f, -1, "Physical Input Device"},
-    {0x14, -1, "Auxiliary Display"},
-    {0x20, -1, "Sensors"},
-    {0x84, -1, "Power Device"},
-    {0x85, -1, "Battery System"},
-    {0xff00, -1, "Vendor Defined"},
-};
-
-char const* find_name(int page, int usage)
-{
-    auto const found = std::find_if(std::begin(usage_names), std::end(usage_names),
-                                    [&](usage_name const& n) { return n.page == page && n.usage == usage; });
-    return found == std::end(usage_names) ? nullptr : found->name;
-}
 
 std::optional<int> read_number(apple::device const& entry, char const* key)
 {
@@ -90,14 +45,16 @@ std::vector<hid_listing_item> list_hid_devices(apple::tree const& registry)
 
 std::string describe_usage(std::optional<int> usage_page, std::optional<int> usage)
 {
-    if (!usage_page)
+    if (!usage_page || *usage_page < 0 || *usage_page > 0xFFFF)
         return "-";
-    char const* const page_name = find_name(*usage_page, -1);
-    char const* const usage_name = usage ? find_name(*usage_page, *usage) : nullptr;
-    auto const page_text = page_name != nullptr ? std::string(page_name) : fmt::format("page 0x{:02x}", *usage_page);
+    auto const page = static_cast<std::uint16_t>(*usage_page);
+    auto const page_text = apple::hid_usage_page_label(page);
     if (!usage)
         return page_text;
-    return page_text + " / " + (usage_name != nullptr ? std::string(usage_name) : fmt::format("0x{:02x}", *usage));
+    auto const usage_name = *usage >= 0 && *usage <= 0xFFFF
+                                ? apple::hid_usage_name({page, static_cast<std::uint16_t>(*usage)})
+                                : std::nullopt;
+    return page_text + " / " + usage_name.value_or(fmt::format("0x{:02x}", *usage));
 }
 
 std::string format_hid_listing(std::vector<hid_listing_item> const& items)
