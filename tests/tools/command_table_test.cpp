@@ -63,7 +63,8 @@ TEST(command_table_test, each_command_line_runs_the_row_it_names_and_every_row_i
         {{"serial"}, "serial"},
         {{"watch", "--class", "IOUSBHostDevice"}, "watch"},
         {{"--json", "hid"}, "hid"},
-        {{"hid", "read", "0x100000100"}, "hid read"},
+        {{"hid", "describe", "0x100000100"}, "hid describe"},
+        {{"hid", "read", "--decode", "0x100000100"}, "hid read"},
         {{"hid", "write", "1", "02"}, "hid write"},
     };
     std::set<std::string> reached;
