@@ -1,7 +1,7 @@
 // hid_descriptor_error: the message that names the byte, the item and the fault.
 #include "hid/descriptor_error.hpp"
 
-#include "hid/item_reader.hpp"
+#include "hid/item.hpp"
 
 #include <fmt/format.h>
 
