@@ -34,7 +34,7 @@ IOReturn report_refusal(hid_client const& client)
         return kIOReturnOffline;
     if (!client.is_open())
         return kIOReturnNotOpen;
-    if (client.hardware().seized_by_other(&client))
+    if (client.hardware().seized_by_other(client.token()))
         return kIOReturnExclusiveAccess;
     return kIOReturnSuccess;
 }

@@ -3,6 +3,7 @@
 
 #include "sim/control/registry.hpp"
 #include "sim/detail/hid/hid_hardware.hpp"
+#include "sim/detail/hid/user_client_creator.hpp"
 #include "sim/detail/kernel/object_lookup.hpp"
 
 #include <IOKit/IOKitLib.h>
@@ -81,6 +82,20 @@ void set_input_report(entry_id device, std::uint32_t report_id, std::span<std::u
 void set_input_report_observer(entry_id device, std::function<void()> observer)
 {
     hardware_of(device, "set_input_report_observer")->set_delivery_observer(std::move(observer));
+}
+
+foreign_client open_foreign_client(entry_id device, int pid, std::string const& process_name, IOOptionBits options)
+{
+    auto const hardware = hardware_of(device, "open_foreign_client");
+    auto const token = detail::hid_hardware::new_client_token();
+    auto const result = hardware->open(token, options, detail::user_client_creator(pid, process_name));
+    return {device, token, result};
+}
+
+IOReturn close_foreign_client(foreign_client const& client)
+{
+    auto const hardware = detail::hid_hardware::find(client.device);
+    return hardware ? hardware->close(client.token) : kIOReturnSuccess;
 }
 
 } // namespace plinth::sim

@@ -3,12 +3,15 @@
 
 #include "sim/control/dump.hpp"
 
+#include <IOKit/IOReturn.h>
+#include <IOKit/IOTypes.h>
 #include <IOKit/hid/IOHIDDeviceTypes.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <span>
+#include <string>
 #include <vector>
 
 // The control interface's HID side: what a device's hardware and the kernel do,
@@ -63,5 +66,29 @@ void set_input_report(entry_id device, std::uint32_t report_id, std::span<std::u
 // Throws std::invalid_argument for an unknown entry or one that is not a HID
 // device.
 void set_input_report_observer(entry_id device, std::function<void()> observer);
+
+// A client that another process holds: it opens the device as that process's
+// IOHIDDeviceOpen would, with an IOHIDLibUserClient entry below the device whose
+// "IOUserClientCreator" names `pid` and `process_name` ("pid 4242, karabiner"),
+// and takes part in the seize rules like any client until it closes. It receives
+// no reports: what that process does with them is none of this one's business.
+struct foreign_client
+{
+    entry_id device;
+    std::uint64_t token;
+    // What that process's IOHIDDeviceOpen returned: kIOReturnExclusiveAccess when
+    // another client held the device seized (the client is open all the same).
+    IOReturn open_result;
+};
+
+// Opens the device for another process with `options` (kIOHIDOptionsTypeSeizeDevice
+// to seize it). Throws std::invalid_argument for an unknown entry or one that is
+// not a HID device.
+foreign_client open_foreign_client(entry_id device, int pid, std::string const& process_name, IOOptionBits options);
+
+// The other process closes the device: its entry leaves the registry, and a seize
+// it held ends. kIOReturnNotOpen when it was closed already; nothing happens once
+// the device has left the registry (its clients' entries left with it).
+IOReturn close_foreign_client(foreign_client const& client);
 
 } // namespace plinth::sim

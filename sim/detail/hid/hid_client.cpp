@@ -2,13 +2,13 @@
 #include "sim/detail/hid/hid_client.hpp"
 
 #include "sim/detail/hid/hid_hardware.hpp"
-
-#include <IOKit/hid/IOHIDKeys.h>
+#include "sim/detail/hid/user_client_creator.hpp"
 
 #include <boost/container/small_vector.hpp>
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 namespace plinth::sim::detail {
 namespace {
@@ -27,6 +27,7 @@ std::shared_ptr<hid_client> hid_client::create(std::shared_ptr<hid_hardware> har
     std::shared_ptr<hid_client> client(new hid_client);
     client->hardware_ = std::move(hardware);
     client->device_ = device;
+    client->token_ = hid_hardware::new_client_token();
     CFRunLoopSourceContext context{};
     // The source holds the client while it is in a loop, so that a delivery in
     // flight never outlives it.
@@ -47,12 +48,19 @@ hid_client::~hid_client() = default;
 void hid_client::detach()
 {
     std::vector<scheduling> schedulings;
+    bool was_open = false;
     {
         std::lock_guard const lock(mutex_);
         schedulings.swap(schedulings_);
         input_callback_ = nullptr;
         removal_callback_ = nullptr;
+        was_open = std::exchange(open_, false);
+        queue_.clear();
     }
+    // Releasing the last reference to an open IOHIDDeviceRef closes it: its user
+    // client leaves the device, and a seize it held ends.
+    if (was_open)
+        hardware_->close(token_);
     CFRunLoopSourceInvalidate(source_);
     for (auto const& s : schedulings)
     {
@@ -64,28 +72,27 @@ void hid_client::detach()
 
 IOReturn hid_client::open(IOOptionBits options)
 {
-    if (hardware_->is_removed())
-        return kIOReturnOffline;
-    bool const seize = (options & kIOHIDOptionsTypeSeizeDevice) != 0;
-    bool const refused = hardware_->seized_by_other(this);
-    std::lock_guard const lock(mutex_);
-    // Refused or not, the client counts as open: it gets no reports while another
-    // client holds the device seized.
-    open_ = true;
-    if (refused)
-        return kIOReturnExclusiveAccess;
-    seizing_ = seizing_ || seize;
-    return kIOReturnSuccess;
+    auto const result = hardware_->open(token_, options, this_process_creator());
+    // Refused for exclusive access or not, the client counts as open: it gets no
+    // reports while another client holds the device seized.
+    if (result == kIOReturnSuccess || result == kIOReturnExclusiveAccess)
+    {
+        std::lock_guard const lock(mutex_);
+        open_ = true;
+    }
+    return result;
 }
 
 IOReturn hid_client::close()
 {
-    std::lock_guard const lock(mutex_);
-    if (!open_)
-        return kIOReturnNotOpen;
-    open_ = false;
-    seizing_ = false;
-    queue_.clear();
+    {
+        std::lock_guard const lock(mutex_);
+        if (!open_)
+            return kIOReturnNotOpen;
+        open_ = false;
+        queue_.clear();
+    }
+    hardware_->close(token_);
     return kIOReturnSuccess;
 }
 
@@ -93,12 +100,6 @@ bool hid_client::is_open() const
 {
     std::lock_guard const lock(mutex_);
     return open_;
-}
-
-bool hid_client::is_seizing() const
-{
-    std::lock_guard const lock(mutex_);
-    return open_ && seizing_;
 }
 
 void hid_client::register_input(std::uint8_t* buffer, CFIndex length, IOHIDReportCallback callback, void* context)

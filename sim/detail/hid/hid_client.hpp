@@ -33,11 +33,12 @@ public:
     ~hid_client();
 
     hid_hardware& hardware() const noexcept { return *hardware_; }
+    // How the device knows this client among those that open it.
+    std::uint64_t token() const noexcept { return token_; }
 
     IOReturn open(IOOptionBits options);
     IOReturn close();
     bool is_open() const;
-    bool is_seizing() const;
 
     void register_input(std::uint8_t* buffer, CFIndex length, IOHIDReportCallback callback, void* context);
     void register_removal(IOHIDCallback callback, void* context);
@@ -49,7 +50,8 @@ public:
     bool queue_report(std::uint32_t report_id, std::vector<std::uint8_t> bytes);
     void removed();
 
-    // Takes the source off every loop; called when the device object goes.
+    // Takes the source off every loop and closes the device if open (the
+    // connection ends with the IOHIDDeviceRef); called when the device object goes.
     void detach();
 
 private:
@@ -73,11 +75,11 @@ private:
 
     std::shared_ptr<hid_hardware> hardware_;
     IOHIDDeviceRef device_ = nullptr; // not retained: the device object owns this client
+    std::uint64_t token_ = 0;
     CFRunLoopSourceRef source_ = nullptr;
 
     mutable std::mutex mutex_;
     bool open_ = false;
-    bool seizing_ = false;
     bool removal_pending_ = false;
     std::uint8_t* buffer_ = nullptr;
     CFIndex buffer_length_ = 0;

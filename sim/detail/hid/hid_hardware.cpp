@@ -6,7 +6,12 @@
 #include "sim/detail/registry/registry_model.hpp"
 #include "sim/detail/registry/registry_observer.hpp"
 
+#include <IOKit/hid/IOHIDKeys.h>
+
 #include <algorithm>
+#include <atomic>
+#include <optional>
+#include <utility>
 
 namespace plinth::sim::detail {
 namespace {
@@ -52,7 +57,25 @@ struct hardware_table final : registry_observer
     }
 };
 
+// What IOHIDLibUserClient tells of its client in its "DebugState" property.
+value debug_state(IOOptionBits options, bool silenced)
+{
+    return dictionary{
+        {"ClientOpened", true},
+        // Silenced: another client holds the device seized.
+        {"ClientSeized", silenced},
+        // The options the client opened with; bit 0 is kIOHIDOptionsTypeSeizeDevice.
+        {"ClientOptions", property::make_number(options)},
+    };
+}
+
 } // namespace
+
+std::uint64_t hid_hardware::new_client_token()
+{
+    static std::atomic<std::uint64_t> next{1};
+    return next++;
+}
 
 std::shared_ptr<hid_hardware> hid_hardware::of(std::shared_ptr<registry_entry> const& entry)
 {
@@ -60,7 +83,7 @@ std::shared_ptr<hid_hardware> hid_hardware::of(std::shared_ptr<registry_entry> c
     std::lock_guard const lock(table.mutex);
     auto& slot = table.by_id[entry->id()];
     if (slot.hardware == nullptr || slot.entry.lock() != entry)
-        slot = {entry, std::shared_ptr<hid_hardware>(new hid_hardware(entry->id()))};
+        slot = {entry, std::shared_ptr<hid_hardware>(new hid_hardware(entry->id(), entry))};
     return slot.hardware;
 }
 
@@ -91,11 +114,97 @@ std::vector<std::shared_ptr<hid_client>> hid_hardware::live_clients() const
     return live;
 }
 
-bool hid_hardware::seized_by_other(hid_client const* asking) const
+std::uint64_t hid_hardware::seizer_locked() const
 {
-    auto const clients = live_clients();
-    return std::any_of(clients.begin(), clients.end(),
-                       [&](auto const& client) { return client.get() != asking && client->is_seizing(); });
+    auto const seizer = std::ranges::find_if(open_set_, [](opener const& o) { return o.seizing; });
+    return seizer == open_set_.end() ? 0 : seizer->client;
+}
+
+IOReturn hid_hardware::open(std::uint64_t client, IOOptionBits options, std::string const& creator)
+{
+    std::lock_guard const serial(open_close_mutex_);
+    IOReturn result = kIOReturnSuccess;
+    std::optional<entry_spec> user_client;
+    {
+        std::lock_guard const lock(mutex_);
+        if (removed_)
+            return kIOReturnOffline;
+        auto const seizer = seizer_locked();
+        // A seize or an open while another client holds the device seized fails,
+        // but the kernel still adds the client to the open set: user space counts it
+        // as open, and it gets no reports until the seizer closes. The first seizer
+        // keeps the device.
+        bool const refused = seizer != 0 && seizer != client;
+        auto known = std::ranges::find(open_set_, client, &opener::client);
+        if (known == open_set_.end())
+        {
+            open_set_.push_back({client, options, false, nullptr});
+            known = std::prev(open_set_.end());
+            // Each client that opens the device is an IOHIDLibUserClient below it,
+            // which names the process that made it.
+            user_client = entry_spec("IOHIDLibUserClient", {}, {},
+                                     {{"IOUserClientCreator", creator}, {"DebugState", debug_state(options, refused)}});
+        }
+        else
+            known->options |= options;
+        // A seize while others have the device open succeeds: they stop receiving
+        // reports until the seizer closes.
+        if (!refused && (options & kIOHIDOptionsTypeSeizeDevice) != 0)
+            known->seizing = true;
+        result = refused ? kIOReturnExclusiveAccess : kIOReturnSuccess;
+    }
+    if (user_client)
+    {
+        // The device may have left meanwhile: its user clients went with it.
+        auto const device = entry_.lock();
+        auto made = device ? registry_model::instance().add_child(device, *user_client, "IOService") : nullptr;
+        std::lock_guard const lock(mutex_);
+        if (auto const known = std::ranges::find(open_set_, client, &opener::client); known != open_set_.end())
+            known->user_client = std::move(made);
+    }
+    publish_client_states();
+    return result;
+}
+
+IOReturn hid_hardware::close(std::uint64_t client)
+{
+    std::lock_guard const serial(open_close_mutex_);
+    std::shared_ptr<registry_entry> user_client;
+    {
+        std::lock_guard const lock(mutex_);
+        auto const known = std::ranges::find(open_set_, client, &opener::client);
+        if (known == open_set_.end())
+            return kIOReturnNotOpen;
+        user_client = std::move(known->user_client);
+        open_set_.erase(known);
+    }
+    // A closing client's user client leaves the registry; when a seizer closes,
+    // the others it silenced receive reports again.
+    if (user_client)
+        registry_model::instance().remove_entry(user_client);
+    publish_client_states();
+    return kIOReturnSuccess;
+}
+
+void hid_hardware::publish_client_states()
+{
+    std::vector<std::pair<std::shared_ptr<registry_entry>, value>> states;
+    {
+        std::lock_guard const lock(mutex_);
+        auto const seizer = seizer_locked();
+        for (auto const& o : open_set_)
+            if (o.user_client)
+                states.emplace_back(o.user_client, debug_state(o.options, seizer != 0 && seizer != o.client));
+    }
+    for (auto& [entry, state] : states)
+        registry_model::instance().set_property(*entry, "DebugState", std::move(state));
+}
+
+bool hid_hardware::seized_by_other(std::uint64_t asking) const
+{
+    std::lock_guard const lock(mutex_);
+    auto const seizer = seizer_locked();
+    return seizer != 0 && seizer != asking;
 }
 
 bool hid_hardware::is_removed() const
@@ -106,6 +215,7 @@ bool hid_hardware::is_removed() const
 
 void hid_hardware::post_input(std::uint32_t report_id, std::vector<std::uint8_t> const& bytes)
 {
+    std::uint64_t seizer = 0;
     {
         std::lock_guard const lock(mutex_);
         if (removed_)
@@ -113,13 +223,13 @@ void hid_hardware::post_input(std::uint32_t report_id, std::vector<std::uint8_t>
         // A device asked for an input report answers with its present state, which
         // is what it last reported.
         inputs_[report_id] = bytes;
+        seizer = seizer_locked();
     }
-    auto const clients = live_clients();
-    auto const seizer = std::find_if(clients.begin(), clients.end(), [](auto const& c) { return c->is_seizing(); });
-    for (auto const& client : clients)
+    // Every client that has the device open shared gets every report; a seized
+    // device reports to its seizer alone.
+    for (auto const& client : live_clients())
     {
-        // A seized device reports to its seizer alone.
-        if (seizer != clients.end() && client != *seizer)
+        if (seizer != 0 && client->token() != seizer)
             continue;
         if (!client->queue_report(report_id, bytes))
         {
