@@ -28,8 +28,11 @@ hid_device_object* checked(IOHIDDeviceRef device, char const* function)
 }
 
 // Why a report cannot go to or come from the device now, if it cannot.
-IOReturn report_refusal(hid_client const& client)
+IOReturn report_refusal(hid_device_object& device)
 {
+    auto const& client = device.client();
+    if (auto const refused = device.connect(); refused != kIOReturnSuccess)
+        return refused;
     if (client.hardware().is_removed())
         return kIOReturnOffline;
     if (!client.is_open())
@@ -85,7 +88,11 @@ IOReturn IOHIDDeviceOpen(IOHIDDeviceRef device, IOOptionBits options)
 {
     count_iokit_call();
     auto* const checked_device = checked(device, "IOHIDDeviceOpen");
-    return checked_device == nullptr ? kIOReturnBadArgument : checked_device->client().open(options);
+    if (checked_device == nullptr)
+        return kIOReturnBadArgument;
+    if (auto const refused = checked_device->connect(); refused != kIOReturnSuccess)
+        return refused;
+    return checked_device->client().open(options);
 }
 
 IOReturn IOHIDDeviceClose(IOHIDDeviceRef device, IOOptionBits)
@@ -153,7 +160,12 @@ void IOHIDDeviceRegisterInputReportCallback(IOHIDDeviceRef device, uint8_t* repo
                                             IOHIDReportCallback callback, void* context)
 {
     if (auto* const checked_device = checked(device, "IOHIDDeviceRegisterInputReportCallback"))
+    {
+        // Registering for reports needs the kernel connection too: it is where the
+        // user is asked for Input Monitoring when the device has not been opened.
+        checked_device->connect();
         checked_device->client().register_input(report, reportLength, callback, context);
+    }
 }
 
 IOReturn IOHIDDeviceSetReport(IOHIDDeviceRef device, IOHIDReportType reportType, CFIndex reportID,
@@ -164,7 +176,7 @@ IOReturn IOHIDDeviceSetReport(IOHIDDeviceRef device, IOHIDReportType reportType,
     if (checked_device == nullptr || reportLength < 0 || (report == nullptr && reportLength > 0))
         return kIOReturnBadArgument;
     auto& client = checked_device->client();
-    if (auto const refused = report_refusal(client); refused != kIOReturnSuccess)
+    if (auto const refused = report_refusal(*checked_device); refused != kIOReturnSuccess)
         return refused;
     client.hardware().record_output(reportType, static_cast<std::uint32_t>(reportID),
                                     std::vector<std::uint8_t>(report, report + reportLength));
@@ -179,7 +191,7 @@ IOReturn IOHIDDeviceGetReport(IOHIDDeviceRef device, IOHIDReportType reportType,
     if (checked_device == nullptr || pReportLength == nullptr || *pReportLength <= 0 || report == nullptr)
         return kIOReturnBadArgument;
     auto& client = checked_device->client();
-    if (auto const refused = report_refusal(client); refused != kIOReturnSuccess)
+    if (auto const refused = report_refusal(*checked_device); refused != kIOReturnSuccess)
         return refused;
     std::vector<std::uint8_t> bytes;
     // A device answers only for report IDs it has; the error for the others

@@ -2,6 +2,7 @@
 #include "sim/control/hid.hpp"
 
 #include "sim/control/registry.hpp"
+#include "sim/detail/hid/hid_access.hpp"
 #include "sim/detail/hid/hid_hardware.hpp"
 #include "sim/detail/hid/user_client_creator.hpp"
 #include "sim/detail/kernel/object_lookup.hpp"
@@ -96,6 +97,21 @@ IOReturn close_foreign_client(foreign_client const& client)
 {
     auto const hardware = detail::hid_hardware::find(client.device);
     return hardware ? hardware->close(client.token) : kIOReturnSuccess;
+}
+
+void set_hid_access(IOHIDAccessType decision, IOHIDRequestType type)
+{
+    detail::hid_access::instance().set_decision(type, decision);
+}
+
+void set_hid_access_answer(bool grant, IOHIDRequestType type)
+{
+    detail::hid_access::instance().set_answer_when_asked(type, grant);
+}
+
+void reset_hid_access()
+{
+    detail::hid_access::instance().reset();
 }
 
 } // namespace plinth::sim

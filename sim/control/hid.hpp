@@ -6,6 +6,7 @@
 #include <IOKit/IOReturn.h>
 #include <IOKit/IOTypes.h>
 #include <IOKit/hid/IOHIDDeviceTypes.h>
+#include <IOKit/hidsystem/IOHIDLib.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -90,5 +91,23 @@ foreign_client open_foreign_client(entry_id device, int pid, std::string const& 
 // it held ends. kIOReturnNotOpen when it was closed already; nothing happens once
 // the device has left the registry (its clients' entries left with it).
 IOReturn close_foreign_client(foreign_client const& client);
+
+// What the user decided about this process in the system's privacy settings: Input
+// Monitoring (kIOHIDRequestTypeListenEvent) and event posting. Keyboards, mice and
+// touch pads carry "RequiresTCCAuthorization"; an IOHIDDeviceRef of one asks for
+// listen-event access the first time it needs the kernel (IOHIDDeviceOpen,
+// registering for reports, Set/GetReport), keeps the answer for its life, and
+// when refused fails with kIOReturnNotPermitted without opening anything. Every
+// request type starts granted, which is what a process that never plays a refusal
+// sees. IOHIDCheckAccess reads the decision and never asks.
+void set_hid_access(IOHIDAccessType decision, IOHIDRequestType type = kIOHIDRequestTypeListenEvent);
+
+// What the user answers when IOHIDRequestAccess (or a device, as above) asks while
+// the decision is kIOHIDAccessTypeUnknown: the answer becomes the decision. Grant
+// until told otherwise; asking never blocks.
+void set_hid_access_answer(bool grant, IOHIDRequestType type = kIOHIDRequestTypeListenEvent);
+
+// Every request type granted again, with a grant as the answer when asked.
+void reset_hid_access();
 
 } // namespace plinth::sim
