@@ -27,12 +27,13 @@ hid_device_object* checked(IOHIDDeviceRef device, char const* function)
     return plinth::sim::detail::cf_checked<hid_device_object>(device, function);
 }
 
-// Why a report cannot go to or come from the device now, if it cannot.
+// Why a report cannot go to or come from the device now, if it cannot: a refused
+// Input Monitoring stops the call before it reaches the kernel.
 IOReturn report_refusal(hid_device_object& device)
 {
-    auto const& client = device.client();
     if (auto const refused = device.connect(); refused != kIOReturnSuccess)
         return refused;
+    auto const& client = device.client();
     if (client.hardware().is_removed())
         return kIOReturnOffline;
     if (!client.is_open())
@@ -163,7 +164,8 @@ void IOHIDDeviceRegisterInputReportCallback(IOHIDDeviceRef device, uint8_t* repo
     {
         // Registering for reports needs the kernel connection too: it is where the
         // user is asked for Input Monitoring when the device has not been opened.
-        checked_device->connect();
+        if (callback != nullptr)
+            checked_device->connect();
         checked_device->client().register_input(report, reportLength, callback, context);
     }
 }

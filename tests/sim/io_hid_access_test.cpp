@@ -183,7 +183,9 @@ TEST_F(io_hid_access_test, registering_for_reports_asks_as_an_open_would)
     sim::set_hid_access_answer(false);
     auto const device = device_of(keyboard);
     std::uint8_t buffer[4] = {};
-    IOHIDDeviceRegisterInputReportCallback(as_device(device), buffer, sizeof buffer, nullptr, nullptr);
+    IOHIDDeviceRegisterInputReportCallback(
+        as_device(device), buffer, sizeof buffer,
+        [](void*, IOReturn, void*, IOHIDReportType, uint32_t, uint8_t*, CFIndex) {}, nullptr);
     EXPECT_EQ(IOHIDCheckAccess(kIOHIDRequestTypeListenEvent), kIOHIDAccessTypeDenied) << "the user said no";
     sim::set_hid_access(kIOHIDAccessTypeGranted);
     EXPECT_EQ(IOHIDDeviceOpen(as_device(device), kIOHIDOptionsTypeNone), kIOReturnNotPermitted)
