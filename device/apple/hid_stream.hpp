@@ -258,7 +258,7 @@ public:
     template <typename CompletionToken>
     auto async_write(basic_hid_report<boost::asio::const_buffer> r, CompletionToken&& token)
     {
-        return async_report_request({kIOHIDReportTypeOutput, 0, r.buffer, {}, false, "async_write"},
+        return async_report_request({kIOHIDReportTypeOutput, 0, r.buffer, {}, false},
                                     std::forward<CompletionToken>(token));
     }
     // As async_write, with the caller's report ID (*r.report_id; null names ID 0),
@@ -266,19 +266,13 @@ public:
     template <typename CompletionToken>
     auto async_send_output_report(basic_hid_report<boost::asio::const_buffer> r, CompletionToken&& token)
     {
-        return async_report_request(
-            {kIOHIDReportTypeOutput, requested_report_id(r.report_id), r.buffer, {}, false, "async_send_output_report"},
-            std::forward<CompletionToken>(token));
+        return async_report_request({kIOHIDReportTypeOutput, requested_report_id(r.report_id), r.buffer, {}, false},
+                                    std::forward<CompletionToken>(token));
     }
     template <typename CompletionToken>
     auto async_send_feature_report(basic_hid_report<boost::asio::const_buffer> r, CompletionToken&& token)
     {
-        return async_report_request({kIOHIDReportTypeFeature,
-                                     requested_report_id(r.report_id),
-                                     r.buffer,
-                                     {},
-                                     false,
-                                     "async_send_feature_report"},
+        return async_report_request({kIOHIDReportTypeFeature, requested_report_id(r.report_id), r.buffer, {}, false},
                                     std::forward<CompletionToken>(token));
     }
     // As async_send_feature_report, but asks the device for its feature report of
@@ -288,9 +282,8 @@ public:
     template <typename CompletionToken>
     auto async_get_feature_report(basic_hid_report<boost::asio::mutable_buffer> r, CompletionToken&& token)
     {
-        return async_report_request(
-            {kIOHIDReportTypeFeature, requested_report_id(r.report_id), {}, r.buffer, true, "async_get_feature_report"},
-            std::forward<CompletionToken>(token));
+        return async_report_request({kIOHIDReportTypeFeature, requested_report_id(r.report_id), {}, r.buffer, true},
+                                    std::forward<CompletionToken>(token));
     }
 
     // Completes a pending read with operation_aborted on the stream's executor,

@@ -75,10 +75,10 @@ private:
     bool pending = true;
 };
 
-detail::hid_report_request sent(IOHIDReportType type, std::uint8_t const* report_id, boost::asio::const_buffer buffer,
-                                char const* operation)
+// A request to send `buffer` as the report of `type` and ID *report_id (0 when null).
+detail::hid_report_request sent(IOHIDReportType type, std::uint8_t const* report_id, boost::asio::const_buffer buffer)
 {
-    return {type, report_id == nullptr ? 0 : *report_id, buffer, {}, false, operation};
+    return {type, report_id == nullptr ? 0 : *report_id, buffer, {}, false};
 }
 
 } // namespace
@@ -257,7 +257,7 @@ std::size_t hid_stream::write(basic_hid_report<boost::asio::const_buffer> r, std
 std::size_t hid_stream::write(basic_hid_report<boost::asio::const_buffer> r, std::chrono::nanoseconds timeout,
                               boost::system::error_code& ec)
 {
-    return request_until(sent(kIOHIDReportTypeOutput, nullptr, r.buffer, "write"), timeout, ec);
+    return request_until(sent(kIOHIDReportTypeOutput, nullptr, r.buffer), timeout, ec);
 }
 
 std::size_t hid_stream::send_output_report(basic_hid_report<boost::asio::const_buffer> r,
@@ -270,7 +270,7 @@ std::size_t hid_stream::send_output_report(basic_hid_report<boost::asio::const_b
 std::size_t hid_stream::send_output_report(basic_hid_report<boost::asio::const_buffer> r,
                                            std::chrono::nanoseconds timeout, boost::system::error_code& ec)
 {
-    return request_until(sent(kIOHIDReportTypeOutput, r.report_id, r.buffer, "send_output_report"), timeout, ec);
+    return request_until(sent(kIOHIDReportTypeOutput, r.report_id, r.buffer), timeout, ec);
 }
 
 std::size_t hid_stream::send_feature_report(basic_hid_report<boost::asio::const_buffer> r,
@@ -283,7 +283,7 @@ std::size_t hid_stream::send_feature_report(basic_hid_report<boost::asio::const_
 std::size_t hid_stream::send_feature_report(basic_hid_report<boost::asio::const_buffer> r,
                                             std::chrono::nanoseconds timeout, boost::system::error_code& ec)
 {
-    return request_until(sent(kIOHIDReportTypeFeature, r.report_id, r.buffer, "send_feature_report"), timeout, ec);
+    return request_until(sent(kIOHIDReportTypeFeature, r.report_id, r.buffer), timeout, ec);
 }
 
 std::size_t hid_stream::get_feature_report(basic_hid_report<boost::asio::mutable_buffer> r,
@@ -296,9 +296,7 @@ std::size_t hid_stream::get_feature_report(basic_hid_report<boost::asio::mutable
 std::size_t hid_stream::get_feature_report(basic_hid_report<boost::asio::mutable_buffer> r,
                                            std::chrono::nanoseconds timeout, boost::system::error_code& ec)
 {
-    return request_until(
-        {kIOHIDReportTypeFeature, requested_report_id(r.report_id), {}, r.buffer, true, "get_feature_report"}, timeout,
-        ec);
+    return request_until({kIOHIDReportTypeFeature, requested_report_id(r.report_id), {}, r.buffer, true}, timeout, ec);
 }
 
 } // namespace plinth::apple

@@ -9,7 +9,7 @@
 namespace plinth::apple::detail {
 
 // One report request as the stream hands it to IOKit: the report's type and ID,
-// the bytes to send or the buffer to receive into, and the name its errors carry.
+// and the bytes to send or the buffer to receive into.
 struct hid_report_request
 {
     IOHIDReportType type;
@@ -17,7 +17,6 @@ struct hid_report_request
     boost::asio::const_buffer send;
     boost::asio::mutable_buffer receive;
     bool get;
-    char const* operation;
 };
 
 } // namespace plinth::apple::detail

@@ -52,21 +52,20 @@ void hid_report_requests::submit(request made, std::chrono::milliseconds timeout
     {
         std::lock_guard const lock(mutex_);
         pending_.push_back(std::move(made));
-        auto& added = pending_.back();
+        auto const added = std::prev(pending_.end());
         // A removal that came between the caller's checks and here aborts it too.
         if (hardware_->is_removed())
-        {
-            finish(std::prev(pending_.end()), kIOReturnAborted);
-        }
-        else
+            finish(added, kIOReturnAborted);
+        // A device that answers at once needs no timer.
+        else if (!settle(added, added->submitted, false))
         {
             // The kernel's timer completes the request at its deadline.
-            added.timers.push_back(wake_at(added.deadline));
-            if (auto const answer = hardware_->answer_time(added.submitted))
-                added.timers.push_back(wake_at(*answer));
+            added->timers.push_back(wake_at(added->deadline));
+            if (auto const answer = hardware_->answer_time(added->submitted))
+                added->timers.push_back(wake_at(*answer));
         }
     }
-    evaluate();
+    completed_();
 }
 
 void hid_report_requests::answers_changed()
@@ -110,44 +109,7 @@ void hid_report_requests::evaluate()
         for (auto it = pending_.begin(); it != pending_.end();)
         {
             auto const next = std::next(it);
-            auto const answer = hardware_->answer_time(it->submitted);
-            if (answer && *answer <= now)
-            {
-                IOReturn result = kIOReturnSuccess;
-                if (!it->get)
-                    hardware_->record_output(it->type, it->report_id, it->bytes);
-                // A device answers only for report IDs it has; the simulation gives
-                // one error for the others, as the synchronous request does.
-                else if (!hardware_->current_report(it->type, it->report_id, it->bytes))
-                    result = kIOReturnUnsupported;
-                finish(it, result);
-                any = true;
-            }
-            else if (it->deadline <= now)
-            {
-                // At the deadline the kernel completes the request with
-                // kIOReturnTimeout and forgets it; the transfer itself goes on, so a
-                // sent report still reaches the device when it answers, and a late
-                // answer to a get is discarded.
-                if (!it->get)
-                {
-                    late_.push_back({false,
-                                     it->type,
-                                     it->report_id,
-                                     it->bytes,
-                                     nullptr,
-                                     0,
-                                     nullptr,
-                                     nullptr,
-                                     it->submitted,
-                                     it->deadline,
-                                     {}});
-                    if (answer)
-                        late_.back().timers.push_back(wake_at(*answer));
-                }
-                finish(it, kIOReturnTimeout);
-                any = true;
-            }
+            any = settle(it, now, true) || any;
             it = next;
         }
         for (auto it = late_.begin(); it != late_.end();)
@@ -166,6 +128,37 @@ void hid_report_requests::evaluate()
     }
     if (any)
         completed_();
+}
+
+bool hid_report_requests::settle(std::list<request>::iterator it, clock::time_point now, bool may_time_out)
+{
+    auto const answer = hardware_->answer_time(it->submitted);
+    if (answer && *answer <= now)
+    {
+        IOReturn result = kIOReturnSuccess;
+        if (!it->get)
+            hardware_->record_output(it->type, it->report_id, it->bytes);
+        // A device answers only for report IDs it has; the simulation gives one
+        // error for the others, as the synchronous request does.
+        else if (!hardware_->current_report(it->type, it->report_id, it->bytes))
+            result = kIOReturnUnsupported;
+        finish(it, result);
+        return true;
+    }
+    if (!may_time_out || it->deadline > now)
+        return false;
+    // At the deadline the kernel completes the request with kIOReturnTimeout and
+    // forgets it; the transfer itself goes on, so a sent report still reaches the
+    // device when it answers, and a late answer to a get is discarded.
+    if (!it->get)
+    {
+        late_.push_back(
+            {false, it->type, it->report_id, it->bytes, nullptr, 0, nullptr, nullptr, it->submitted, it->deadline, {}});
+        if (answer)
+            late_.back().timers.push_back(wake_at(*answer));
+    }
+    finish(it, kIOReturnTimeout);
+    return true;
 }
 
 hid_request_clock::timer_id hid_report_requests::wake_at(clock::time_point when)

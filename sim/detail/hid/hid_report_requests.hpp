@@ -89,6 +89,10 @@ private:
     void submit(request made, std::chrono::milliseconds timeout);
     // Answers or times out each pending request whose time has come.
     void evaluate();
+    // Answers the request if the device has by `now`, else, when `may_time_out`,
+    // times it out if its deadline has passed; true when it is finished. Under the
+    // lock.
+    bool settle(std::list<request>::iterator it, clock::time_point now, bool may_time_out);
     // Asks the kernel's timer to evaluate at `when`.
     hid_request_clock::timer_id wake_at(clock::time_point when);
     void finish(std::list<request>::iterator it, IOReturn result);
