@@ -64,7 +64,8 @@ namespace plinth::apple {
 // output reports, cancel a pending read, close it. The stream holds no I/O state of
 // its own: what IOKit's callbacks touch lives in a record of the execution
 // context's HID service, guarded by the record's mutex. Reports reach the library
-// only while a read is pending; one read at a time.
+// only while a read or a report request is pending (those that come with no read
+// pending wait in the record for the next reads, in order); one read at a time.
 class hid_stream
 {
 public:
