@@ -37,9 +37,11 @@ struct timer_table
         while (!timers.empty())
         {
             auto const first = timers.begin();
-            if (first->first > hid_request_clock::clock::now())
+            // A copy: the timer may be cancelled, and its entry freed, during the wait.
+            auto const when = first->first;
+            if (when > hid_request_clock::clock::now())
             {
-                changed.wait_until(lock, first->first);
+                changed.wait_until(lock, when);
                 continue;
             }
             auto work = std::move(first->second.work);
