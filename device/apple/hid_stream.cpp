@@ -4,6 +4,7 @@
 // requests by report ID in hid_stream_report_requests.cpp.
 #include "device/apple/hid_stream.hpp"
 
+#include "device/apple/detail/handoff_allocator.hpp"
 #include "device/apple/detail/hid_stream_operation.hpp"
 #include "error/apple/hid_errc.hpp"
 #include "io_kit/cf/number.hpp"
@@ -19,6 +20,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <memory>
 #include <utility>
 
 namespace plinth::apple {
@@ -139,6 +141,19 @@ detail::hid_run_loop_token hid_stream::schedule_with_run_loop(CF::String mode)
     return {hid_device, run_loop, std::move(mode)};
 }
 
+std::shared_ptr<detail::hid_run_loop_token> hid_stream::read_mode_scheduling(detail::hid_service::data& d)
+{
+    if (d.read_token)
+        return d.read_token;
+    if (d.request_token)
+        return d.request_token;
+    // From the shared pools, as a read's handler is: a loop of reads makes and drops
+    // one per read, on different threads, and needs no new memory for it.
+    return std::allocate_shared<detail::hid_run_loop_token>(
+        detail::handoff_allocator<detail::hid_run_loop_token>(),
+        schedule_with_run_loop(run_loop_service::read_run_loop_mode));
+}
+
 void hid_stream::open()
 {
     detail::throw_unless_open(has_record(), "open");
@@ -170,22 +185,32 @@ void hid_stream::close()
         return;
     cancel();
     bool removed = false;
+    // The report requests still pending end aborted, once the lock is released.
+    std::vector<detail::hid_service::data::report_request::completion> requests;
     {
         auto locked = record().lock();
         if (!locked->open_token)
             return;
+        for (auto& request : locked->requests)
+            if (request.handler)
+                requests.push_back(std::exchange(request.handler, {}));
+        // IOKit keeps the entries until it calls back, which it does only once the
+        // stream is open and scheduled again.
+        locked->request_token.reset();
         removed = !locked->opened;
         hid_device.register_input_report_callback(locked->report_buffer, nullptr, nullptr);
         hid_device.register_removal_callback(nullptr, nullptr);
         locked->opened = false;
         locked->removal_unread = false;
-        locked->unread.reset();
+        locked->unread.clear();
         locked->read_token.reset();
         locked->open_token.reset();
     }
     // The run-loop thread may be inside one of those callbacks now, with this
     // stream's record: once it is out, nothing reaches the record, and the stream
     // can go.
+    for (auto& handler : requests)
+        handler(boost::asio::error::operation_aborted, 0);
     context.service->finish_callbacks_in_flight();
     try
     {
@@ -262,6 +287,16 @@ void hid_stream::cancel()
 {
     if (!has_record())
         return;
+    std::vector<detail::hid_service::data::report_request::completion> requests;
+    {
+        auto locked = record().lock();
+        for (auto& request : locked->requests)
+            if (request.asynchronous && request.handler)
+                requests.push_back(std::exchange(request.handler, {}));
+    }
+    // Each posts its completion: called here, they run no handler of the caller's.
+    for (auto& handler : requests)
+        handler(boost::asio::error::operation_aborted, 0);
     auto locked = record().lock();
     if (!locked->opened || !locked->pending_read)
         return;

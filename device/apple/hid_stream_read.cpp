@@ -60,7 +60,7 @@ std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer>
         // recorded after it would wait for a callback that has come and gone.
         detail::throw_unless_open(locked->opened, "read");
         detail::hid_pending_read pending(*locked);
-        if (locked->unread)
+        if (!locked->unread.empty())
         {
             ec = {};
             return pending.take_unread(r.report_id, r.buffer);
@@ -88,7 +88,7 @@ std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer>
                  [promise = std::move(promise)](boost::system::error_code const& code, std::size_t n) mutable {
                      promise.set_value({code, n});
                  })},
-            nullptr, schedule_with_run_loop(run_loop_service::read_run_loop_mode));
+            nullptr, read_mode_scheduling(*locked));
     }
     if (deadline && result.wait_until(*deadline) == std::future_status::timeout)
     {
@@ -134,7 +134,7 @@ void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> 
         detail::hid_async_read::post(std::move(op), make_error_code(hid_errc::not_open), 0);
         return;
     }
-    if (!locked->unread && locked->take_removal())
+    if (locked->unread.empty() && locked->take_removal())
     {
         detail::hid_async_read::post(std::move(op), boost::asio::error::operation_aborted, 0);
         return;
@@ -147,7 +147,7 @@ void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> 
     // A kept report completes the read at once, but through the same cancellation
     // as a pending one: a timer that wins the race hands the report back rather
     // than have the race drop it.
-    if (locked->unread)
+    if (!locked->unread.empty())
     {
         auto const n = pending.take_unread(op->report_id_slot(), r.buffer);
         detail::hid_async_read::post(std::move(op), {}, n);
@@ -165,7 +165,7 @@ void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> 
                                else
                                    detail::hid_async_read::post(std::move(op), code, n);
                            })},
-                      async_read, schedule_with_run_loop(run_loop_service::read_run_loop_mode));
+                      async_read, read_mode_scheduling(*locked));
 }
 
 } // namespace plinth::apple

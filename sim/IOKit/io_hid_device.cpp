@@ -43,20 +43,6 @@ IOReturn report_refusal(hid_device_object& device)
     return kIOReturnSuccess;
 }
 
-// The device's present report of `type` and `report_id`: the feature and input
-// reports it was given through the control interface (an input report also by
-// sending it). It has no output reports to give.
-bool current_report(hid_hardware const& hardware, IOHIDReportType type, std::uint32_t report_id,
-                    std::vector<std::uint8_t>& bytes)
-{
-    switch (type)
-    {
-    case kIOHIDReportTypeFeature: return hardware.feature(report_id, bytes);
-    case kIOHIDReportTypeInput: return hardware.input(report_id, bytes);
-    default: return false;
-    }
-}
-
 } // namespace
 
 extern "C" {
@@ -180,6 +166,10 @@ IOReturn IOHIDDeviceSetReport(IOHIDDeviceRef device, IOHIDReportType reportType,
     auto& client = checked_device->client();
     if (auto const refused = report_refusal(*checked_device); refused != kIOReturnSuccess)
         return refused;
+    // A synchronous request blocks until the device answers; a device that leaves
+    // meanwhile gives the removal's error.
+    if (!client.hardware().wait_for_answer(hid_hardware::clock::now()))
+        return kIOReturnOffline;
     client.hardware().record_output(reportType, static_cast<std::uint32_t>(reportID),
                                     std::vector<std::uint8_t>(report, report + reportLength));
     return kIOReturnSuccess;
@@ -195,10 +185,12 @@ IOReturn IOHIDDeviceGetReport(IOHIDDeviceRef device, IOHIDReportType reportType,
     auto& client = checked_device->client();
     if (auto const refused = report_refusal(*checked_device); refused != kIOReturnSuccess)
         return refused;
+    if (!client.hardware().wait_for_answer(hid_hardware::clock::now()))
+        return kIOReturnOffline;
     std::vector<std::uint8_t> bytes;
     // A device answers only for report IDs it has; the error for the others
     // depends on the transport on a Mac, and the simulation gives one for all.
-    if (!current_report(client.hardware(), reportType, static_cast<std::uint32_t>(reportID), bytes))
+    if (!client.hardware().current_report(reportType, static_cast<std::uint32_t>(reportID), bytes))
         return kIOReturnUnsupported;
     // The device sends at most the length asked for: a short buffer gets the
     // report's first bytes.

@@ -80,6 +80,17 @@ void set_input_report(entry_id device, std::uint32_t report_id, std::span<std::u
         ->set_input(report_id, std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
 }
 
+void delay_report_answers(entry_id device, std::chrono::nanoseconds delay)
+{
+    hardware_of(device, "delay_report_answers")
+        ->set_answer_delay(std::chrono::duration_cast<detail::hid_hardware::clock::duration>(delay));
+}
+
+void stall_report_answers(entry_id device)
+{
+    hardware_of(device, "stall_report_answers")->set_answer_delay(std::nullopt);
+}
+
 void set_input_report_observer(entry_id device, std::function<void()> observer)
 {
     hardware_of(device, "set_input_report_observer")->set_delivery_observer(std::move(observer));

@@ -8,6 +8,7 @@
 #include <IOKit/hid/IOHIDDeviceTypes.h>
 #include <IOKit/hidsystem/IOHIDLib.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -31,7 +32,7 @@ void post_input_report(entry_id device, std::uint32_t report_id, std::span<std::
 // Input reports dropped because a client's queue was full.
 std::size_t dropped_input_reports(entry_id device);
 
-// One report a client sent with IOHIDDeviceSetReport, of any type (output or
+// One report a client sent with IOHIDDeviceSetReport (or its WithCallback form), of any type (output or
 // feature), with the type and report ID it was sent with.
 struct output_report
 {
@@ -60,6 +61,20 @@ void set_feature_report(entry_id device, std::uint32_t report_id, std::span<std:
 // makes it the answer for its ID, as a device reports its present state; the later
 // of the two calls wins.
 void set_input_report(entry_id device, std::uint32_t report_id, std::span<std::uint8_t const> bytes);
+
+// How the device answers set-report and get-report requests (IOHIDDeviceSetReport,
+// IOHIDDeviceGetReport and their WithCallback forms): at first at once; after
+// `delay` from each request with delay_report_answers (zero: at once again); never
+// with stall_report_answers, as a Bluetooth device under load may. A synchronous
+// request to a device that has not answered blocks until it does, or until the
+// device is removed (kIOReturnOffline); a request with a callback completes when
+// the device answers, or at its deadline with kIOReturnTimeout. A change applies to
+// the requests pending as well, each counted from when it was made. A report
+// whose request timed out still reaches the device, and output_reports, once it
+// answers. Both throw std::invalid_argument for an unknown entry or one that is
+// not a HID device.
+void delay_report_answers(entry_id device, std::chrono::nanoseconds delay);
+void stall_report_answers(entry_id device);
 
 // Calls `observer` on the thread that delivers each input report to a client of
 // the device, just before the client's report callback runs; an empty function

@@ -3,12 +3,16 @@
 
 #include "sim/detail/hid/hid_hardware.hpp"
 #include "sim/detail/hid/user_client_creator.hpp"
+#include "sim/detail/hid/hid_report_requests.hpp"
+
+#include <IOKit/hid/IOHIDKeys.h>
 
 #include <boost/container/small_vector.hpp>
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
+#include <optional>
 
 namespace plinth::sim::detail {
 namespace {
@@ -28,6 +32,10 @@ std::shared_ptr<hid_client> hid_client::create(std::shared_ptr<hid_hardware> har
     client->hardware_ = std::move(hardware);
     client->device_ = device;
     client->token_ = hid_hardware::new_client_token();
+    client->requests_ = hid_report_requests::create(client->hardware_, [weak = std::weak_ptr<hid_client>(client)] {
+        if (auto const self = weak.lock())
+            self->signal_if_pending();
+    });
     CFRunLoopSourceContext context{};
     // The source holds the client while it is in a loop, so that a delivery in
     // flight never outlives it.
@@ -178,6 +186,7 @@ void hid_client::removed()
         removal_pending_ = true;
         queue_.clear();
     }
+    requests_->abort_all();
     signal_if_pending();
 }
 
@@ -188,7 +197,7 @@ void hid_client::signal_if_pending()
     boost::container::small_vector<CFRunLoopRef, 8> loops;
     {
         std::lock_guard const lock(mutex_);
-        bool const work = (removal_pending_ && removal_callback_ != nullptr) ||
+        bool const work = (removal_pending_ && removal_callback_ != nullptr) || requests_->has_completed() ||
                           (!queue_.empty() && input_callback_ != nullptr && open_);
         if (!work)
             return;
@@ -221,6 +230,7 @@ void hid_client::deliver_one()
     void* input_context = nullptr;
     std::uint8_t* buffer = nullptr;
     report delivered{};
+    std::optional<hid_report_requests::completion> request;
     {
         std::lock_guard const lock(mutex_);
         if (removal_pending_ && removal_callback_ != nullptr)
@@ -229,6 +239,10 @@ void hid_client::deliver_one()
             removal = removal_callback_;
             removal_context = removal_context_;
         }
+        // A request's completion goes through the device's source, the one that
+        // carries its input reports, on the loops and modes it is scheduled in.
+        else if (auto taken = requests_->take_completed())
+            request = std::move(taken);
         else if (!queue_.empty() && input_callback_ != nullptr && open_)
         {
             delivered = std::move(queue_.front());
@@ -244,6 +258,12 @@ void hid_client::deliver_one()
     }
     if (removal != nullptr)
         removal(removal_context, kIOReturnSuccess, device_);
+    else if (request)
+    {
+        if (request->callback != nullptr)
+            request->callback(request->context, request->result, device_, request->type, request->report_id,
+                              request->report, request->length);
+    }
     else if (input != nullptr)
     {
         hardware_->report_delivery();

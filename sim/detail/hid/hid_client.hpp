@@ -15,6 +15,7 @@
 namespace plinth::sim::detail {
 
 class hid_hardware;
+class hid_report_requests;
 
 // One client's link to a HID device: what one IOHIDDeviceRef has open, the
 // callbacks it registered, the input reports the kernel queued for it, and the
@@ -35,6 +36,9 @@ public:
     hid_hardware& hardware() const noexcept { return *hardware_; }
     // How the device knows this client among those that open it.
     std::uint64_t token() const noexcept { return token_; }
+    // The set and get report requests made with a callback; their completions are
+    // delivered with the input reports, through the same source.
+    hid_report_requests& requests() const noexcept { return *requests_; }
 
     IOReturn open(IOOptionBits options);
     IOReturn close();
@@ -46,7 +50,7 @@ public:
     void unschedule(CFRunLoopRef loop, CFStringRef mode);
 
     // From the device: one input report (queued, or dropped when the queue is
-    // full; false then), and its removal.
+    // full; false then), and its removal (which aborts the pending requests).
     bool queue_report(std::uint32_t report_id, std::vector<std::uint8_t> bytes);
     void removed();
 
@@ -74,6 +78,7 @@ private:
     void signal_if_pending();
 
     std::shared_ptr<hid_hardware> hardware_;
+    std::shared_ptr<hid_report_requests> requests_;
     IOHIDDeviceRef device_ = nullptr; // not retained: the device object owns this client
     std::uint64_t token_ = 0;
     CFRunLoopSourceRef source_ = nullptr;

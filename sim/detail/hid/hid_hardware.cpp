@@ -2,6 +2,7 @@
 #include "sim/detail/hid/hid_hardware.hpp"
 
 #include "sim/detail/hid/hid_client.hpp"
+#include "sim/detail/hid/hid_report_requests.hpp"
 #include "sim/detail/registry/registry_entry.hpp"
 #include "sim/detail/registry/registry_model.hpp"
 #include "sim/detail/registry/registry_observer.hpp"
@@ -289,12 +290,59 @@ bool hid_hardware::input(std::uint32_t report_id, std::vector<std::uint8_t>& byt
     return true;
 }
 
+bool hid_hardware::current_report(IOHIDReportType type, std::uint32_t report_id, std::vector<std::uint8_t>& bytes) const
+{
+    // A device has no output reports to give.
+    switch (type)
+    {
+    case kIOHIDReportTypeFeature: return feature(report_id, bytes);
+    case kIOHIDReportTypeInput: return input(report_id, bytes);
+    default: return false;
+    }
+}
+
+void hid_hardware::set_answer_delay(std::optional<clock::duration> delay)
+{
+    {
+        std::lock_guard const lock(mutex_);
+        answer_delay_ = delay;
+    }
+    answers_changed_.notify_all();
+    for (auto const& client : live_clients())
+        client->requests().answers_changed();
+}
+
+std::optional<hid_hardware::clock::time_point> hid_hardware::answer_time(clock::time_point submitted) const
+{
+    std::lock_guard const lock(mutex_);
+    if (!answer_delay_)
+        return std::nullopt;
+    return submitted + *answer_delay_;
+}
+
+bool hid_hardware::wait_for_answer(clock::time_point submitted) const
+{
+    std::unique_lock lock(mutex_);
+    for (;;)
+    {
+        if (removed_)
+            return false;
+        if (!answer_delay_)
+            answers_changed_.wait(lock);
+        else if (auto const due = submitted + *answer_delay_; clock::now() < due)
+            answers_changed_.wait_until(lock, due);
+        else
+            return true;
+    }
+}
+
 void hid_hardware::remove()
 {
     {
         std::lock_guard const lock(mutex_);
         removed_ = true;
     }
+    answers_changed_.notify_all();
     for (auto const& client : live_clients())
         client->removed();
 }

@@ -6,12 +6,15 @@
 #include <IOKit/hid/IOHIDBase.h>
 #include <IOKit/hid/IOHIDDeviceTypes.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <optional>
 #include <vector>
 
 namespace plinth::sim::detail {
@@ -76,6 +79,22 @@ public:
     // The current input report's bytes; false when the device has none of that ID.
     bool input(std::uint32_t report_id, std::vector<std::uint8_t>& bytes) const;
 
+    // The device's present report of `type` and `report_id`, as a request for it
+    // gets it: a feature or an input report; false when it has none such.
+    bool current_report(IOHIDReportType type, std::uint32_t report_id, std::vector<std::uint8_t>& bytes) const;
+
+    // How the device answers set and get report requests: `delay` after each (zero:
+    // at once, as it starts), or never (nullopt). A change applies to the requests
+    // pending too, counted from when each was made.
+    using clock = std::chrono::steady_clock;
+    void set_answer_delay(std::optional<clock::duration> delay);
+    // When the device answers a request made at `submitted`; nullopt while it
+    // answers none.
+    std::optional<clock::time_point> answer_time(clock::time_point submitted) const;
+    // Blocks a synchronous request made at `submitted` until the device answers
+    // it; false when the device leaves first.
+    bool wait_for_answer(clock::time_point submitted) const;
+
     // The entry left the registry: every client learns it.
     void remove();
 
@@ -113,6 +132,8 @@ private:
     std::map<std::uint32_t, std::vector<std::uint8_t>> inputs_;
     std::size_t dropped_ = 0;
     bool removed_ = false;
+    std::optional<clock::duration> answer_delay_ = clock::duration::zero();
+    mutable std::condition_variable answers_changed_;
     // Shared, so that a delivery copies a pointer rather than the function.
     std::shared_ptr<std::function<void()> const> delivery_observer_;
 };
