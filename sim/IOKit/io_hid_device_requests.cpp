@@ -47,13 +47,17 @@ std::chrono::milliseconds request_timeout(hid_device_object& device, CFTimeInter
 
 // Why the kernel refuses a request at submission, if it does; a refused request's
 // callback is never called.
-IOReturn submission_refusal(hid_client const& client)
+IOReturn submission_refusal(hid_device_object& device)
 {
+    // A refused Input Monitoring stops the call before it reaches the kernel: kIOReturnNotPermitted.
+    if (auto const refused = device.connect(); refused != kIOReturnSuccess)
+        return refused;
+    auto const& client = device.client();
     // Not open: kIOReturnNotOpen.
     if (!client.is_open())
         return kIOReturnNotOpen;
     // Seized by another client: kIOReturnExclusiveAccess.
-    if (client.hardware().seized_by_other(&client))
+    if (client.hardware().seized_by_other(client.token()))
         return kIOReturnExclusiveAccess;
     // The device is gone: kIOReturnNotAttached.
     if (client.hardware().is_removed())
@@ -75,7 +79,7 @@ IOReturn IOHIDDeviceSetReportWithCallback(IOHIDDeviceRef device, IOHIDReportType
     if (checked_device == nullptr || reportLength < 0 || (report == nullptr && reportLength > 0))
         return kIOReturnBadArgument;
     auto& client = checked_device->client();
-    if (auto const refused = submission_refusal(client); refused != kIOReturnSuccess)
+    if (auto const refused = submission_refusal(*checked_device); refused != kIOReturnSuccess)
         return refused;
     // Accepted: kIOReturnSuccess now, the callback (which may be NULL) once, later.
     client.requests().submit_set(reportType, static_cast<std::uint32_t>(reportID), report, reportLength,
@@ -93,7 +97,7 @@ IOReturn IOHIDDeviceGetReportWithCallback(IOHIDDeviceRef device, IOHIDReportType
     if (checked_device == nullptr || pReportLength == nullptr || report == nullptr || callback == nullptr)
         return kIOReturnBadArgument;
     auto& client = checked_device->client();
-    if (auto const refused = submission_refusal(client); refused != kIOReturnSuccess)
+    if (auto const refused = submission_refusal(*checked_device); refused != kIOReturnSuccess)
         return refused;
     // A buffer of no length is refused at submission: *pReportLength <= 0 gives kIOReturnBadArgument.
     if (*pReportLength <= 0)
