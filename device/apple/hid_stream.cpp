@@ -7,6 +7,9 @@
 #include "device/apple/detail/handoff_allocator.hpp"
 #include "device/apple/detail/hid_stream_operation.hpp"
 #include "error/apple/hid_errc.hpp"
+#include "error/apple/io_return.hpp"
+#include "device/apple/input_monitoring.hpp"
+#include "io_kit/cf/boolean.hpp"
 #include "io_kit/cf/number.hpp"
 #include "log/log.hpp"
 
@@ -83,13 +86,17 @@ hid_stream::service_context::~service_context()
 
 hid_stream::hid_stream(boost::asio::any_io_executor ex) : hid_stream(std::move(ex), apple::device(), {}) {}
 
-hid_stream::hid_stream(boost::asio::any_io_executor ex, apple::device d)
-    : hid_stream(std::move(ex), d, io_kit::io_hid_device(io_kit::io_service_view(d.get_entry().get())))
+hid_stream::hid_stream(boost::asio::any_io_executor ex, apple::device d, hid_open_mode m)
+    : hid_stream(std::move(ex), d, io_kit::io_hid_device(io_kit::io_service_view(d.get_entry().get())), m)
 {
 }
 
-hid_stream::hid_stream(boost::asio::any_io_executor ex, apple::device d, io_kit::io_hid_device h)
-    : executor(std::move(ex)), device(std::move(d)), hid_device(std::move(h)), context(executor, hid_device)
+hid_stream::hid_stream(boost::asio::any_io_executor ex, apple::device d, io_kit::io_hid_device h, hid_open_mode m)
+    : executor(std::move(ex)),
+      device(std::move(d)),
+      chosen_mode(m),
+      hid_device(std::move(h)),
+      context(executor, hid_device)
 {
     if (!hid_device)
         return;
@@ -160,19 +167,91 @@ void hid_stream::open()
     auto locked = record().lock();
     if (locked->opened)
         return;
-    hid_device.open(kIOHIDOptionsTypeSeizeDevice);
-    locked->open_token.emplace(schedule_with_run_loop(CF::String(kCFRunLoopDefaultMode)));
-    auto const size = get_capability(hid_device, kIOHIDMaxInputReportSizeKey);
-    locked->report_buffer.resize(static_cast<std::size_t>(std::max(size, 0)));
-    void* const callback_context = &record();
-    hid_device.register_input_report_callback(locked->report_buffer, hid_report_callback, callback_context);
-    hid_device.register_removal_callback(hid_removal_callback, callback_context);
+    open_device();
+    try
+    {
+        locked->open_token.emplace(schedule_with_run_loop(CF::String(kCFRunLoopDefaultMode)));
+        auto const size = get_capability(hid_device, kIOHIDMaxInputReportSizeKey);
+        locked->report_buffer.resize(static_cast<std::size_t>(std::max(size, 0)));
+        void* const callback_context = &record();
+        hid_device.register_input_report_callback(locked->report_buffer, hid_report_callback, callback_context);
+        hid_device.register_removal_callback(hid_removal_callback, callback_context);
+    }
+    catch (boost::system::system_error const&)
+    {
+        // Nothing of a half-made open stays: no callback, no scheduling, and the
+        // device closed again, so that no other program finds it held.
+        hid_device.register_input_report_callback(locked->report_buffer, nullptr, nullptr);
+        hid_device.register_removal_callback(nullptr, nullptr);
+        locked->open_token.reset();
+        close_device_quietly();
+        throw;
+    }
     locked->opened = true;
 }
 
 void hid_stream::open(boost::system::error_code& ec)
 {
     detail::or_error_code([this] { open(); }, ec);
+}
+
+void hid_stream::open(hid_open_mode m)
+{
+    detail::throw_unless_open(has_record(), "open");
+    if (!is_open())
+        chosen_mode = m;
+    open();
+}
+
+void hid_stream::open(hid_open_mode m, boost::system::error_code& ec)
+{
+    detail::or_error_code([this, m] { open(m); }, ec);
+}
+
+void hid_stream::open_device()
+{
+    try
+    {
+        hid_device.open(chosen_mode == hid_open_mode::seized ? kIOHIDOptionsTypeSeizeDevice : kIOHIDOptionsTypeNone);
+    }
+    catch (boost::system::system_error const& e)
+    {
+        if (e.code() == make_error_code(kIOReturnExclusiveAccess))
+        {
+            // The kernel counts a client that opens a seized device as open all the
+            // same (it would hear the device again once the seizer lets go): it is
+            // closed, so that a failed open holds nothing.
+            close_device_quietly();
+            auto const holder = seizer();
+            throw boost::system::system_error(make_error_code(hid_errc::seized_by_another),
+                                              holder ? "open: seized by " + holder->describe() : "open");
+        }
+        // An IOHIDDeviceRef of a keyboard, mouse or touch pad asks for Input
+        // Monitoring before it first opens, and refuses with kIOReturnNotPermitted
+        // (without opening anything) when the user has not granted it.
+        if (e.code() == make_error_code(kIOReturnNotPermitted) && requires_input_monitoring())
+            throw boost::system::system_error(make_error_code(hid_errc::input_monitoring_denied), "open");
+        throw;
+    }
+}
+
+void hid_stream::close_device_quietly() noexcept
+{
+    try
+    {
+        hid_device.close(kIOHIDOptionsTypeNone);
+    }
+    catch (boost::system::system_error const&)
+    {
+        // A device that is gone, or was never opened, has nothing to release.
+    }
+}
+
+bool hid_stream::requires_input_monitoring() const
+{
+    CF::Boolean const tagged(hid_device.get_property("RequiresTCCAuthorization"));
+    return (tagged.GetTypeRef() != nullptr && static_cast<bool>(tagged)) ||
+           check_input_monitoring_access() != input_monitoring_access::granted;
 }
 
 void hid_stream::close()
@@ -232,6 +311,16 @@ void hid_stream::close(boost::system::error_code& ec)
 void hid_stream::assign(io_kit::io_hid_device h)
 {
     hid_device = std::move(h);
+}
+
+hid_open_mode hid_stream::open_mode() const noexcept
+{
+    return chosen_mode;
+}
+
+std::optional<hid_device_client> hid_stream::seizer() const
+{
+    return find_hid_seizer(device);
 }
 
 bool hid_stream::is_open() const

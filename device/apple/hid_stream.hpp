@@ -35,6 +35,8 @@
 #include "device/apple/detail/hid_async_request.hpp"
 #include "device/apple/detail/hid_report_request.hpp"
 #include "device/apple/device.hpp"
+#include "device/apple/hid_device_client.hpp"
+#include "device/apple/hid_open_mode.hpp"
 #include "device/apple/detail/hid_run_loop_token.hpp"
 #include "device/apple/detail/hid_service.hpp"
 #include "hid/report_descriptor.hpp"
@@ -60,7 +62,7 @@
 
 namespace plinth::apple {
 
-// The I/O object for one HID device: open it (seized), read input reports, write
+// The I/O object for one HID device: open it (seized, unless asked to share it), read input reports, write
 // output reports, cancel a pending read, close it. The stream holds no I/O state of
 // its own: what IOKit's callbacks touch lives in a record of the execution
 // context's HID service, guarded by the record's mutex. Reports reach the library
@@ -88,20 +90,37 @@ public:
 
     // Closed, with a record all the same.
     explicit hid_stream(boost::asio::any_io_executor ex);
-    // Opens the HID device of `d` (logging, not throwing, when it cannot).
-    hid_stream(boost::asio::any_io_executor ex, apple::device d);
-    hid_stream(boost::asio::any_io_executor ex, apple::device d, io_kit::io_hid_device h);
+    // Opens the HID device of `d` in `mode` (logging, not throwing, when it
+    // cannot); open() later uses the same mode.
+    hid_stream(boost::asio::any_io_executor ex, apple::device d, hid_open_mode mode = hid_open_mode::seized);
+    hid_stream(boost::asio::any_io_executor ex, apple::device d, io_kit::io_hid_device h,
+               hid_open_mode mode = hid_open_mode::seized);
     hid_stream(hid_stream const&) = delete;
     hid_stream& operator=(hid_stream const&) = delete;
     // Closes and cancels; never throws (a failure is logged).
     ~hid_stream();
 
-    // Opens (seizes) the device and schedules it; opening an open stream does
-    // nothing. Throws boost::system::system_error: hid_errc::not_open ("open")
-    // without a device, IOKit's code when it refuses, hid_errc::property_missing
-    // without "MaxInputReportSize".
+    // Opens the device in the stream's mode (seized unless the constructor or an
+    // earlier open(mode) said otherwise) and schedules it; opening an open stream
+    // does nothing. Throws boost::system::system_error ("open"):
+    // - hid_errc::not_open without a device;
+    // - hid_errc::input_monitoring_denied for a keyboard, mouse or touch pad while
+    //   the user has not granted this program Input Monitoring (the system asks
+    //   the user the first time, and refuses the open until granted);
+    // - hid_errc::seized_by_another when another program, or another stream,
+    //   holds the device seized (opening shared as much as seizing); the text
+    //   names the holder when the system tells it ("open: seized by pid 349,
+    //   karabiner_grabbe"), and seizer() finds it again for the error_code& form;
+    // - hid_errc::property_missing without "MaxInputReportSize";
+    // - IOKit's code for any other refusal (kIOReturnNotPrivileged, for one, when
+    //   a program that is not root seizes a keyboard).
+    // A failed open leaves the stream closed and the device as it found it.
     void open();
     void open(boost::system::error_code& ec);
+    // As open(), in `mode`, which the stream keeps for later opens. A stream open
+    // already stays as it is, in the mode it was opened in.
+    void open(hid_open_mode mode);
+    void open(hid_open_mode mode, boost::system::error_code& ec);
     // Cancels a pending read, unregisters the callbacks, closes the device and
     // unschedules it. Nothing for a closed stream.
     void close();
@@ -111,6 +130,12 @@ public:
     void assign(io_kit::io_hid_device h);
 
     bool is_open() const;
+    // The mode the stream opens in, or was opened in.
+    hid_open_mode open_mode() const noexcept;
+    // The client that holds the device seized, read from the registry now (see
+    // find_hid_seizer): another program, another stream, or this one; nothing when
+    // nobody seizes it or the system does not say who does.
+    std::optional<hid_device_client> seizer() const;
     boost::asio::any_io_executor get_executor() const;
     apple::device get_device() const;
 
@@ -333,6 +358,13 @@ private:
     boost::system::error_code submit_request(detail::hid_service::data& d, detail::hid_report_request const& request,
                                              void const* maker, bool asynchronous, double timeout_ms,
                                              detail::hid_service::data::report_request::completion& handler);
+    // IOHIDDeviceOpen in the stream's mode, its refusals turned into the errors
+    // open() gives; and IOHIDDeviceClose where a failure leaves nothing to do.
+    void open_device();
+    void close_device_quietly() noexcept;
+    // Whether the device is one that the system lets a program open only with
+    // Input Monitoring.
+    bool requires_input_monitoring() const;
     detail::hid_run_loop_token schedule_with_run_loop(CF::String mode);
     // The device's scheduling in the read mode: the one a pending read or a report
     // request holds already, else a new one.
@@ -348,6 +380,7 @@ private:
 
     boost::asio::any_io_executor executor;
     apple::device device;
+    hid_open_mode chosen_mode;
     io_kit::io_hid_device hid_device;
     service_context context;
     // Set once, under the mutex, by the first get_report_descriptor that succeeds;

@@ -7,11 +7,11 @@ namespace plinth::apple::detail {
 
 hid_pending_read::hid_pending_read(hid_service::data& d) noexcept : data(d) {}
 
-std::optional<hid_pending_read::request> hid_pending_read::start(request read, void const* async_read,
+std::optional<hid_pending_read::request> hid_pending_read::start(request read, void const* owner,
                                                                  std::shared_ptr<hid_run_loop_token> token)
 {
     auto replaced = std::exchange(data.pending_read, std::move(read));
-    data.async_read = async_read;
+    data.read_owner = owner;
     data.read_withdrawn = false;
     data.read_token = std::move(token);
     return replaced;

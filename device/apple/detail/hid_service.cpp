@@ -16,7 +16,7 @@ void hid_service::data::withdraw_read() noexcept
 {
     pending_read.reset();
     read_token.reset();
-    async_read = nullptr;
+    read_owner = nullptr;
     read_withdrawn = true;
 }
 

@@ -108,9 +108,11 @@ public:
         std::vector<std::uint8_t> report_buffer;
         std::optional<read_request> pending_read;
         bool opened = false;
-        // The asynchronous read that pending_read belongs to, if any: how a
-        // cancellation from that read's handler knows it is still the pending one.
-        void const* async_read = nullptr;
+        // Who started pending_read: an asynchronous read's operation, or a
+        // blocking reader's promise. How a cancellation through a handler's slot,
+        // or a timed read's deadline, knows that its read is still the pending one
+        // and not a later read that replaced it.
+        void const* read_owner = nullptr;
         std::deque<unread_report> unread;
         bool read_withdrawn = false;
         // The device's removal came in the instant its read was withdrawn or
