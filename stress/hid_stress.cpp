@@ -81,7 +81,7 @@ enum class reader_kind
 constexpr int reader_kinds = 4;
 constexpr int slot_count = 8;
 // Reports posted and not yet read or dropped, at most, before the poster waits:
-// the kernel's queue holds 64.
+// the kernel's queue holds 512 reports of 8 bytes.
 constexpr std::uint64_t backlog_limit = 32;
 constexpr auto settle_limit = 5s;
 

@@ -12,6 +12,7 @@
 #include "sim/detail/kernel/object_lookup.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -116,11 +117,21 @@ CFTypeRef IOHIDDeviceGetProperty(IOHIDDeviceRef device, CFStringRef key)
     return checked_device->property(key);
 }
 
-Boolean IOHIDDeviceSetProperty(IOHIDDeviceRef device, CFStringRef, CFTypeRef)
+Boolean IOHIDDeviceSetProperty(IOHIDDeviceRef device, CFStringRef key, CFTypeRef property)
 {
     count_iokit_call();
-    checked(device, "IOHIDDeviceSetProperty");
-    return false;
+    auto* const checked_device = checked(device, "IOHIDDeviceSetProperty");
+    if (checked_device == nullptr || key == nullptr || property == nullptr ||
+        CFGetTypeID(property) != CFNumberGetTypeID())
+        return false;
+    char name[64];
+    std::int64_t number = 0;
+    if (CFStringGetCString(key, name, sizeof name, kCFStringEncodingUTF8) == 0 ||
+        CFNumberGetValue(static_cast<CFNumberRef>(property), kCFNumberSInt64Type, &number) == 0 || number < 0)
+        return false;
+    // The report queue's size keys go to the client's user client, where only a
+    // queue made afterwards (at the first report callback) reads them.
+    return checked_device->client().set_queue_property(name, static_cast<std::uint64_t>(number));
 }
 
 void IOHIDDeviceScheduleWithRunLoop(IOHIDDeviceRef device, CFRunLoopRef runLoop, CFStringRef runLoopMode)

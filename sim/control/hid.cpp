@@ -43,7 +43,7 @@ std::shared_ptr<detail::hid_hardware> hardware_of(entry_id device, char const* f
 void post_input_report(entry_id device, std::uint32_t report_id, std::span<std::uint8_t const> bytes)
 {
     if (auto const hardware = detail::hid_hardware::find(device))
-        hardware->post_input(report_id, std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
+        hardware->post_input(report_id, bytes);
     else
         require_entry(device);
 }

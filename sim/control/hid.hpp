@@ -22,14 +22,20 @@
 // loops that serve the device; adding the entry again plugs it back in.
 namespace plinth::sim {
 
-// The device sends one input report. Each client that has the device open gets it
-// through the kernel's per-client queue (64 reports): it waits there, in order,
-// until a run loop runs a mode the client scheduled the device in; a report that
-// finds the queue full is dropped and counted. With no client open it goes
-// nowhere. Throws std::invalid_argument for an unknown entry.
+// The device sends one input report. Each client that has the device open with an
+// input report callback, and not seized by another client, gets it through the
+// kernel's per-client queue: it waits there, in order, until a run loop runs a mode
+// the client scheduled the device in. The queue holds 16 384 bytes unless the
+// device or the IOHIDDeviceRef sets "MaxReportBufferCount" × "ReportBufferEntrySize"
+// (within 16 384…131 072); a report takes 24 bytes plus its own, rounded up to 4
+// (186 reports of 64 bytes by default). A report that finds the queue full is
+// dropped and counted. With no client listening it goes nowhere. Throws
+// std::invalid_argument for an unknown entry.
 void post_input_report(entry_id device, std::uint32_t report_id, std::span<std::uint8_t const> bytes);
 
-// Input reports dropped because a client's queue was full.
+// Input reports dropped because a client's queue was full, over all the device's
+// clients. Each client's own count is its user client's "DebugState" →
+// "EventQueueMap" → "EnqueueErrorCount", refreshed as reports are dropped.
 std::size_t dropped_input_reports(entry_id device);
 
 // One report a client sent with IOHIDDeviceSetReport (or its WithCallback form), of any type (output or

@@ -305,28 +305,6 @@ TEST_F(io_hid_device_test, the_report_observer_runs_on_the_delivering_thread_jus
     EXPECT_THROW(sim::set_input_report_observer(sim::root_entry_id, [] {}), std::invalid_argument);
 }
 
-TEST_F(io_hid_device_test, a_full_queue_drops_the_newest_reports_and_a_closed_device_hears_nothing)
-{
-    auto const keyboard = add_keyboard();
-    auto const device = device_of(keyboard);
-    sim::post_input_report(keyboard, 1, std::vector<std::uint8_t>{0}); // nobody has it open: lost, not counted
-    ASSERT_EQ(IOHIDDeviceOpen(as_device(device), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
-    report_log seen;
-    IOHIDDeviceRegisterInputReportCallback(as_device(device), seen.buffer.data(), 2, report_log::input, &seen);
-    for (int i = 0; i < 70; ++i)
-        sim::post_input_report(keyboard, 1, std::vector<std::uint8_t>{static_cast<std::uint8_t>(i)});
-    EXPECT_EQ(sim::dropped_input_reports(keyboard), 6u);
-    {
-        loop_runner runner(kCFRunLoopDefaultMode);
-        IOHIDDeviceScheduleWithRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
-        ASSERT_TRUE(eventually([&] { return seen.count() == 64; }));
-        std::lock_guard const lock(seen.mutex);
-        EXPECT_EQ(seen.reports.front()[0], 0);
-        EXPECT_EQ(seen.reports.back()[0], 63) << "the oldest are kept";
-    }
-    IOHIDDeviceClose(as_device(device), 0);
-}
-
 TEST_F(io_hid_device_test, unplugging_raises_removal_on_the_serving_loop_and_a_new_device_works_after_replugging)
 {
     auto const keyboard = add_keyboard();

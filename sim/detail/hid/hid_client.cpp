@@ -10,9 +10,8 @@
 #include <boost/container/small_vector.hpp>
 
 #include <algorithm>
-#include <cstring>
-#include <utility>
 #include <optional>
+#include <utility>
 
 namespace plinth::sim::detail {
 namespace {
@@ -63,7 +62,8 @@ void hid_client::detach()
         input_callback_ = nullptr;
         removal_callback_ = nullptr;
         was_open = std::exchange(open_, false);
-        queue_.clear();
+        if (queue_)
+            queue_->clear();
     }
     // Releasing the last reference to an open IOHIDDeviceRef closes it: its user
     // client leaves the device, and a seize it held ends.
@@ -98,7 +98,8 @@ IOReturn hid_client::close()
         if (!open_)
             return kIOReturnNotOpen;
         open_ = false;
-        queue_.clear();
+        if (queue_)
+            queue_->clear();
     }
     hardware_->close(token_);
     return kIOReturnSuccess;
@@ -112,14 +113,49 @@ bool hid_client::is_open() const
 
 void hid_client::register_input(std::uint8_t* buffer, CFIndex length, IOHIDReportCallback callback, void* context)
 {
+    // The queue's size is looked up on the user client, then on the device.
+    auto const device_count = hardware_->device_number(kIOHIDMaxReportBufferCountKey);
+    auto const device_entry_size = hardware_->device_number(kIOHIDReportBufferEntrySizeKey);
+    bool made_queue = false;
     {
         std::lock_guard const lock(mutex_);
         buffer_ = buffer;
         buffer_length_ = length;
         input_callback_ = callback;
         input_context_ = context;
+        // Registering a report callback makes the client's kernel queue, once: queue
+        // properties set later change nothing.
+        if (callback != nullptr && !queue_)
+        {
+            auto const count = max_report_buffer_count_ ? max_report_buffer_count_ : device_count;
+            auto const entry_size = report_buffer_entry_size_ ? report_buffer_entry_size_ : device_entry_size;
+            queue_.emplace(hid_report_queue::capacity_for(count.value_or(0), entry_size.value_or(0)));
+            made_queue = true;
+        }
     }
+    if (made_queue)
+        hardware_->refresh_client_states();
     signal_if_pending();
+}
+
+bool hid_client::set_queue_property(std::string const& key, std::uint64_t number)
+{
+    std::lock_guard const lock(mutex_);
+    if (key == kIOHIDMaxReportBufferCountKey)
+        max_report_buffer_count_ = number;
+    else if (key == kIOHIDReportBufferEntrySizeKey)
+        report_buffer_entry_size_ = number;
+    else
+        return false;
+    return true;
+}
+
+std::optional<hid_client::queue_state> hid_client::report_queue_state() const
+{
+    std::lock_guard const lock(mutex_);
+    if (!queue_)
+        return std::nullopt;
+    return queue_state{queue_->capacity(), queue_->drops()};
 }
 
 void hid_client::register_removal(IOHIDCallback callback, void* context)
@@ -165,15 +201,16 @@ void hid_client::unschedule(CFRunLoopRef loop, CFStringRef mode)
     CFRelease(gone.mode);
 }
 
-bool hid_client::queue_report(std::uint32_t report_id, std::vector<std::uint8_t> bytes)
+bool hid_client::queue_report(std::uint32_t report_id, std::span<std::uint8_t const> bytes)
 {
     {
         std::lock_guard const lock(mutex_);
-        if (!open_)
-            return true; // nobody listens: the report goes nowhere
-        if (queue_.size() >= report_queue_size)
+        // The queue fills only while started: the device open and a report callback
+        // registered. Otherwise the report goes nowhere and counts as no drop.
+        if (!open_ || input_callback_ == nullptr || !queue_)
+            return true;
+        if (!queue_->push(report_id, bytes))
             return false;
-        queue_.push_back({report_id, std::move(bytes)});
     }
     signal_if_pending();
     return true;
@@ -184,7 +221,8 @@ void hid_client::removed()
     {
         std::lock_guard const lock(mutex_);
         removal_pending_ = true;
-        queue_.clear();
+        if (queue_)
+            queue_->clear();
     }
     requests_->abort_all();
     signal_if_pending();
@@ -198,7 +236,7 @@ void hid_client::signal_if_pending()
     {
         std::lock_guard const lock(mutex_);
         bool const work = (removal_pending_ && removal_callback_ != nullptr) || requests_->has_completed() ||
-                          (!queue_.empty() && input_callback_ != nullptr && open_);
+                          (queue_ && !queue_->empty() && input_callback_ != nullptr && open_);
         if (!work)
             return;
         for (auto const& s : schedulings_)
@@ -220,8 +258,11 @@ void hid_client::perform(void* info)
     (*static_cast<client_handle*>(info))->deliver_one();
 }
 
-// One delivery per perform: a callback that unschedules its device (or closes it)
-// stops the next one, as it would between two messages on a Mac.
+// One delivery per perform. A Mac drains every queued report in one source
+// callout; whether a callback that unschedules its device there stops the drain
+// is not known, so the simulation keeps the cautious reading: a callback that
+// unschedules its device (or closes it) stops the next delivery, and the report
+// stays queued for a loop that serves the device again.
 void hid_client::deliver_one()
 {
     IOHIDCallback removal = nullptr;
@@ -229,7 +270,7 @@ void hid_client::deliver_one()
     IOHIDReportCallback input = nullptr;
     void* input_context = nullptr;
     std::uint8_t* buffer = nullptr;
-    report delivered{};
+    std::optional<hid_report_queue::taken> delivered;
     std::optional<hid_report_requests::completion> request;
     {
         std::lock_guard const lock(mutex_);
@@ -243,17 +284,14 @@ void hid_client::deliver_one()
         // carries its input reports, on the loops and modes it is scheduled in.
         else if (auto taken = requests_->take_completed())
             request = std::move(taken);
-        else if (!queue_.empty() && input_callback_ != nullptr && open_)
+        else if (queue_ && !queue_->empty() && input_callback_ != nullptr && open_)
         {
-            delivered = std::move(queue_.front());
-            queue_.pop_front();
             input = input_callback_;
             input_context = input_context_;
             buffer = buffer_;
-            auto const n = std::min<std::size_t>(delivered.bytes.size(),
-                                                 static_cast<std::size_t>(std::max<CFIndex>(buffer_length_, 0)));
-            if (n != 0)
-                std::memcpy(buffer, delivered.bytes.data(), n);
+            // The report is cut to the registered buffer; the callback still learns its size.
+            auto const room = buffer_ == nullptr ? 0 : static_cast<std::size_t>(std::max<CFIndex>(buffer_length_, 0));
+            delivered = queue_->pop({buffer_, room});
         }
     }
     if (removal != nullptr)
@@ -267,8 +305,8 @@ void hid_client::deliver_one()
     else if (input != nullptr)
     {
         hardware_->report_delivery();
-        input(input_context, kIOReturnSuccess, device_, kIOHIDReportTypeInput, delivered.report_id, buffer,
-              static_cast<CFIndex>(delivered.bytes.size()));
+        input(input_context, kIOReturnSuccess, device_, kIOHIDReportTypeInput, delivered->report_id, buffer,
+              static_cast<CFIndex>(delivered->length));
     }
     signal_if_pending();
 }

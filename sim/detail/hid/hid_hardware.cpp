@@ -9,6 +9,8 @@
 
 #include <IOKit/hid/IOHIDKeys.h>
 
+#include <boost/container/small_vector.hpp>
+
 #include <algorithm>
 #include <atomic>
 #include <optional>
@@ -59,14 +61,24 @@ struct hardware_table final : registry_observer
 };
 
 // What IOHIDLibUserClient tells of its client in its "DebugState" property.
-value debug_state(IOOptionBits options, bool silenced)
+value debug_state(IOOptionBits options, bool silenced, std::optional<hid_client::queue_state> const& queue)
 {
+    // One entry per kernel queue of the client; the report queue is the only one
+    // the simulation makes. Only what stays true between refreshes is shown: the
+    // queue's size, and its drops, which refresh the state as they happen.
+    property::array queues;
+    if (queue)
+        queues.emplace_back(dictionary{
+            {"QueueSize", property::make_number(static_cast<std::int64_t>(queue->capacity))},
+            {"EnqueueErrorCount", property::make_number(static_cast<std::int64_t>(queue->drops))},
+        });
     return dictionary{
         {"ClientOpened", true},
         // Silenced: another client holds the device seized.
         {"ClientSeized", silenced},
         // The options the client opened with; bit 0 is kIOHIDOptionsTypeSeizeDevice.
         {"ClientOptions", property::make_number(options)},
+        {"EventQueueMap", std::move(queues)},
     };
 }
 
@@ -143,8 +155,9 @@ IOReturn hid_hardware::open(std::uint64_t client, IOOptionBits options, std::str
             known = std::prev(open_set_.end());
             // Each client that opens the device is an IOHIDLibUserClient below it,
             // which names the process that made it.
-            user_client = entry_spec("IOHIDLibUserClient", {}, {},
-                                     {{"IOUserClientCreator", creator}, {"DebugState", debug_state(options, refused)}});
+            user_client = entry_spec(
+                "IOHIDLibUserClient", {}, {},
+                {{"IOUserClientCreator", creator}, {"DebugState", debug_state(options, refused, std::nullopt)}});
         }
         else
             known->options |= options;
@@ -187,15 +200,31 @@ IOReturn hid_hardware::close(std::uint64_t client)
     return kIOReturnSuccess;
 }
 
+void hid_hardware::refresh_client_states()
+{
+    std::lock_guard const serial(open_close_mutex_);
+    publish_client_states();
+}
+
 void hid_hardware::publish_client_states()
 {
+    // The queues are read before the device's lock is taken: a client never calls
+    // the device while it holds its own.
+    std::vector<std::pair<std::uint64_t, std::optional<hid_client::queue_state>>> queues;
+    for (auto const& client : live_clients())
+        queues.emplace_back(client->token(), client->report_queue_state());
+    auto const queue_of = [&](std::uint64_t client) {
+        auto const found = std::ranges::find(queues, client, &decltype(queues)::value_type::first);
+        return found == queues.end() ? std::nullopt : found->second;
+    };
     std::vector<std::pair<std::shared_ptr<registry_entry>, value>> states;
     {
         std::lock_guard const lock(mutex_);
         auto const seizer = seizer_locked();
         for (auto const& o : open_set_)
             if (o.user_client)
-                states.emplace_back(o.user_client, debug_state(o.options, seizer != 0 && seizer != o.client));
+                states.emplace_back(o.user_client,
+                                    debug_state(o.options, seizer != 0 && seizer != o.client, queue_of(o.client)));
     }
     for (auto& [entry, state] : states)
         registry_model::instance().set_property(*entry, "DebugState", std::move(state));
@@ -214,30 +243,59 @@ bool hid_hardware::is_removed() const
     return removed_;
 }
 
-void hid_hardware::post_input(std::uint32_t report_id, std::vector<std::uint8_t> const& bytes)
+std::optional<std::uint64_t> hid_hardware::device_number(std::string_view key) const
+{
+    auto const device = entry_.lock();
+    if (!device)
+        return std::nullopt;
+    return registry_model::instance().read([&](registry_model const&) -> std::optional<std::uint64_t> {
+        auto const* const found = device->find_property(key);
+        if (found == nullptr)
+            return std::nullopt;
+        auto const* const n = std::get_if<property::number>(&found->content);
+        if (n == nullptr)
+            return std::nullopt;
+        return n->as_unsigned();
+    });
+}
+
+void hid_hardware::post_input(std::uint32_t report_id, std::span<std::uint8_t const> bytes)
 {
     std::uint64_t seizer = 0;
+    // The clients to give the report to fit inline, so that the report path
+    // allocates nothing here.
+    boost::container::small_vector<std::shared_ptr<hid_client>, 4> clients;
     {
         std::lock_guard const lock(mutex_);
         if (removed_)
             return;
         // A device asked for an input report answers with its present state, which
         // is what it last reported.
-        inputs_[report_id] = bytes;
+        inputs_[report_id].assign(bytes.begin(), bytes.end());
         seizer = seizer_locked();
+        for (auto const& held : clients_)
+            if (auto client = held.lock())
+                clients.push_back(std::move(client));
     }
-    // Every client that has the device open shared gets every report; a seized
-    // device reports to its seizer alone.
-    for (auto const& client : live_clients())
+    bool dropped = false;
+    for (auto const& client : clients)
     {
+        // Every client that has the device open shared gets every report; a seized
+        // device reports to its seizer alone: the others' queues are disabled, so
+        // they queue nothing and count no drop until the seizer closes.
         if (seizer != 0 && client->token() != seizer)
             continue;
         if (!client->queue_report(report_id, bytes))
         {
             std::lock_guard const lock(mutex_);
             ++dropped_;
+            dropped = true;
         }
     }
+    // A drop is what changes a queue's "EnqueueErrorCount"; the state is refreshed
+    // then rather than on every report.
+    if (dropped)
+        refresh_client_states();
 }
 
 std::size_t hid_hardware::dropped_input_reports() const

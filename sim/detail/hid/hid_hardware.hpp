@@ -15,6 +15,8 @@
 #include <mutex>
 #include <string>
 #include <optional>
+#include <span>
+#include <string_view>
 #include <vector>
 
 namespace plinth::sim::detail {
@@ -62,11 +64,17 @@ public:
     // Whether another client than `asking` has the device seized.
     bool seized_by_other(std::uint64_t asking) const;
     bool is_removed() const;
+    // The device entry's own integer property `key`, if it has one.
+    std::optional<std::uint64_t> device_number(std::string_view key) const;
 
     // Sends an input report to the clients; it is also the device's current input
     // report of that ID from now on.
-    void post_input(std::uint32_t report_id, std::vector<std::uint8_t> const& bytes);
+    void post_input(std::uint32_t report_id, std::span<std::uint8_t const> bytes);
+    // Reports dropped by full client queues, over every client the device had.
     std::size_t dropped_input_reports() const;
+    // Brings each user-client entry's "DebugState" up to date, as a client's report
+    // queue changed (made, or a report dropped).
+    void refresh_client_states();
 
     void record_output(IOHIDReportType type, std::uint32_t report_id, std::vector<std::uint8_t> bytes);
     std::vector<sent_report> sent() const;
