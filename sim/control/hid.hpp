@@ -33,6 +33,11 @@ namespace plinth::sim {
 // std::invalid_argument for an unknown entry.
 void post_input_report(entry_id device, std::uint32_t report_id, std::span<std::uint8_t const> bytes);
 
+// The (run loop, mode) pairs that the device's IOHIDDeviceRefs are scheduled in,
+// over all of them: how a test sees that its code scheduled a device, or left it
+// unscheduled once done. 0 for an entry that is no HID device or has no client.
+std::size_t hid_schedulings(entry_id device);
+
 // Input reports dropped because a client's queue was full, over all the device's
 // clients. Each client's own count is its user client's "DebugState" →
 // "EventQueueMap" → "EnqueueErrorCount", refreshed as reports are dropped.

@@ -489,15 +489,16 @@ class overlapping_read_test : public hid_stream_test
 {
 protected:
     void TearDown() override { plinth::testing::sim_test::TearDown(); }
-
-    // Blocks until the read started on another thread is pending: it has
-    // scheduled the device on the run loop by then, under the record's lock.
-    static void wait_for_a_pending_read(std::uint64_t calls_before)
-    {
-        while (sim::iokit_call_count() == calls_before)
-            std::this_thread::yield();
-    }
 };
+
+// Blocks until the read started on another thread is pending: it schedules the
+// device in the read mode, beside the open stream's own scheduling, under the
+// record's lock.
+void wait_for_a_pending_read(sim::entry_id device)
+{
+    while (sim::hid_schedulings(device) < 2)
+        std::this_thread::yield();
+}
 
 TEST_F(overlapping_read_test, a_read_started_while_another_is_pending_replaces_it_and_the_first_caller_stays_blocked)
 {
@@ -514,7 +515,6 @@ TEST_F(overlapping_read_test, a_read_started_while_another_is_pending_replaces_i
     };
     auto parked = std::make_shared<parked_read>();
     auto first_ended = parked->ended.get_future();
-    auto const calls_before = sim::iokit_call_count();
     std::thread([parked, &stream] {
         try
         {
@@ -527,7 +527,7 @@ TEST_F(overlapping_read_test, a_read_started_while_another_is_pending_replaces_i
             parked->ended.set_value(std::string("threw: ") + e.what());
         }
     }).detach();
-    wait_for_a_pending_read(calls_before);
+    wait_for_a_pending_read(keyboard_id);
 
     std::array<std::uint8_t, 8> bytes{};
     std::uint8_t id = 0;
@@ -546,14 +546,12 @@ TEST_F(hid_stream_test, a_timed_read_that_a_later_read_replaced_times_out_at_its
     hid_stream stream(context.get_executor(), entry(keyboard_id));
     std::array<std::uint8_t, 8> first_bytes{}, bytes{};
     std::uint8_t first_id = 0, id = 0;
-    auto const calls_before = sim::iokit_call_count();
     auto first = std::async(std::launch::async, [&] {
         boost::system::error_code ec;
         stream.read({&first_id, boost::asio::buffer(first_bytes)}, 500ms, ec);
         return ec;
     });
-    while (sim::iokit_call_count() == calls_before)
-        std::this_thread::yield();
+    wait_for_a_pending_read(keyboard_id);
     auto second = read_on_a_thread(stream, id, bytes);
     EXPECT_EQ(first.get(), boost::asio::error::timed_out);
     post(keyboard_id, 0, {9});

@@ -105,6 +105,12 @@ IOReturn hid_client::close()
     return kIOReturnSuccess;
 }
 
+std::size_t hid_client::schedulings() const
+{
+    std::lock_guard const lock(mutex_);
+    return schedulings_.size();
+}
+
 bool hid_client::is_open() const
 {
     std::lock_guard const lock(mutex_);

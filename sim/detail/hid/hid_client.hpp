@@ -49,6 +49,8 @@ public:
     IOReturn open(IOOptionBits options);
     IOReturn close();
     bool is_open() const;
+    // The (run loop, mode) pairs the client is scheduled in.
+    std::size_t schedulings() const;
 
     // The first report callback makes the client's report queue (hid_report_queue),
     // sized by the queue properties set on the client, else by the device's.

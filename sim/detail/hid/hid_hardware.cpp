@@ -304,6 +304,14 @@ std::size_t hid_hardware::dropped_input_reports() const
     return dropped_;
 }
 
+std::size_t hid_hardware::schedulings() const
+{
+    std::size_t total = 0;
+    for (auto const& client : live_clients())
+        total += client->schedulings();
+    return total;
+}
+
 void hid_hardware::record_output(IOHIDReportType type, std::uint32_t report_id, std::vector<std::uint8_t> bytes)
 {
     std::lock_guard const lock(mutex_);

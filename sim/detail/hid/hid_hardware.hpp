@@ -72,6 +72,8 @@ public:
     void post_input(std::uint32_t report_id, std::span<std::uint8_t const> bytes);
     // Reports dropped by full client queues, over every client the device had.
     std::size_t dropped_input_reports() const;
+    // The (run loop, mode) pairs the device's live clients are scheduled in, summed.
+    std::size_t schedulings() const;
     // Brings each user-client entry's "DebugState" up to date, as a client's report
     // queue changed (made, or a report dropped).
     void refresh_client_states();
