@@ -502,15 +502,14 @@ void wait_for_a_pending_read(sim::entry_id device)
 
 TEST_F(overlapping_read_test, a_read_started_while_another_is_pending_replaces_it_and_the_first_caller_stays_blocked)
 {
-    boost::asio::io_context context;
-    hid_stream stream(context.get_executor(), entry(keyboard_id));
+    running_context running;
+    hid_stream stream(running.context.get_executor(), entry(keyboard_id));
     // The parked reader's buffer and outcome outlive the test: nothing ever writes
     // to them, as its read was replaced, but its thread still refers to them.
     struct parked_read
     {
         std::array<std::uint8_t, 8> bytes{};
         std::uint8_t id = 0;
-        std::promise<void> started;
         std::promise<std::string> ended;
     };
     auto parked = std::make_shared<parked_read>();
@@ -529,21 +528,25 @@ TEST_F(overlapping_read_test, a_read_started_while_another_is_pending_replaces_i
     }).detach();
     wait_for_a_pending_read(keyboard_id);
 
+    // The later read is started here, so that it has replaced the first before
+    // the report comes.
     std::array<std::uint8_t, 8> bytes{};
     std::uint8_t id = 0;
-    auto second = read_on_a_thread(stream, id, bytes);
+    std::promise<boost::system::error_code> second;
+    stream.async_read({&id, boost::asio::buffer(bytes)},
+                      [&second](boost::system::error_code ec, std::size_t) { second.set_value(ec); });
     post(keyboard_id, 0, {4, 2});
-    EXPECT_FALSE(second.get());
+    EXPECT_FALSE(second.get_future().get());
     EXPECT_EQ(bytes[0], 4) << "the later read takes the report";
     EXPECT_EQ(first_ended.wait_for(300ms), std::future_status::timeout)
         << "the replaced reader woke: " << first_ended.get();
     EXPECT_EQ(parked->bytes[0], 0) << "the replaced read was written to";
 }
 
-TEST_F(hid_stream_test, a_timed_read_that_a_later_read_replaced_times_out_at_its_deadline)
+TEST_F(hid_stream_test, a_timed_read_that_a_later_read_replaced_times_out_at_its_deadline_and_leaves_that_read_be)
 {
-    boost::asio::io_context context;
-    hid_stream stream(context.get_executor(), entry(keyboard_id));
+    running_context running;
+    hid_stream stream(running.context.get_executor(), entry(keyboard_id));
     std::array<std::uint8_t, 8> first_bytes{}, bytes{};
     std::uint8_t first_id = 0, id = 0;
     auto first = std::async(std::launch::async, [&] {
@@ -552,10 +555,12 @@ TEST_F(hid_stream_test, a_timed_read_that_a_later_read_replaced_times_out_at_its
         return ec;
     });
     wait_for_a_pending_read(keyboard_id);
-    auto second = read_on_a_thread(stream, id, bytes);
+    std::promise<boost::system::error_code> second;
+    stream.async_read({&id, boost::asio::buffer(bytes)},
+                      [&second](boost::system::error_code ec, std::size_t) { second.set_value(ec); });
     EXPECT_EQ(first.get(), boost::asio::error::timed_out);
     post(keyboard_id, 0, {9});
-    EXPECT_FALSE(second.get()) << "the first read's deadline withdrew the read that replaced it";
+    EXPECT_FALSE(second.get_future().get()) << "the first read's deadline withdrew the read that replaced it";
     EXPECT_EQ(bytes[0], 9);
 }
 
