@@ -103,8 +103,6 @@ boost::system::error_code hid_stream::submit_request(detail::hid_service::data& 
     else
         entry.bytes.assign(static_cast<std::uint8_t const*>(request.send.data()),
                            static_cast<std::uint8_t const*>(request.send.data()) + request.send.size());
-    if (!d.request_token)
-        d.request_token = read_mode_scheduling(d);
     try
     {
         if (request.get)
@@ -118,10 +116,14 @@ boost::system::error_code hid_stream::submit_request(detail::hid_service::data& 
     {
         // Refused: IOKit will not call back.
         d.requests.pop_back();
-        if (d.requests.empty())
-            d.request_token.reset();
         return e.code();
     }
+    // The device is scheduled for the completion only once IOKit has the request
+    // (unscheduled, IOKit keeps the completion waiting): a scheduling made for a
+    // request IOKit refuses would let the run-loop thread take a queued input
+    // report in that instant for a stream with no read to give it to.
+    if (!d.request_token)
+        d.request_token = read_mode_scheduling(d);
     // IOKit calls back on the run-loop thread, under this same lock: the handler
     // is in place before it can.
     entry.handler = std::move(handler);

@@ -331,4 +331,44 @@ TEST_F(hid_stream_write_test, a_timeout_beyond_iokit_maximum_still_waits_for_a_d
     EXPECT_EQ(in, (std::array<std::uint8_t, 2>{5, 6}));
 }
 
+TEST_F(hid_stream_write_test, reports_taken_while_a_refused_write_had_the_device_scheduled_reach_the_next_reads)
+{
+    // A write is refused by IOKit (here: another program holds the device seized)
+    // after the stream has scheduled the device for the write's completion. In
+    // that instant the run-loop thread may take a queued report from IOKit for the
+    // stream, and it must then wait for the next read rather than vanish. The
+    // instant is short, and widest at a stream's first request: many new streams,
+    // each with reports queued and writes refused, give it many chances.
+    constexpr int rounds = 40;
+    constexpr int reports = 8;
+    running_context running;
+    std::array<std::uint8_t, 2> const out{1, 2};
+    std::array<std::uint8_t, 8> bytes{};
+    std::uint8_t id = 0;
+    for (int round = 0; round < rounds; ++round)
+    {
+        hid_stream stream(running.context.get_executor(), entry(keyboard_id), plinth::apple::hid_open_mode::shared);
+        ASSERT_TRUE(stream.is_open());
+        for (int i = 1; i <= reports; ++i)
+            post(keyboard_id, 1, {static_cast<std::uint8_t>(i)});
+        auto const foreign = sim::open_foreign_client(keyboard_id, 4242, "grabber", kIOHIDOptionsTypeSeizeDevice);
+        for (int i = 1; i <= reports; ++i)
+        {
+            error_code ec;
+            stream.write({nullptr, asio::buffer(out)}, 1s, ec);
+            ASSERT_EQ(ec, plinth::apple::make_error_code(kIOReturnExclusiveAccess));
+        }
+        EXPECT_EQ(sim::close_foreign_client(foreign), kIOReturnSuccess);
+        for (int i = 1; i <= reports; ++i)
+        {
+            error_code ec;
+            auto const n = stream.read({&id, asio::buffer(bytes)}, 2s, ec);
+            ASSERT_FALSE(ec) << "round " << round << ", report " << i << ": " << ec.message();
+            EXPECT_EQ(n, 1u);
+            ASSERT_EQ(bytes[0], static_cast<std::uint8_t>(i)) << "round " << round << ": reports lost";
+        }
+    }
+    EXPECT_EQ(sim::dropped_input_reports(keyboard_id), 0u);
+}
+
 } // namespace
