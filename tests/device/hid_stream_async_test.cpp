@@ -337,8 +337,6 @@ TEST_F(hid_stream_test, the_operation_state_comes_from_the_handler_allocator)
 
 TEST_F(hid_stream_test, a_read_loop_in_steady_state_allocates_nothing_on_any_thread)
 {
-    if (!plinth::testing::heap_is_counted)
-        GTEST_SKIP() << "the heap is not counted in this build";
     running_context running;
     hid_stream stream(running.context.get_executor(), entry(keyboard_id));
     std::atomic<int> reads{0};

@@ -284,8 +284,6 @@ TEST(report_write, puts_array_usages_in_empty_slots_and_takes_them_out)
 
 TEST(report_decode, allocates_nothing_once_the_vector_has_room)
 {
-    if (!plinth::testing::heap_is_counted)
-        GTEST_SKIP() << "the heap is not counted in this build";
     std::vector<hid_value> values;
     auto const report = from_hex("22 00 04 05 06 07 08 09");
     keyboard.decode(input, 0, report, values);

@@ -15,28 +15,12 @@
 #pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 #endif
 
-// clang's ThreadSanitizer runtime defines operator new and delete itself, in a
-// static library that the link cannot override: there nothing is counted, and a
-// test that counts skips itself.
-#if defined(__has_feature)
-#if __has_feature(thread_sanitizer)
-#define PLINTH_HEAP_NOT_COUNTED 1
-#endif
-#endif
-
 namespace plinth::testing {
 
 inline std::atomic<std::uint64_t> heap_allocations{0};
 
-#if defined(PLINTH_HEAP_NOT_COUNTED)
-inline constexpr bool heap_is_counted = false;
-#else
-inline constexpr bool heap_is_counted = true;
-#endif
-
 } // namespace plinth::testing
 
-#if !defined(PLINTH_HEAP_NOT_COUNTED)
 void* operator new(std::size_t size)
 {
     plinth::testing::heap_allocations.fetch_add(1, std::memory_order_relaxed);
@@ -54,4 +38,3 @@ void operator delete(void* p, std::size_t) noexcept
 {
     std::free(p);
 }
-#endif
