@@ -43,6 +43,18 @@ std::vector<hid_listing_client> read_clients(apple::device const& entry)
     return clients;
 }
 
+nlohmann::ordered_json clients_to_json(std::vector<hid_listing_client> const& clients)
+{
+    auto array = nlohmann::ordered_json::array();
+    for (auto const& client : clients)
+        array.push_back({
+            {"pid", json_or_null(client.pid)},
+            {"process_name", json_or_null(client.process_name)},
+            {"seizing", json_or_null(client.seizing)},
+        });
+    return array;
+}
+
 } // namespace
 
 std::vector<hid_listing_item> list_hid_devices(apple::tree const& registry)
@@ -104,22 +116,6 @@ std::string format_hid_listing(std::vector<hid_listing_item> const& items)
                             item.clients.empty() ? "" : "  open by " + describe_clients(item.clients));
     return text;
 }
-
-namespace {
-
-nlohmann::ordered_json clients_to_json(std::vector<hid_listing_client> const& clients)
-{
-    auto array = nlohmann::ordered_json::array();
-    for (auto const& client : clients)
-        array.push_back({
-            {"pid", json_or_null(client.pid)},
-            {"process_name", json_or_null(client.process_name)},
-            {"seizing", json_or_null(client.seizing)},
-        });
-    return array;
-}
-
-} // namespace
 
 nlohmann::ordered_json hid_listing_to_json(std::vector<hid_listing_item> const& items)
 {
