@@ -391,10 +391,16 @@ TEST_F(hid_command_test, read_shared_reads_beside_other_clients_and_silences_non
     plinth::testing::scratch_folder const scratch("hid-read-shared");
     auto const file = scratch.path() / "out";
     std::FILE* out = std::fopen(file.c_str(), "w");
-    auto chosen = read_options(board.get_id(), 2);
+    auto chosen = read_options(board.get_id(), 0);
+    chosen.count.reset();
     chosen.shared = true;
-    auto reader = std::async(std::launch::async, [&] { return tool::read_hid_reports(chosen, out); });
+    // It reads until Ctrl-C, so that it still has the device open whatever the
+    // number of reports it has printed when the clients are looked at.
+    std::packaged_task<int()> read([&] { return tool::read_hid_reports(chosen, out); });
+    auto reader = read.get_future();
+    std::jthread reading(std::move(read));
     ASSERT_TRUE(keep_sending_until_printed(board.get_id(), file, reader));
+    ASSERT_NE(reader.wait_for(0s), std::future_status::ready);
 
     // The tool reads with the device open three times over (besides the client
     // the dump itself records, which names no process), and holds it no more than
@@ -416,7 +422,7 @@ TEST_F(hid_command_test, read_shared_reads_beside_other_clients_and_silences_non
     EXPECT_EQ(other_stream.read({&report_id, boost::asio::buffer(bytes)}, 10s, ec), 2u);
     EXPECT_FALSE(ec) << ec.message();
 
-    sim::post_input_report(board.get_id(), 2, std::vector<std::uint8_t>{0xff});
+    ASSERT_EQ(pthread_kill(reading.native_handle(), SIGINT), 0);
     ASSERT_EQ(reader.wait_for(10s), std::future_status::ready);
     EXPECT_EQ(reader.get(), 0);
     std::fclose(out);
