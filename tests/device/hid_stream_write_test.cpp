@@ -1,4 +1,5 @@
 // Tests of hid_stream's report requests that cannot hang: timed and asynchronous writes and feature reports.
+#include "device/completion_support.hpp"
 #include "device/hid_stream_support.hpp"
 #include "error/apple/hid_errc.hpp"
 #include "error/apple/io_return.hpp"
@@ -30,38 +31,18 @@ namespace asio = boost::asio;
 using boost::system::error_code;
 using plinth::apple::hid_stream;
 using plinth::testing::hid_stream_test;
+using plinth::testing::recording_handler;
 using plinth::testing::running_context;
+using plinth::testing::thread_of;
 using namespace std::chrono_literals;
 
 // Long enough for anything the tests wait for; a hang fails instead of blocking.
 constexpr auto bounded = 10s;
 
-struct request_result
-{
-    error_code ec;
-    std::size_t n = 0;
-    std::thread::id thread;
-};
-
-// A handler that records its one completion; a second would throw out of the
-// context's run and fail the test.
-struct recording_handler
-{
-    std::shared_ptr<std::promise<request_result>> done = std::make_shared<std::promise<request_result>>();
-
-    void operator()(error_code ec, std::size_t n) const { done->set_value({ec, n, std::this_thread::get_id()}); }
-    std::future<request_result> result() const { return done->get_future(); }
-};
-
 template <typename T>
 bool ready(std::future<T> const& f)
 {
     return f.wait_for(bounded) == std::future_status::ready;
-}
-
-std::thread::id thread_of(asio::io_context& context)
-{
-    return asio::post(context, asio::use_future([] { return std::this_thread::get_id(); })).get();
 }
 
 class hid_stream_write_test : public hid_stream_test

@@ -1,6 +1,7 @@
 // Tests of the simulated Input Monitoring: which devices are gated, IOHIDCheckAccess and IOHIDRequestAccess, the answer an IOHIDDeviceRef keeps.
 #include "sim/control/dump.hpp"
 #include "sim/control/hid.hpp"
+#include "sim/io_hid_support.hpp"
 #include "sim/io_registry_support.hpp"
 #include "support/sim_test.hpp"
 
@@ -17,10 +18,11 @@
 namespace {
 
 namespace sim = plinth::sim;
-using plinth::testing::io::cf;
+using plinth::testing::io::as_device;
+using plinth::testing::io::device_of;
 using plinth::testing::io::find_entry;
-using plinth::testing::io::handle;
 using plinth::testing::io::property;
+using plinth::testing::io::user_client_entries;
 
 using io_hid_access_test = plinth::testing::sim_test;
 
@@ -57,30 +59,6 @@ std::optional<bool> tag_of(sim::entry_id id)
     if (!tag || CFGetTypeID(tag.get()) != CFBooleanGetTypeID())
         return std::nullopt;
     return CFBooleanGetValue(tag.as<CFBooleanRef>()) != 0;
-}
-
-cf device_of(sim::entry_id id)
-{
-    handle const service(IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(id)));
-    return cf(IOHIDDeviceCreate(kCFAllocatorDefault, service.get()));
-}
-
-IOHIDDeviceRef as_device(cf const& device)
-{
-    return device.as<IOHIDDeviceRef>();
-}
-
-std::size_t children_of(sim::entry_id id)
-{
-    handle iterator;
-    IORegistryEntryGetChildIterator(find_entry(id).get(), kIOServicePlane, iterator.out());
-    std::size_t count = 0;
-    while (io_object_t const next = IOIteratorNext(iterator.get()))
-    {
-        IOObjectRelease(next);
-        ++count;
-    }
-    return count;
 }
 
 TEST_F(io_hid_access_test, keyboards_mice_and_touch_pads_are_tagged_and_nothing_else)
@@ -139,14 +117,14 @@ TEST_F(io_hid_access_test, denied_a_keyboard_refuses_every_open_without_a_user_c
     auto const keys = device_of(keyboard);
     EXPECT_EQ(IOHIDDeviceOpen(as_device(keys), kIOHIDOptionsTypeNone), kIOReturnNotPermitted);
     EXPECT_EQ(IOHIDDeviceOpen(as_device(keys), kIOHIDOptionsTypeSeizeDevice), kIOReturnNotPermitted);
-    EXPECT_EQ(children_of(keyboard), 0u) << "the refusal comes before the kernel";
+    EXPECT_EQ(user_client_entries(keyboard).size(), 0u) << "the refusal comes before the kernel";
     EXPECT_EQ(IOHIDDeviceClose(as_device(keys), 0), kIOReturnNotOpen);
     std::uint8_t byte = 1;
     EXPECT_EQ(IOHIDDeviceSetReport(as_device(keys), kIOHIDReportTypeOutput, 0, &byte, 1), kIOReturnNotPermitted);
 
     auto const pad = device_of(gamepad);
     EXPECT_EQ(IOHIDDeviceOpen(as_device(pad), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
-    EXPECT_EQ(children_of(gamepad), 1u);
+    EXPECT_EQ(user_client_entries(gamepad).size(), 1u);
     EXPECT_EQ(IOHIDDeviceClose(as_device(pad), 0), kIOReturnSuccess);
 }
 
@@ -165,7 +143,7 @@ TEST_F(io_hid_access_test, each_device_object_keeps_the_answer_it_got_and_a_new_
         << "the device object keeps its answer";
     auto const refused = device_of(keyboard);
     EXPECT_EQ(IOHIDDeviceOpen(as_device(refused), kIOHIDOptionsTypeNone), kIOReturnNotPermitted);
-    EXPECT_EQ(children_of(keyboard), 1u) << "only the granted one's user client";
+    EXPECT_EQ(user_client_entries(keyboard).size(), 1u) << "only the granted one's user client";
 
     sim::set_hid_access(kIOHIDAccessTypeGranted);
     EXPECT_EQ(IOHIDDeviceOpen(as_device(refused), kIOHIDOptionsTypeNone), kIOReturnNotPermitted)

@@ -1,5 +1,6 @@
 // Tests of the simulated IOHIDDeviceSetReportWithCallback and GetReportWithCallback: checks, delivery, timeouts, removal.
 #include "sim/control/hid.hpp"
+#include "sim/io_hid_support.hpp"
 #include "sim/io_registry_support.hpp"
 #include "sim/run_loop_support.hpp"
 #include "support/threaded_sim_test.hpp"
@@ -19,24 +20,14 @@
 namespace {
 
 namespace sim = plinth::sim;
+using plinth::testing::io::as_device;
 using plinth::testing::io::cf;
-using plinth::testing::io::handle;
+using plinth::testing::io::device_of;
 using plinth::testing::run_loop::eventually;
 using plinth::testing::run_loop::loop_runner;
 using namespace std::chrono_literals;
 
 using io_hid_device_requests_test = plinth::testing::threaded_sim_test;
-
-cf device_of(sim::entry_id id)
-{
-    handle const service(IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(id)));
-    return cf(IOHIDDeviceCreate(kCFAllocatorDefault, service.get()));
-}
-
-IOHIDDeviceRef as_device(cf const& device)
-{
-    return device.as<IOHIDDeviceRef>();
-}
 
 sim::entry_id add_device(sim::dictionary extra = {})
 {

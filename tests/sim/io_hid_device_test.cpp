@@ -1,5 +1,6 @@
 // Tests of the simulated IOHIDDevice: open and seize, reports both ways, removal, run-loop delivery.
 #include "sim/control/hid.hpp"
+#include "sim/io_hid_support.hpp"
 #include "sim/io_registry_support.hpp"
 #include "sim/run_loop_support.hpp"
 #include "support/threaded_sim_test.hpp"
@@ -19,25 +20,15 @@
 namespace {
 
 namespace sim = plinth::sim;
+using plinth::testing::io::as_device;
 using plinth::testing::io::cf;
-using plinth::testing::io::handle;
+using plinth::testing::io::device_of;
 using plinth::testing::io::string;
 using plinth::testing::run_loop::eventually;
 using plinth::testing::run_loop::loop_runner;
 using namespace std::chrono_literals;
 
 using io_hid_device_test = plinth::testing::threaded_sim_test;
-
-cf device_of(sim::entry_id id)
-{
-    handle const service(IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(id)));
-    return cf(IOHIDDeviceCreate(kCFAllocatorDefault, service.get()));
-}
-
-IOHIDDeviceRef as_device(cf const& device)
-{
-    return device.as<IOHIDDeviceRef>();
-}
 
 sim::entry_id add_keyboard(sim::entry_id parent = sim::root_entry_id)
 {

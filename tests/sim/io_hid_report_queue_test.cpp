@@ -1,5 +1,6 @@
 // Tests of the simulated kernel's per-client input report queue: its size in bytes, drops, and when it fills.
 #include "sim/control/hid.hpp"
+#include "sim/io_hid_support.hpp"
 #include "sim/io_registry_support.hpp"
 #include "sim/run_loop_support.hpp"
 #include "support/threaded_sim_test.hpp"
@@ -19,9 +20,10 @@ namespace {
 
 namespace sim = plinth::sim;
 using plinth::testing::io::cf;
-using plinth::testing::io::find_entry;
-using plinth::testing::io::handle;
-using plinth::testing::io::property;
+using plinth::testing::io::debug_state;
+using plinth::testing::io::device_of;
+using plinth::testing::io::number_in;
+using plinth::testing::io::user_client_entries;
 using plinth::testing::run_loop::eventually;
 using plinth::testing::run_loop::loop_runner;
 
@@ -73,7 +75,7 @@ struct slow_reader
     std::vector<std::uint8_t> first_bytes, last_bytes;
 
     explicit slow_reader(sim::entry_id id, std::size_t buffer_size = report_size)
-        : device(make(id)), buffer(buffer_size)
+        : device(device_of(id)), buffer(buffer_size)
     {
     }
 
@@ -112,12 +114,6 @@ struct slow_reader
     }
 
 private:
-    static cf make(sim::entry_id id)
-    {
-        handle const service(IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(id)));
-        return cf(IOHIDDeviceCreate(kCFAllocatorDefault, service.get()));
-    }
-
     static void input(void* context, IOReturn, void*, IOHIDReportType, uint32_t id, uint8_t* report, CFIndex length)
     {
         auto& self = *static_cast<slow_reader*>(context);
@@ -138,27 +134,14 @@ struct queue_state
     friend bool operator==(queue_state const&, queue_state const&) = default;
 };
 
-std::optional<std::int64_t> number_in(CFDictionaryRef dictionary, char const* key)
-{
-    auto const value = CFDictionaryGetValue(dictionary, plinth::testing::io::string(key).get());
-    std::int64_t result = 0;
-    if (value == nullptr || CFGetTypeID(value) != CFNumberGetTypeID() ||
-        !CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &result))
-        return std::nullopt;
-    return result;
-}
-
 // The EventQueueMap entries of every user client of the device, in registry order.
 std::vector<queue_state> queue_states(sim::entry_id device)
 {
     std::vector<queue_state> found;
-    handle iterator;
-    EXPECT_EQ(IORegistryEntryGetChildIterator(find_entry(device).get(), kIOServicePlane, iterator.out()), KERN_SUCCESS);
-    while (io_object_t const next = IOIteratorNext(iterator.get()))
+    for (auto const& client : user_client_entries(device))
     {
-        handle const child(next);
-        auto const state = property(child.get(), "DebugState");
-        if (!state || CFGetTypeID(state.get()) != CFDictionaryGetTypeID())
+        auto const state = debug_state(client.get());
+        if (!state)
             continue;
         auto const map = CFDictionaryGetValue(state.as<CFDictionaryRef>(), CFSTR("EventQueueMap"));
         if (map == nullptr || CFGetTypeID(map) != CFArrayGetTypeID())

@@ -1,5 +1,6 @@
 // Tests of the simulated IOHIDLibUserClient entries: one per client that opens a HID device, ours or another process's.
 #include "sim/control/hid.hpp"
+#include "sim/io_hid_support.hpp"
 #include "sim/io_registry_support.hpp"
 #include "sim/run_loop_support.hpp"
 #include "support/threaded_sim_test.hpp"
@@ -20,28 +21,19 @@
 namespace {
 
 namespace sim = plinth::sim;
-using plinth::testing::io::cf;
+using plinth::testing::io::as_device;
+using plinth::testing::io::boolean_in;
 using plinth::testing::io::class_of;
-using plinth::testing::io::find_entry;
-using plinth::testing::io::handle;
+using plinth::testing::io::debug_state;
+using plinth::testing::io::device_of;
 using plinth::testing::io::id_of;
-using plinth::testing::io::property;
+using plinth::testing::io::number_in;
 using plinth::testing::io::text_property;
+using plinth::testing::io::user_client_entries;
 using plinth::testing::run_loop::eventually;
 using plinth::testing::run_loop::loop_runner;
 
 using io_hid_user_client_test = plinth::testing::threaded_sim_test;
-
-cf device_of(sim::entry_id id)
-{
-    handle const service(IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(id)));
-    return cf(IOHIDDeviceCreate(kCFAllocatorDefault, service.get()));
-}
-
-IOHIDDeviceRef as_device(cf const& device)
-{
-    return device.as<IOHIDDeviceRef>();
-}
 
 sim::entry_id add_keyboard()
 {
@@ -60,41 +52,17 @@ struct user_client
     std::optional<std::int64_t> options;
 };
 
-std::optional<bool> boolean_in(CFDictionaryRef dictionary, char const* key)
-{
-    auto const name = plinth::testing::io::string(key);
-    auto const value = CFDictionaryGetValue(dictionary, name.get());
-    if (value == nullptr || CFGetTypeID(value) != CFBooleanGetTypeID())
-        return std::nullopt;
-    return CFBooleanGetValue(static_cast<CFBooleanRef>(value)) != 0;
-}
-
-std::optional<std::int64_t> number_in(CFDictionaryRef dictionary, char const* key)
-{
-    auto const name = plinth::testing::io::string(key);
-    auto const value = CFDictionaryGetValue(dictionary, name.get());
-    std::int64_t result = 0;
-    if (value == nullptr || CFGetTypeID(value) != CFNumberGetTypeID() ||
-        !CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberSInt64Type, &result))
-        return std::nullopt;
-    return result;
-}
-
 std::vector<user_client> user_clients_of(sim::entry_id device)
 {
     std::vector<user_client> found;
-    handle iterator;
-    EXPECT_EQ(IORegistryEntryGetChildIterator(find_entry(device).get(), kIOServicePlane, iterator.out()), KERN_SUCCESS);
-    while (io_object_t const next = IOIteratorNext(iterator.get()))
+    for (auto const& child : user_client_entries(device))
     {
-        handle const child(next);
         user_client seen;
         seen.id = id_of(child.get());
         seen.class_name = class_of(child.get());
         seen.conforms_to_user_client = IOObjectConformsTo(child.get(), "IOUserClient") != 0;
         seen.creator = text_property(child.get(), "IOUserClientCreator").value_or("<none>");
-        auto const state = property(child.get(), "DebugState");
-        if (state && CFGetTypeID(state.get()) == CFDictionaryGetTypeID())
+        if (auto const state = debug_state(child.get()))
         {
             seen.opened = boolean_in(state.as<CFDictionaryRef>(), "ClientOpened");
             seen.seized = boolean_in(state.as<CFDictionaryRef>(), "ClientSeized");
