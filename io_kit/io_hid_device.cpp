@@ -107,4 +107,23 @@ std::size_t io_hid_device::get_report(IOHIDReportType type, long report_id, std:
     return static_cast<std::size_t>(length);
 }
 
+void io_hid_device::set_report_with_callback(IOHIDReportType type, long report_id, std::span<std::uint8_t const> data,
+                                             double timeout_ms, IOHIDReportCallback callback, void* context) const
+{
+    detail::throw_if_failed(IOHIDDeviceSetReportWithCallback(device_, type, report_id, data.data(),
+                                                             static_cast<CFIndex>(data.size()), timeout_ms, callback,
+                                                             context),
+                            "IOHIDDeviceSetReportWithCallback");
+}
+
+void io_hid_device::get_report_with_callback(IOHIDReportType type, long report_id, std::span<std::uint8_t> buffer,
+                                             double timeout_ms, IOHIDReportCallback callback, void* context) const
+{
+    // IOKit reads the length here and reports the one received to the callback.
+    auto length = static_cast<CFIndex>(buffer.size());
+    detail::throw_if_failed(IOHIDDeviceGetReportWithCallback(device_, type, report_id, buffer.data(), &length,
+                                                             timeout_ms, callback, context),
+                            "IOHIDDeviceGetReportWithCallback");
+}
+
 } // namespace plinth::apple::io_kit

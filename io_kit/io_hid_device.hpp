@@ -58,6 +58,19 @@ public:
     // the bytes received.
     std::size_t get_report(IOHIDReportType type, long report_id, std::span<std::uint8_t> buffer) const;
 
+    // Starts sending one report (IOHIDDeviceSetReportWithCallback): IOKit calls
+    // `callback` with `context` once, later, on a run loop the device is scheduled
+    // in, unless this throws. `timeout_ms` is in milliseconds, as IOKit takes it.
+    // `data` must stay valid until the callback.
+    void set_report_with_callback(IOHIDReportType type, long report_id, std::span<std::uint8_t const> data,
+                                  double timeout_ms, IOHIDReportCallback callback, void* context) const;
+
+    // Starts asking the device for one report into `buffer`
+    // (IOHIDDeviceGetReportWithCallback), which IOKit fills just before it calls
+    // `callback` as above: `buffer` must stay valid until then.
+    void get_report_with_callback(IOHIDReportType type, long report_id, std::span<std::uint8_t> buffer,
+                                  double timeout_ms, IOHIDReportCallback callback, void* context) const;
+
 private:
     IOHIDDeviceRef device_ = nullptr;
 };

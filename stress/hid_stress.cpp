@@ -1,15 +1,25 @@
-// Many HID streams on one execution context run by two threads. Each stream has
-// one reader of its own kind: a blocking read, a read with a (sometimes zero or
-// negative) timeout, a chain of callback reads, or a coroutine racing each read
-// against a timer. Meanwhile other threads cancel reads and write output reports,
-// and the main thread posts input reports and unplugs devices in the middle of
-// reads, plugging each back in as a new entry with a new stream. At the end the
-// context is shut down while every reader is blocked.
+// Many HID streams on one execution context run by two threads. Most devices
+// have one stream, which holds its device seized; two are opened by several
+// streams at once, shared. Each stream has one reader of its own kind: a
+// blocking read, a read with a (sometimes zero or negative) timeout, a chain of
+// callback reads, or a coroutine racing each read against a timer. Some devices
+// answer report requests at once, some late, some never. Meanwhile other threads
+// cancel reads; write output reports, blocking (with and without a timeout) and
+// asynchronously (left alone, raced against a timer through a cancellation slot,
+// or cancelled by cancel()); and, playing another program, seize a shared device
+// for a while and let it go. The main thread posts input reports and unplugs the
+// seized devices in the middle of reads, plugging each back in as a new entry
+// with a new stream. At the end the context is shut down while every reader is
+// blocked.
 //
-// The run proves that every report posted reached a read exactly once and in
-// order, or was dropped and counted by the kernel's queue; that every output
-// report written reached its device; that every reader was released; and that no
-// handle, CF object or thread was left.
+// The run proves that every stream received every report posted to its device
+// while it could hear it exactly once and in order, or its own kernel queue
+// dropped and counted it; that while another program held a shared device its
+// streams heard nothing, and no new stream could open it (the refusal naming
+// that program); that every output report a write confirmed reached its device,
+// and no more than the writes handed over; that every write completed exactly
+// once; that every reader was released; and that no handle, CF object or thread
+// was left.
 
 #if defined(__APPLE__)
 // The run plays the simulated I/O Kit's devices and registry, which a Mac does not
@@ -20,9 +30,11 @@ int main()
 }
 #else
 
+#include "stress/hid_write_tally.hpp"
 #include "stress/stress_run.hpp"
 
 #include "device/apple/device.hpp"
+#include "device/apple/hid_device_client.hpp"
 #include "device/apple/hid_stream.hpp"
 #include "device/apple/tree.hpp"
 #include "error/apple/hid_errc.hpp"
@@ -32,6 +44,9 @@ int main()
 #include "sim/control/registry.hpp"
 
 #include <boost/asio/as_tuple.hpp>
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/bind_executor.hpp>
+#include <boost/asio/cancellation_signal.hpp>
 #include <boost/asio/co_spawn.hpp>
 #include <boost/asio/detached.hpp>
 #include <boost/asio/executor_work_guard.hpp>
@@ -41,6 +56,9 @@ int main()
 #include <boost/asio/strand.hpp>
 #include <boost/asio/use_awaitable.hpp>
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <chrono>
@@ -50,6 +68,7 @@ int main()
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <string>
 #include <thread>
@@ -60,7 +79,10 @@ namespace {
 
 namespace asio = boost::asio;
 namespace sim = plinth::sim;
+using plinth::apple::hid_open_mode;
 using plinth::apple::hid_stream;
+using plinth::stress::write_outcome;
+using plinth::stress::write_tally;
 using namespace std::chrono_literals;
 using namespace boost::asio::experimental::awaitable_operators;
 
@@ -79,28 +101,106 @@ enum class reader_kind
     coroutine,
 };
 constexpr int reader_kinds = 4;
-constexpr int slot_count = 8;
-// Reports posted and not yet read or dropped, at most, before the poster waits:
-// the kernel's queue holds 64.
-constexpr std::uint64_t backlog_limit = 32;
-constexpr auto settle_limit = 5s;
 
-sim::entry_id plug(int index)
+// How a device answers report requests: at once, after a delay, or never.
+enum class answer_kind
 {
-    return sim::add_entry({"IOUSBHostHIDDevice",
-                           "Stress " + std::to_string(index),
-                           std::nullopt,
-                           {{"DeviceUsagePage", sim::make_number(1)},
-                            {"DeviceUsage", sim::make_number(6)},
-                            {"MaxInputReportSize", sim::make_number(8)},
-                            {"MaxOutputReportSize", sim::make_number(2)}}},
-                          sim::root_entry_id);
+    prompt,
+    delayed,
+    stalled,
+};
+
+// One device of the run.
+struct device_plan
+{
+    // More than one: each opens the device shared.
+    int streams;
+    answer_kind answers;
+    std::chrono::milliseconds delay;
+    // Its "RequestTimeout" (µs), IOKit's deadline for an asynchronous write; 0
+    // leaves IOKit's default of a second.
+    int request_timeout_us;
+};
+
+// Delays within IOKit's shortest deadline (50 ms) and beyond it; a device that
+// never answers with IOKit's default deadline and with the shortest.
+constexpr std::array<device_plan, 10> plans{{
+    {1, answer_kind::prompt, 0ms, 0},
+    {1, answer_kind::prompt, 0ms, 0},
+    {1, answer_kind::prompt, 0ms, 0},
+    {1, answer_kind::prompt, 0ms, 0},
+    {1, answer_kind::delayed, 2ms, 0},
+    {1, answer_kind::delayed, 80ms, 50'000},
+    {1, answer_kind::stalled, 0ms, 50'000},
+    {1, answer_kind::stalled, 0ms, 0},
+    {2, answer_kind::delayed, 3ms, 0},
+    {3, answer_kind::stalled, 0ms, 50'000},
+}};
+constexpr int device_count = static_cast<int>(plans.size());
+constexpr int stream_count = [] {
+    int n = 0;
+    for (auto const& plan : plans)
+        n += plan.streams;
+    return n;
+}();
+
+// Reports posted and not yet read or dropped, at most, per stream, before the
+// poster waits: far below what the kernel's queue (16 384 bytes) and a stream's
+// reports kept between reads (64) hold.
+constexpr std::uint64_t backlog_limit = 32;
+// Asynchronous writes pending on one stream, at most.
+constexpr int pending_writes_limit = 8;
+constexpr auto settle_limit = 5s;
+// The other program that seizes shared devices now and then.
+constexpr char grabber_name[] = "stress_grabber";
+
+sim::entry_id plug(int index, device_plan const& plan)
+{
+    sim::entry_spec spec{"IOUSBHostHIDDevice",
+                         "Stress " + std::to_string(index),
+                         std::nullopt,
+                         {{"DeviceUsagePage", sim::make_number(1)},
+                          {"DeviceUsage", sim::make_number(6)},
+                          {"MaxInputReportSize", sim::make_number(8)},
+                          {"MaxOutputReportSize", sim::make_number(2)}}};
+    if (plan.request_timeout_us != 0)
+        spec.properties.emplace_back("RequestTimeout", sim::make_number(plan.request_timeout_us));
+    auto const id = sim::add_entry(spec, sim::root_entry_id);
+    if (plan.answers == answer_kind::delayed)
+        sim::delay_report_answers(id, plan.delay);
+    else if (plan.answers == answer_kind::stalled)
+        sim::stall_report_answers(id);
+    return id;
 }
 
 plinth::apple::device entry(sim::entry_id id)
 {
     plinth::apple::tree const registry(plinth::apple::io_kit::mach_port::master_port_default());
     return plinth::apple::device(plinth::apple::io_kit::io_registry_entry(registry.get_by_id(id).next()));
+}
+
+// The reports a client's kernel queue dropped, from its user client's
+// "DebugState": the kernel counts them per client.
+std::uint64_t queue_drops(plinth::apple::device const& user_client)
+{
+    boost::system::error_code ec;
+    auto const state = user_client.get_property_value("DebugState", ec);
+    if (!state)
+        return 0;
+    auto const* const d = std::get_if<plinth::property::dictionary>(&state->content);
+    if (d == nullptr)
+        return 0;
+    std::uint64_t drops = 0;
+    for (auto const& [key, queues] : *d)
+        if (auto const* const list = std::get_if<plinth::property::array>(&queues.content);
+            list != nullptr && key == "EventQueueMap")
+            for (auto const& queue : *list)
+                if (auto const* const fields = std::get_if<plinth::property::dictionary>(&queue.content))
+                    for (auto const& [name, count] : *fields)
+                        if (auto const* const n = std::get_if<plinth::property::number>(&count.content);
+                            n != nullptr && name == "EnqueueErrorCount")
+                            drops += n->as_unsigned();
+    return drops;
 }
 
 // Figures shared by every thread.
@@ -112,30 +212,51 @@ struct totals
     std::atomic<std::uint64_t> timer_wins{0};
     std::atomic<std::uint64_t> out_of_order{0};
     std::atomic<std::uint64_t> malformed{0};
+    std::atomic<std::uint64_t> heard_while_seized{0};
     std::atomic<std::uint64_t> unexpected_errors{0};
     std::atomic<std::uint64_t> chains_started{0};
     std::atomic<std::uint64_t> chains_ended{0};
     std::atomic<std::uint64_t> cancels{0};
-    std::atomic<std::uint64_t> writes{0};
-    std::atomic<std::uint64_t> writes_refused{0};
     std::atomic<std::uint64_t> empty_cancel_calls{0};
     std::atomic<std::uint64_t> aborted_at_shutdown{0};
     std::atomic<std::uint64_t> unplugs_unseen{0};
     std::atomic<std::uint64_t> reads_refused_closed{0};
+
+    std::atomic<std::uint64_t> sync_writes{0};
+    std::atomic<std::uint64_t> timed_writes{0};
+    std::atomic<std::uint64_t> async_writes{0};
+    std::atomic<std::uint64_t> async_writes_raced{0};
+    std::atomic<std::uint64_t> async_writes_cancelled{0};
+    std::atomic<std::uint64_t> write_timer_cancels{0};
+    std::atomic<std::uint64_t> writes_completed_twice{0};
+    std::atomic<std::uint64_t> writes_left_by_unplug{0};
+    plinth::stress::write_outcome_counts write_outcomes;
+
+    std::atomic<std::uint64_t> seizes{0};
+    std::atomic<std::uint64_t> opens_refused_while_seized{0};
+    std::atomic<std::uint64_t> probes_while_seized{0};
+    std::atomic<std::uint64_t> clients_seen_silenced{0};
+    std::atomic<std::uint64_t> opens_after_seize{0};
+    std::atomic<std::uint64_t> seize_faults{0};
 };
 
-// One device and its stream, with the reader that serves it.
+struct test_device;
+
+// One stream and the reader that serves it.
 struct slot
 {
     int index = 0;
     reader_kind kind = reader_kind::blocking;
-    sim::entry_id id = 0;
+    test_device* device = nullptr;
 
-    // Guards `stream` against the canceller and the writer while the main thread
+    // Guards `stream` against the canceller and the writers while the main thread
     // replaces it.
     std::mutex stream_mutex;
     std::unique_ptr<hid_stream> stream;
-    std::uint64_t writes_to_device = 0; // under stream_mutex
+    // A shared stream's own connection to its device (its IOHIDLibUserClient),
+    // whose state counts what the stream's kernel queue dropped. Set up before the
+    // run, released after it.
+    plinth::apple::device client;
 
     // The reader's state: it reads while `active`, and parks (sets `parked`)
     // when it finds it cleared; `ending` makes it stop for good.
@@ -145,18 +266,50 @@ struct slot
     bool parked = true;
     bool ending = false;
 
-    std::uint32_t next_sequence = 1; // main thread only
+    // Reports posted while this stream could hear them (not while another
+    // program held its shared device seized).
     std::atomic<std::uint64_t> posted{0};
     std::atomic<std::uint64_t> delivered{0};
     std::uint64_t dropped_by_earlier_devices = 0; // main thread only
     std::atomic<std::uint32_t> last_sequence{0};
+    std::atomic<int> pending_writes{0};
 
     // The callback chain's buffers: one read at a time.
     std::array<std::uint8_t, 8> chain_bytes{};
     std::uint8_t chain_id = 0;
+};
 
-    std::uint64_t dropped() const { return dropped_by_earlier_devices + sim::dropped_input_reports(id); }
-    std::uint64_t backlog() const { return posted - delivered - dropped(); }
+// One device: its entry, its streams, what was posted and written to it.
+struct test_device
+{
+    int index = 0;
+    device_plan plan{};
+    sim::entry_id id = 0; // main thread only
+    std::vector<slot*> streams;
+    std::uint32_t next_sequence = 1; // main thread only
+    // Replaced when the device is plugged in again, under its stream's
+    // stream_mutex (a device that is unplugged has one stream).
+    std::shared_ptr<write_tally> writes = std::make_shared<write_tally>();
+
+    // Orders the posts to a shared device with another program's seizes of it, so
+    // that each report is known to have been posted while seized or not.
+    std::mutex seize_mutex;
+    bool seized = false;                   // under seize_mutex
+    std::uint64_t posted_while_seized = 0; // under seize_mutex
+
+    bool shared() const { return plan.streams > 1; }
+};
+
+// One asynchronous write, from its start to its completion, which must come once.
+struct async_write_op
+{
+    std::shared_ptr<write_tally> tally;
+    slot* origin = nullptr;
+    // The timer's way to the write, when one races it.
+    asio::cancellation_signal timer_cancel;
+    std::atomic<int> completions{0};
+    // On the write's strand, with the timer's handler.
+    bool completed = false;
 };
 
 // Counts a reader chain from its start to the destruction of its last handler or
@@ -190,23 +343,20 @@ public:
         plinth::stress::account account("hid_stress");
         sim::reset_registry();
         // The library logs what it cannot report otherwise (a device it cannot
-        // open, a failed callback): every line is shown, and counted.
+        // open, a failed callback): every line is shown, and counted. The refusals
+        // of the streams made to open a seized device are expected, and counted
+        // apart.
         std::atomic<std::uint64_t> log_lines{0};
+        std::atomic<std::uint64_t> refusal_lines{0};
+        auto const refusal_line = "Error opening HID: " +
+                                  plinth::apple::make_error_code(plinth::apple::hid_errc::seized_by_another).message();
         auto const previous_sink = plinth::set_log_sink([&](plinth::log_level, std::string_view line) {
-            if (log_lines++ < 20)
+            if (line == refusal_line)
+                ++refusal_lines;
+            else if (log_lines++ < 20)
                 fmt::print(stderr, "hid_stress: library log: {}\n", line);
         });
-        std::mt19937_64 random(options_.seed);
-        for (int i = 0; i < slot_count; ++i)
-        {
-            auto& s = slots_[static_cast<std::size_t>(i)];
-            s.index = i;
-            s.kind = static_cast<reader_kind>(i % reader_kinds);
-            if (s.kind == reader_kind::coroutine && !coroutines_)
-                s.kind = reader_kind::callbacks;
-            s.id = plug(i);
-            s.stream = std::make_unique<hid_stream>(context_->get_executor(), entry(s.id));
-        }
+        set_up(account);
         for (int i = 0; i < 2; ++i)
             runners_.emplace_back([this] { run_context(); });
         for (auto& s : slots_)
@@ -215,44 +365,50 @@ public:
         for (auto& s : slots_)
             activate(s);
 
+        std::mt19937_64 random(options_.seed);
         std::atomic<bool> stop_helpers{false};
         std::thread canceller([&] { cancel_now_and_then(stop_helpers, options_.seed + 1); });
         std::thread writer([&] { write_now_and_then(stop_helpers, options_.seed + 2); });
+        std::thread async_writer([&] { write_async_now_and_then(stop_helpers, options_.seed + 3); });
+        std::thread grabber([&] { seize_now_and_then(stop_helpers, options_.seed + 4); });
 
         auto const start = std::chrono::steady_clock::now();
         auto const deadline = options_.deadline(start);
         std::uint64_t rounds = 0;
         std::uint64_t replugs = 0;
+        std::uint64_t posted = 0;
         while (options_.more(rounds, deadline))
         {
             ++rounds;
-            auto& s = slots_[random() % slot_count];
-            if (random() % 100 < 2 && unplugs(s.kind))
+            auto& d = devices_[random() % device_count];
+            if (random() % 100 < 2 && !d.shared() && unplugs(d.streams.front()->kind))
             {
-                replug(s, account);
+                replug(d, account);
                 ++replugs;
                 continue;
             }
             auto const burst = 1 + random() % 4;
-            for (std::uint64_t i = 0; i < burst && s.backlog() < backlog_limit; ++i)
-                post(s);
+            for (std::uint64_t i = 0; i < burst && has_room(d); ++i, ++posted)
+                post(d);
             if (rounds % 16 == 0)
                 std::this_thread::sleep_for(std::chrono::microseconds(random() % 400));
         }
         stop_helpers = true;
         canceller.join();
         writer.join();
+        async_writer.join();
+        grabber.join();
 
+        // Every asynchronous write completes, whatever its device does: at the
+        // latest at IOKit's deadline.
+        account.check(writes_settle(), fmt::format("{} asynchronous writes never completed", pending_writes_.load()));
         // Every report posted is read (or dropped) before the end: what is left
         // in a queue now is lost.
         for (auto& s : slots_)
-            account.check(settle(s), fmt::format("device {}: {} of {} reports neither read nor dropped", s.index,
-                                                 s.backlog(), s.posted.load()));
-        for (auto& s : slots_)
-        {
-            std::lock_guard const lock(s.stream_mutex);
-            check_output_reports(s, account);
-        }
+            account.check(settle(s), fmt::format("stream {} (device {}): {} of {} reports neither read nor dropped",
+                                                 s.index, s.device->index, backlog(s), s.posted.load()));
+        for (auto& d : devices_)
+            check_output_reports(d, account, true);
 
         // Shut the context down while the readers wait: every blocking read and
         // every pending asynchronous read is released with operation_aborted.
@@ -271,25 +427,52 @@ public:
             s.park_changed.notify_all();
         for (auto& reader : sync_readers_)
             reader.join();
-        for (auto& s : slots_)
-            s.stream.reset();
 
-        std::uint64_t posted = 0;
+        std::uint64_t due = 0;
         std::uint64_t delivered = 0;
         std::uint64_t dropped = 0;
+        std::uint64_t while_seized = 0;
         for (auto& s : slots_)
         {
-            posted += s.posted;
+            due += s.posted;
             delivered += s.delivered;
-            dropped += s.dropped();
+            dropped += dropped_by(s);
         }
+        for (auto& d : devices_)
+        {
+            while_seized += d.posted_while_seized;
+            if (!d.shared())
+                continue;
+            // Each stream's drops are its own client's: together no more than the
+            // device counted over every client it had.
+            std::uint64_t streams_dropped = 0;
+            for (auto const* s : d.streams)
+                streams_dropped += dropped_by(*s);
+            account.check(streams_dropped <= sim::dropped_input_reports(d.id),
+                          fmt::format("device {}: its streams dropped {} reports, its clients {}", d.index,
+                                      streams_dropped, sim::dropped_input_reports(d.id)));
+        }
+        for (auto& s : slots_)
+        {
+            s.stream.reset();
+            s.client = {};
+        }
+
         auto const finish = std::chrono::steady_clock::now();
+        auto const& outcomes = totals_.write_outcomes;
+        std::uint64_t writes_ended = 0;
+        for (std::size_t i = 0; i < plinth::stress::write_outcome_count; ++i)
+            writes_ended += outcomes.of(static_cast<write_outcome>(i));
         account.figure("seed", options_.seed);
         account.figure("milliseconds", static_cast<std::uint64_t>((finish - start) / 1ms));
         account.figure("rounds", rounds);
-        account.figure("streams", slot_count);
+        account.figure("devices", device_count);
+        account.figure("streams", stream_count);
+        account.figure("streams sharing a device", shared_streams());
         account.figure("devices unplugged mid-read", replugs);
         account.figure("reports posted", posted);
+        account.figure("reports posted while seized", while_seized);
+        account.figure("reports due to streams", due);
         account.figure("reports delivered", delivered);
         account.figure("reports dropped (queue full)", dropped);
         account.figure("reads completed", totals_.reads_completed);
@@ -298,25 +481,57 @@ public:
         account.figure("reads beaten by the timer", totals_.timer_wins);
         account.figure("cancels", totals_.cancels);
         account.figure("cancels of no read (posted)", totals_.empty_cancel_calls);
-        account.figure("writes", totals_.writes);
-        account.figure("writes refused", totals_.writes_refused);
         account.figure("reads refused (closed by unplug)", totals_.reads_refused_closed);
         account.figure("unplugs a reader missed", totals_.unplugs_unseen);
         account.figure("readers released at shutdown", totals_.aborted_at_shutdown);
         account.figure("reader chains started", totals_.chains_started);
+        account.figure("foreign seizes", totals_.seizes);
+        account.figure("opens refused while seized", totals_.opens_refused_while_seized);
+        account.figure("clients seen silenced", totals_.clients_seen_silenced);
+        account.figure("opens after a seize", totals_.opens_after_seize);
+        account.figure("writes, blocking", totals_.sync_writes);
+        account.figure("writes, blocking with timeout", totals_.timed_writes);
+        account.figure("writes, asynchronous", totals_.async_writes);
+        account.figure("  raced against a timer", totals_.async_writes_raced);
+        account.figure("  cancelled by cancel()", totals_.async_writes_cancelled);
+        account.figure("  cancelled by the timer", totals_.write_timer_cancels);
+        for (std::size_t i = 0; i < plinth::stress::write_outcome_count; ++i)
+            account.figure(std::string(plinth::stress::write_outcome_name(static_cast<write_outcome>(i))),
+                           outcomes.of(static_cast<write_outcome>(i)));
+        account.figure("output reports arrived", output_reports_arrived_);
+        account.figure("unplugs leaving writes pending", totals_.writes_left_by_unplug);
         account.figure("library log lines", log_lines);
+        account.figure("library log lines (refusals)", refusal_lines);
         plinth::set_log_sink(previous_sink);
-        account.check(posted == delivered + dropped,
-                      fmt::format("{} reports posted, {} delivered, {} dropped", posted, delivered, dropped));
+        account.check(due == delivered + dropped,
+                      fmt::format("{} reports due to streams, {} delivered, {} dropped", due, delivered, dropped));
         account.check(delivered == totals_.reads_completed, "a completed read carried no report");
         account.check(totals_.out_of_order == 0,
                       fmt::format("{} reports out of order or twice", totals_.out_of_order.load()));
         account.check(totals_.malformed == 0, fmt::format("{} reports arrived altered", totals_.malformed.load()));
+        account.check(totals_.heard_while_seized == 0,
+                      fmt::format("{} reports posted while another program seized the device were heard",
+                                  totals_.heard_while_seized.load()));
         account.check(totals_.unexpected_errors == 0,
                       fmt::format("{} reads failed with an unexpected error", totals_.unexpected_errors.load()));
         account.check(totals_.aborted_at_shutdown > 0, "no reader was blocked at shutdown");
         account.check(totals_.unplugs_unseen == 0,
                       fmt::format("{} unplugs left a reader waiting", totals_.unplugs_unseen.load()));
+        account.check(totals_.seizes > 0, "no device was seized by another program");
+        account.check(totals_.seize_faults == 0,
+                      fmt::format("{} seizes by another program went wrong", totals_.seize_faults.load()));
+        account.check(refusal_lines == totals_.probes_while_seized,
+                      fmt::format("{} streams made while a device was seized, {} refusals logged",
+                                  totals_.probes_while_seized.load(), refusal_lines.load()));
+        account.check(outcomes.of(write_outcome::unexpected) == 0,
+                      fmt::format("{} writes failed with an unexpected error", outcomes.of(write_outcome::unexpected)));
+        account.check(totals_.writes_left_by_unplug == 0,
+                      fmt::format("{} unplugs left writes pending for 2 s", totals_.writes_left_by_unplug.load()));
+        account.check(totals_.writes_completed_twice == 0,
+                      fmt::format("{} writes completed twice", totals_.writes_completed_twice.load()));
+        account.check(writes_ended == totals_.sync_writes + totals_.timed_writes + totals_.async_writes,
+                      fmt::format("{} writes started, {} ended",
+                                  totals_.sync_writes + totals_.timed_writes + totals_.async_writes, writes_ended));
         // The coroutines' frames go with the context.
         return finish_after_context(account);
     }
@@ -327,10 +542,63 @@ public:
         account.check(totals_.chains_started == totals_.chains_ended,
                       fmt::format("{} asynchronous reader chains started, {} ended", totals_.chains_started.load(),
                                   totals_.chains_ended.load()));
+        // Nothing completed a write again at shutdown.
+        std::uint64_t not_once = 0;
+        for (auto const& op : write_ops_)
+            if (op->completions != 1)
+                ++not_once;
+        account.check(not_once == 0, fmt::format("{} asynchronous writes did not complete exactly once", not_once));
+        write_ops_.clear();
         return account.close();
     }
 
 private:
+    // Plugs the devices in and opens their streams. A shared device's streams
+    // open one after the other, each finding its own client among the device's.
+    void set_up(plinth::stress::account& account)
+    {
+        std::size_t next_slot = 0;
+        for (int i = 0; i < device_count; ++i)
+        {
+            auto& d = devices_[static_cast<std::size_t>(i)];
+            d.index = i;
+            d.plan = plans[static_cast<std::size_t>(i)];
+            d.id = plug(i, d.plan);
+            std::vector<std::uint64_t> known_clients;
+            for (int k = 0; k < d.plan.streams; ++k)
+            {
+                auto& s = slots_[next_slot];
+                s.index = static_cast<int>(next_slot++);
+                s.kind = static_cast<reader_kind>(s.index % reader_kinds);
+                if (s.kind == reader_kind::coroutine && !coroutines_)
+                    s.kind = reader_kind::callbacks;
+                s.device = &d;
+                d.streams.push_back(&s);
+                s.stream = std::make_unique<hid_stream>(context_->get_executor(), entry(d.id),
+                                                        d.shared() ? hid_open_mode::shared : hid_open_mode::seized);
+                if (!d.shared())
+                    continue;
+                for (auto& client : plinth::apple::hid_device_clients(entry(d.id)))
+                    if (std::ranges::find(known_clients, client.entry.get_id()) == known_clients.end())
+                    {
+                        known_clients.push_back(client.entry.get_id());
+                        s.client = std::move(client.entry);
+                    }
+                account.check(static_cast<bool>(s.client),
+                              fmt::format("stream {}: no client of device {} of its own", s.index, d.index));
+            }
+        }
+    }
+
+    std::uint64_t shared_streams() const
+    {
+        std::uint64_t n = 0;
+        for (auto const& d : devices_)
+            if (d.shared())
+                n += d.streams.size();
+        return n;
+    }
+
     // Runs handlers. A cancel with no read left to cancel posts a call that throws
     // std::bad_function_call, which a program running the context absorbs.
     void run_context()
@@ -349,14 +617,58 @@ private:
         }
     }
 
-    void post(slot& s)
+    // What the stream's kernel queue dropped: a shared stream's client counts its
+    // own; a device with one stream counts them over its entries.
+    std::uint64_t dropped_by(slot const& s) const
     {
-        auto const sequence = s.next_sequence++;
-        std::array<std::uint8_t, 4> const bytes{static_cast<std::uint8_t>(s.index), static_cast<std::uint8_t>(sequence),
-                                                static_cast<std::uint8_t>(sequence >> 8),
-                                                static_cast<std::uint8_t>(sequence >> 16)};
-        ++s.posted;
-        sim::post_input_report(s.id, static_cast<std::uint32_t>(s.index + 1), bytes);
+        if (s.client)
+            return queue_drops(s.client);
+        return s.dropped_by_earlier_devices + sim::dropped_input_reports(s.device->id);
+    }
+
+    std::uint64_t backlog(slot const& s) const
+    {
+        auto const delivered = s.delivered.load();
+        return s.posted - delivered - dropped_by(s);
+    }
+
+    // Whether every stream of the device has room for one more report; the drops
+    // are read only for a stream that seems full.
+    bool has_room(test_device const& d) const
+    {
+        return std::ranges::all_of(d.streams, [&](slot const* s) {
+            return s->posted - s->delivered < backlog_limit || backlog(*s) < backlog_limit;
+        });
+    }
+
+    void post(test_device& d)
+    {
+        auto const sequence = d.next_sequence++;
+        auto const send = [&](bool seized) {
+            std::array<std::uint8_t, 5> const bytes{
+                static_cast<std::uint8_t>(d.index), static_cast<std::uint8_t>(sequence),
+                static_cast<std::uint8_t>(sequence >> 8), static_cast<std::uint8_t>(sequence >> 16),
+                static_cast<std::uint8_t>(seized ? 1 : 0)};
+            sim::post_input_report(d.id, static_cast<std::uint32_t>(d.index + 1), bytes);
+        };
+        if (!d.shared())
+        {
+            ++d.streams.front()->posted;
+            send(false);
+            return;
+        }
+        std::lock_guard const lock(d.seize_mutex);
+        if (d.seized)
+        {
+            // Its streams are silenced: the report is for the program that seized
+            // the device, which never reads it.
+            ++d.posted_while_seized;
+            send(true);
+            return;
+        }
+        for (auto* s : d.streams)
+            ++s->posted;
+        send(false);
     }
 
     // Checks one report a read returned.
@@ -364,11 +676,14 @@ private:
     {
         ++totals_.reads_completed;
         ++s.delivered;
-        if (n != 4 || id != s.index + 1 || bytes[0] != s.index)
+        auto const index = s.device->index;
+        if (n != 5 || id != index + 1 || bytes[0] != index)
         {
             ++totals_.malformed;
             return;
         }
+        if (bytes[4] != 0)
+            ++totals_.heard_while_seized;
         auto const sequence = static_cast<std::uint32_t>(bytes[1] | bytes[2] << 8 | bytes[3] << 16);
         // Dropped reports leave gaps; a report twice or late goes backwards.
         if (sequence <= s.last_sequence.exchange(sequence))
@@ -530,7 +845,7 @@ private:
         std::mt19937_64 random(seed);
         while (!stop)
         {
-            auto& s = slots_[random() % slot_count];
+            auto& s = slots_[random() % stream_count];
             {
                 std::lock_guard const lock(s.stream_mutex);
                 if (s.stream)
@@ -543,38 +858,262 @@ private:
         }
     }
 
+    // The two bytes every write sends: its device's index, then anything.
+    static std::array<std::uint8_t, 2> output_bytes(slot const& s, std::mt19937_64& random)
+    {
+        return {static_cast<std::uint8_t>(s.device->index), static_cast<std::uint8_t>(random())};
+    }
+
+    void ended(write_tally& tally, boost::system::error_code const& ec)
+    {
+        auto const outcome = plinth::stress::classify_write(ec);
+        tally.ended(outcome);
+        totals_.write_outcomes.count(outcome);
+        if (outcome == write_outcome::unexpected && unexpected_write_lines_++ < 10)
+            fmt::print(stderr, "hid_stress: a write failed: {}\n", ec.message());
+    }
+
+    // Blocking writes: without a timeout to the devices that answer at once (one
+    // that does not would keep the caller for ever), with one to any device.
     void write_now_and_then(std::atomic<bool> const& stop, std::uint64_t seed)
     {
         std::mt19937_64 random(seed);
         while (!stop)
         {
-            auto& s = slots_[random() % slot_count];
+            auto& s = slots_[random() % stream_count];
             {
                 std::lock_guard const lock(s.stream_mutex);
                 if (s.stream)
                 {
-                    std::array<std::uint8_t, 2> const bytes{static_cast<std::uint8_t>(s.index),
-                                                            static_cast<std::uint8_t>(random())};
+                    auto const bytes = output_bytes(s, random);
+                    auto& tally = *s.device->writes;
+                    ++tally.started;
                     boost::system::error_code ec;
-                    s.stream->write({nullptr, asio::buffer(bytes)}, ec);
-                    if (ec)
-                        ++totals_.writes_refused;
+                    if (s.device->plan.answers == answer_kind::prompt && random() % 2 == 0)
+                    {
+                        ++totals_.sync_writes;
+                        try
+                        {
+                            s.stream->write({nullptr, asio::buffer(bytes)}, ec);
+                        }
+                        catch (boost::system::system_error const& e)
+                        {
+                            ec = e.code();
+                        }
+                    }
                     else
                     {
-                        ++totals_.writes;
-                        ++s.writes_to_device;
+                        // Mostly within the shortest deadline IOKit keeps, now and
+                        // then none at all or beyond it.
+                        auto const choice = random() % 16;
+                        auto const timeout =
+                            choice == 0 ? 0ns
+                            : choice == 1
+                                ? std::chrono::nanoseconds(60ms)
+                                : std::chrono::nanoseconds(std::chrono::microseconds(100 + random() % 10'000));
+                        ++totals_.timed_writes;
+                        s.stream->write({nullptr, asio::buffer(bytes)}, timeout, ec);
                     }
+                    ended(tally, ec);
                 }
             }
             std::this_thread::sleep_for(std::chrono::microseconds(100 + random() % 1000));
         }
     }
 
-    // Waits until every report posted to the slot's device was read or dropped.
+    // Asynchronous writes, a few pending on a stream at most: left to end as the
+    // device and IOKit's deadline decide (or the canceller's cancel()), raced
+    // against a timer whose expiry cancels the write through its handler's slot,
+    // or cancelled with cancel() at once.
+    void write_async_now_and_then(std::atomic<bool> const& stop, std::uint64_t seed)
+    {
+        std::mt19937_64 random(seed);
+        while (!stop)
+        {
+            auto& s = slots_[random() % stream_count];
+            if (s.pending_writes < pending_writes_limit)
+            {
+                std::lock_guard const lock(s.stream_mutex);
+                if (s.stream)
+                    start_async_write(s, random);
+            }
+            std::this_thread::sleep_for(std::chrono::microseconds(200 + random() % 1500));
+        }
+    }
+
+    // The caller holds s.stream_mutex.
+    void start_async_write(slot& s, std::mt19937_64& random)
+    {
+        auto op = std::make_shared<async_write_op>();
+        op->tally = s.device->writes;
+        op->origin = &s;
+        write_ops_.push_back(op);
+        ++op->tally->started;
+        ++s.pending_writes;
+        ++pending_writes_;
+        ++totals_.async_writes;
+        auto const bytes = output_bytes(s, random);
+        // The write's completion and its timer run on one strand, where the
+        // timer's cancellation is emitted and the write's slot cleared.
+        auto const strand = asio::make_strand(*context_);
+        auto done = [this, op](boost::system::error_code const& ec, std::size_t) {
+            if (op->completions++ != 0)
+            {
+                ++totals_.writes_completed_twice;
+                return;
+            }
+            op->completed = true;
+            ended(*op->tally, ec);
+            --op->origin->pending_writes;
+            --pending_writes_;
+        };
+        switch (random() % 3)
+        {
+        case 0: {
+            ++totals_.async_writes_raced;
+            s.stream->async_write(
+                {nullptr, asio::buffer(bytes)},
+                asio::bind_cancellation_slot(op->timer_cancel.slot(), asio::bind_executor(strand, std::move(done))));
+            auto timer = std::make_shared<asio::steady_timer>(strand, std::chrono::microseconds(random() % 20'000));
+            timer->async_wait(asio::bind_executor(strand, [this, op, timer](boost::system::error_code const&) {
+                if (op->completed)
+                    return;
+                ++totals_.write_timer_cancels;
+                op->timer_cancel.emit(asio::cancellation_type::terminal);
+            }));
+            break;
+        }
+        case 1: s.stream->async_write({nullptr, asio::buffer(bytes)}, std::move(done)); break;
+        default:
+            ++totals_.async_writes_cancelled;
+            s.stream->async_write({nullptr, asio::buffer(bytes)}, asio::bind_executor(strand, std::move(done)));
+            s.stream->cancel();
+            break;
+        }
+    }
+
+    // Waits until every asynchronous write has completed.
+    bool writes_settle()
+    {
+        auto const until = std::chrono::steady_clock::now() + settle_limit;
+        while (pending_writes_ != 0)
+        {
+            if (std::chrono::steady_clock::now() > until)
+                return false;
+            std::this_thread::sleep_for(1ms);
+        }
+        return true;
+    }
+
+    // Another program seizes a shared device for a while, then closes it. While it
+    // holds the device, the device's streams are silenced and a new stream cannot
+    // open it; afterwards one can.
+    void seize_now_and_then(std::atomic<bool> const& stop, std::uint64_t seed)
+    {
+        std::mt19937_64 random(seed);
+        std::vector<test_device*> shared;
+        for (auto& d : devices_)
+            if (d.shared())
+                shared.push_back(&d);
+        while (!stop)
+        {
+            std::this_thread::sleep_for(std::chrono::microseconds(1000 + random() % 4000));
+            auto& d = *shared[random() % shared.size()];
+            int const pid = 4000 + static_cast<int>(random() % 1000);
+            sim::foreign_client held{};
+            {
+                std::lock_guard const lock(d.seize_mutex);
+                held = sim::open_foreign_client(d.id, pid, grabber_name, kIOHIDOptionsTypeSeizeDevice);
+                d.seized = true;
+            }
+            ++totals_.seizes;
+            if (held.open_result != kIOReturnSuccess)
+                fault(fmt::format("device {}: another program's seize gave {:#x}", d.index, held.open_result));
+            refused_while_seized(d, pid);
+            silenced_while_seized(d, pid);
+            std::this_thread::sleep_for(std::chrono::microseconds(2000 + random() % 15'000));
+            IOReturn closed = kIOReturnSuccess;
+            {
+                std::lock_guard const lock(d.seize_mutex);
+                closed = sim::close_foreign_client(held);
+                d.seized = false;
+            }
+            if (closed != kIOReturnSuccess)
+                fault(fmt::format("device {}: another program's close gave {:#x}", d.index, closed));
+            opens_after_seize(d);
+        }
+    }
+
+    void fault(std::string const& what)
+    {
+        if (totals_.seize_faults++ < 10)
+            fmt::print(stderr, "hid_stress: {}\n", what);
+    }
+
+    // A new stream on the seized device stays closed, and so does its open: the
+    // device is seized by another, whose pid and name the refusal and seizer() give.
+    void refused_while_seized(test_device& d, int pid)
+    {
+        std::lock_guard const lock(lifecycle_mutex_);
+        ++totals_.probes_while_seized;
+        hid_stream probe(context_->get_executor(), entry(d.id), hid_open_mode::shared);
+        if (probe.is_open())
+            return fault(fmt::format("device {}: a stream opened it while seized", d.index));
+        auto const holder_text = fmt::format("seized by pid {}, {}", pid, grabber_name);
+        try
+        {
+            probe.open(hid_open_mode::shared);
+            return fault(fmt::format("device {}: a stream's open succeeded while seized", d.index));
+        }
+        catch (boost::system::system_error const& e)
+        {
+            if (e.code() != plinth::apple::make_error_code(plinth::apple::hid_errc::seized_by_another) ||
+                std::string_view(e.what()).find(holder_text) == std::string_view::npos)
+                return fault(fmt::format("device {}: an open while seized failed with \"{}\"", d.index, e.what()));
+        }
+        auto const holder = probe.seizer();
+        if (!holder || holder->pid != pid || holder->process_name != grabber_name)
+            return fault(fmt::format("device {}: seized by pid {}, seizer() says {}", d.index, pid,
+                                     holder ? holder->describe() : "nobody"));
+        ++totals_.opens_refused_while_seized;
+    }
+
+    // The device's clients say so: the other program's seizes, this program's
+    // streams are silenced.
+    void silenced_while_seized(test_device const& d, int pid)
+    {
+        auto const own_pid = static_cast<int>(::getpid());
+        for (auto const& client : plinth::apple::hid_device_clients(entry(d.id)))
+        {
+            if (client.pid == pid && client.seizing != true)
+                fault(fmt::format("device {}: pid {} seizes it, but its client says otherwise", d.index, pid));
+            else if (client.pid == own_pid)
+            {
+                if (client.silenced == true)
+                    ++totals_.clients_seen_silenced;
+                else
+                    fault(fmt::format("device {}: a stream is not silenced while pid {} seizes it", d.index, pid));
+            }
+        }
+    }
+
+    // Once the other program has closed the device, a new stream opens it, and
+    // nobody seizes it.
+    void opens_after_seize(test_device& d)
+    {
+        std::lock_guard const lock(lifecycle_mutex_);
+        hid_stream probe(context_->get_executor(), entry(d.id), hid_open_mode::shared);
+        if (!probe.is_open() || probe.seizer())
+            return fault(fmt::format("device {}: no stream could open it after the seize", d.index));
+        ++totals_.opens_after_seize;
+    }
+
+    // Waits until every report posted to the stream's device while it could hear
+    // was read or dropped.
     bool settle(slot& s)
     {
         auto const until = std::chrono::steady_clock::now() + settle_limit;
-        while (s.backlog() != 0)
+        while (backlog(s) != 0)
         {
             if (std::chrono::steady_clock::now() > until)
                 return false;
@@ -583,34 +1122,59 @@ private:
         return true;
     }
 
-    // Every output report the stream wrote reached the device, in full. The
-    // caller holds s.stream_mutex.
-    void check_output_reports(slot& s, plinth::stress::account& account)
+    // The output reports that reached the device, in full: at least every one a
+    // write confirmed, at most every one a write handed to IOKit. At the end, with
+    // every write ended, a device that answers has every one handed over, and one
+    // that never answers none. The caller holds the stream_mutex of a device that
+    // can be unplugged.
+    void check_output_reports(test_device& d, plinth::stress::account& account, bool at_end)
     {
-        auto const sent = sim::output_reports(s.id);
-        account.check(sent.size() == s.writes_to_device, fmt::format("device {}: {} output reports written, {} arrived",
-                                                                     s.index, s.writes_to_device, sent.size()));
-        for (auto const& report : sent)
-            account.check(report.type == kIOHIDReportTypeOutput && report.bytes.size() == 2 &&
-                              report.bytes[0] == s.index,
-                          fmt::format("device {}: an output report arrived altered", s.index));
+        auto& tally = *d.writes;
+        auto const until = std::chrono::steady_clock::now() + settle_limit;
+        for (;;)
+        {
+            // In this order, so that each count read bounds the reports read.
+            auto const confirmed = tally.confirmed.load();
+            auto const sent = sim::output_reports(d.id);
+            auto const refused = tally.refused.load();
+            auto const handed_over = tally.started - refused;
+            bool const complete =
+                d.plan.answers == answer_kind::stalled ? sent.size() == confirmed : sent.size() == handed_over;
+            if (at_end && !complete && std::chrono::steady_clock::now() < until)
+            {
+                std::this_thread::sleep_for(1ms);
+                continue;
+            }
+            account.check(confirmed <= sent.size() && sent.size() <= handed_over && (!at_end || complete),
+                          fmt::format("device {}: {} output reports arrived; {} writes confirmed, {} handed over",
+                                      d.index, sent.size(), confirmed, handed_over));
+            for (auto const& report : sent)
+                account.check(report.type == kIOHIDReportTypeOutput && report.bytes.size() == 2 &&
+                                  report.bytes[0] == d.index,
+                              fmt::format("device {}: an output report arrived altered", d.index));
+            if (at_end)
+                output_reports_arrived_ += sent.size();
+            return;
+        }
     }
 
-    // Unplugs the slot's device while its reader waits, and plugs a new one in
-    // with a new stream.
-    void replug(slot& s, plinth::stress::account& account)
+    // Unplugs the device of one stream while its reader waits, and plugs a new
+    // one in with a new stream.
+    void replug(test_device& d, plinth::stress::account& account)
     {
+        auto& s = *d.streams.front();
         account.check(settle(s), fmt::format("device {}: {} reports neither read nor dropped before unplugging",
-                                             s.index, s.backlog()));
+                                             d.index, backlog(s)));
         {
             std::lock_guard const lock(s.park_mutex);
             s.active = false;
         }
         {
             std::lock_guard const lock(s.stream_mutex);
-            check_output_reports(s, account);
-            s.dropped_by_earlier_devices += sim::dropped_input_reports(s.id);
-            sim::remove_entry(s.id);
+            check_output_reports(d, account, false);
+            output_reports_arrived_ += sim::output_reports(d.id).size();
+            s.dropped_by_earlier_devices += sim::dropped_input_reports(d.id);
+            sim::remove_entry(d.id);
         }
         {
             // The reader waits in a read that the removal aborts, or learns of
@@ -630,17 +1194,25 @@ private:
             if (!s.park_changed.wait_for(lock, settle_limit, [&] { return s.parked; }))
             {
                 fmt::print(stderr, "hid_stress: FAILED: the reader of device {} was never released by the unplug\n",
-                           s.index);
+                           d.index);
                 std::_Exit(1);
             }
         }
+        // The writes pending on the unplugged device end by themselves, aborted:
+        // destroying the stream is not what ends them.
+        auto const until = std::chrono::steady_clock::now() + 2s;
+        while (s.pending_writes != 0 && std::chrono::steady_clock::now() < until)
+            std::this_thread::sleep_for(100us);
+        if (s.pending_writes != 0)
+            ++totals_.writes_left_by_unplug;
         std::lock_guard const lock(s.stream_mutex);
+        std::lock_guard const lifecycle(lifecycle_mutex_);
         s.stream.reset();
-        s.id = plug(s.index);
-        s.writes_to_device = 0;
+        d.id = plug(d.index, d.plan);
+        d.writes = std::make_shared<write_tally>();
         s.last_sequence = 0;
-        s.next_sequence = 1;
-        s.stream = std::make_unique<hid_stream>(context_->get_executor(), entry(s.id));
+        d.next_sequence = 1;
+        s.stream = std::make_unique<hid_stream>(context_->get_executor(), entry(d.id));
         activate(s);
     }
 
@@ -654,7 +1226,15 @@ private:
     std::string unplugged_;
     bool coroutines_;
     totals totals_;
-    std::array<slot, slot_count> slots_;
+    std::array<test_device, device_count> devices_;
+    std::array<slot, stream_count> slots_;
+    // Streams of one context are made and destroyed one at a time.
+    std::mutex lifecycle_mutex_;
+    // The asynchronous writes, made by one thread, read after it has stopped.
+    std::vector<std::shared_ptr<async_write_op>> write_ops_;
+    std::atomic<std::int64_t> pending_writes_{0};
+    std::atomic<std::uint64_t> unexpected_write_lines_{0};
+    std::uint64_t output_reports_arrived_ = 0; // main thread only
     std::unique_ptr<shutting_context> context_ = std::make_unique<shutting_context>();
     asio::executor_work_guard<asio::io_context::executor_type> guard_;
     std::vector<std::thread> runners_;

@@ -4,8 +4,12 @@
 // requests by report ID in hid_stream_report_requests.cpp.
 #include "device/apple/hid_stream.hpp"
 
+#include "device/apple/detail/handoff_allocator.hpp"
 #include "device/apple/detail/hid_stream_operation.hpp"
 #include "error/apple/hid_errc.hpp"
+#include "error/apple/io_return.hpp"
+#include "device/apple/input_monitoring.hpp"
+#include "io_kit/cf/boolean.hpp"
 #include "io_kit/cf/number.hpp"
 #include "log/log.hpp"
 
@@ -19,6 +23,7 @@
 
 #include <algorithm>
 #include <exception>
+#include <memory>
 #include <utility>
 
 namespace plinth::apple {
@@ -81,13 +86,17 @@ hid_stream::service_context::~service_context()
 
 hid_stream::hid_stream(boost::asio::any_io_executor ex) : hid_stream(std::move(ex), apple::device(), {}) {}
 
-hid_stream::hid_stream(boost::asio::any_io_executor ex, apple::device d)
-    : hid_stream(std::move(ex), d, io_kit::io_hid_device(io_kit::io_service_view(d.get_entry().get())))
+hid_stream::hid_stream(boost::asio::any_io_executor ex, apple::device d, hid_open_mode m)
+    : hid_stream(std::move(ex), d, io_kit::io_hid_device(io_kit::io_service_view(d.get_entry().get())), m)
 {
 }
 
-hid_stream::hid_stream(boost::asio::any_io_executor ex, apple::device d, io_kit::io_hid_device h)
-    : executor(std::move(ex)), device(std::move(d)), hid_device(std::move(h)), context(executor, hid_device)
+hid_stream::hid_stream(boost::asio::any_io_executor ex, apple::device d, io_kit::io_hid_device h, hid_open_mode m)
+    : executor(std::move(ex)),
+      device(std::move(d)),
+      chosen_mode(m),
+      hid_device(std::move(h)),
+      context(executor, hid_device)
 {
     if (!hid_device)
         return;
@@ -139,25 +148,110 @@ detail::hid_run_loop_token hid_stream::schedule_with_run_loop(CF::String mode)
     return {hid_device, run_loop, std::move(mode)};
 }
 
+std::shared_ptr<detail::hid_run_loop_token> hid_stream::read_mode_scheduling(detail::hid_service::data& d)
+{
+    if (d.read_token)
+        return d.read_token;
+    if (d.request_token)
+        return d.request_token;
+    // From the shared pools, as a read's handler is: a loop of reads makes and drops
+    // one per read, on different threads, and needs no new memory for it.
+    return std::allocate_shared<detail::hid_run_loop_token>(
+        detail::handoff_allocator<detail::hid_run_loop_token>(),
+        schedule_with_run_loop(run_loop_service::read_run_loop_mode));
+}
+
 void hid_stream::open()
 {
     detail::throw_unless_open(has_record(), "open");
     auto locked = record().lock();
     if (locked->opened)
         return;
-    hid_device.open(kIOHIDOptionsTypeSeizeDevice);
-    locked->open_token.emplace(schedule_with_run_loop(CF::String(kCFRunLoopDefaultMode)));
-    auto const size = get_capability(hid_device, kIOHIDMaxInputReportSizeKey);
-    locked->report_buffer.resize(static_cast<std::size_t>(std::max(size, 0)));
-    void* const callback_context = &record();
-    hid_device.register_input_report_callback(locked->report_buffer, hid_report_callback, callback_context);
-    hid_device.register_removal_callback(hid_removal_callback, callback_context);
+    open_device();
+    try
+    {
+        locked->open_token.emplace(schedule_with_run_loop(CF::String(kCFRunLoopDefaultMode)));
+        auto const size = get_capability(hid_device, kIOHIDMaxInputReportSizeKey);
+        locked->report_buffer.resize(static_cast<std::size_t>(std::max(size, 0)));
+        void* const callback_context = &record();
+        hid_device.register_input_report_callback(locked->report_buffer, hid_report_callback, callback_context);
+        hid_device.register_removal_callback(hid_removal_callback, callback_context);
+    }
+    catch (boost::system::system_error const&)
+    {
+        // Nothing of a half-made open stays: no callback, no scheduling, and the
+        // device closed again, so that no other program finds it held.
+        hid_device.register_input_report_callback(locked->report_buffer, nullptr, nullptr);
+        hid_device.register_removal_callback(nullptr, nullptr);
+        locked->open_token.reset();
+        close_device_quietly();
+        throw;
+    }
     locked->opened = true;
 }
 
 void hid_stream::open(boost::system::error_code& ec)
 {
     detail::or_error_code([this] { open(); }, ec);
+}
+
+void hid_stream::open(hid_open_mode m)
+{
+    detail::throw_unless_open(has_record(), "open");
+    if (!is_open())
+        chosen_mode = m;
+    open();
+}
+
+void hid_stream::open(hid_open_mode m, boost::system::error_code& ec)
+{
+    detail::or_error_code([this, m] { open(m); }, ec);
+}
+
+void hid_stream::open_device()
+{
+    try
+    {
+        hid_device.open(chosen_mode == hid_open_mode::seized ? kIOHIDOptionsTypeSeizeDevice : kIOHIDOptionsTypeNone);
+    }
+    catch (boost::system::system_error const& e)
+    {
+        if (e.code() == make_error_code(kIOReturnExclusiveAccess))
+        {
+            // The kernel counts a client that opens a seized device as open all the
+            // same (it would hear the device again once the seizer lets go): it is
+            // closed, so that a failed open holds nothing.
+            close_device_quietly();
+            auto const holder = seizer();
+            throw boost::system::system_error(make_error_code(hid_errc::seized_by_another),
+                                              holder ? "open: seized by " + holder->describe() : "open");
+        }
+        // An IOHIDDeviceRef of a keyboard, mouse or touch pad asks for Input
+        // Monitoring before it first opens, and refuses with kIOReturnNotPermitted
+        // (without opening anything) when the user has not granted it.
+        if (e.code() == make_error_code(kIOReturnNotPermitted) && requires_input_monitoring())
+            throw boost::system::system_error(make_error_code(hid_errc::input_monitoring_denied), "open");
+        throw;
+    }
+}
+
+void hid_stream::close_device_quietly() noexcept
+{
+    try
+    {
+        hid_device.close(kIOHIDOptionsTypeNone);
+    }
+    catch (boost::system::system_error const&)
+    {
+        // A device that is gone, or was never opened, has nothing to release.
+    }
+}
+
+bool hid_stream::requires_input_monitoring() const
+{
+    CF::Boolean const tagged(hid_device.get_property("RequiresTCCAuthorization"));
+    return (tagged.GetTypeRef() != nullptr && static_cast<bool>(tagged)) ||
+           check_input_monitoring_access() != input_monitoring_access::granted;
 }
 
 void hid_stream::close()
@@ -170,22 +264,32 @@ void hid_stream::close()
         return;
     cancel();
     bool removed = false;
+    // The report requests still pending end aborted, once the lock is released.
+    std::vector<detail::hid_service::data::report_request::completion> requests;
     {
         auto locked = record().lock();
         if (!locked->open_token)
             return;
+        for (auto& request : locked->requests)
+            if (request.handler)
+                requests.push_back(std::exchange(request.handler, {}));
+        // IOKit keeps the entries until it calls back, which it does only once the
+        // stream is open and scheduled again.
+        locked->request_token.reset();
         removed = !locked->opened;
         hid_device.register_input_report_callback(locked->report_buffer, nullptr, nullptr);
         hid_device.register_removal_callback(nullptr, nullptr);
         locked->opened = false;
         locked->removal_unread = false;
-        locked->unread.reset();
+        locked->unread.clear();
         locked->read_token.reset();
         locked->open_token.reset();
     }
     // The run-loop thread may be inside one of those callbacks now, with this
     // stream's record: once it is out, nothing reaches the record, and the stream
     // can go.
+    for (auto& handler : requests)
+        handler(boost::asio::error::operation_aborted, 0);
     context.service->finish_callbacks_in_flight();
     try
     {
@@ -207,6 +311,16 @@ void hid_stream::close(boost::system::error_code& ec)
 void hid_stream::assign(io_kit::io_hid_device h)
 {
     hid_device = std::move(h);
+}
+
+hid_open_mode hid_stream::open_mode() const noexcept
+{
+    return chosen_mode;
+}
+
+std::optional<hid_device_client> hid_stream::seizer() const
+{
+    return find_hid_seizer(device);
 }
 
 bool hid_stream::is_open() const
@@ -262,6 +376,16 @@ void hid_stream::cancel()
 {
     if (!has_record())
         return;
+    std::vector<detail::hid_service::data::report_request::completion> requests;
+    {
+        auto locked = record().lock();
+        for (auto& request : locked->requests)
+            if (request.asynchronous && request.handler)
+                requests.push_back(std::exchange(request.handler, {}));
+    }
+    // Each posts its completion: called here, they run no handler of the caller's.
+    for (auto& handler : requests)
+        handler(boost::asio::error::operation_aborted, 0);
     auto locked = record().lock();
     if (!locked->opened || !locked->pending_read)
         return;

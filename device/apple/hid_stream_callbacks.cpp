@@ -49,10 +49,17 @@ void hid_stream::hid_report_callback(void* context, IOReturn result, void*, IOHI
         locked->read_token.reset();
         if (!locked->pending_read)
         {
-            // The report was on its way to a read that was withdrawn meanwhile:
-            // it is the next read's.
-            if (std::exchange(locked->read_withdrawn, false))
-                locked->keep_unread(id, report, size);
+            // The report was on its way to a read that was withdrawn meanwhile, or
+            // came while a report request alone keeps the device scheduled: it is
+            // the next read's. A report with no read pending would otherwise wait
+            // in IOKit's queue, the device being unscheduled; but IOKit delivers a
+            // request's completion through the source that carries the reports,
+            // so the device stays scheduled while one is pending and the loop
+            // drains that queue into this callback: keeping the report here is
+            // what keeps it for the next read, as IOKit's queue would have.
+            if (std::exchange(locked->read_withdrawn, false) || !locked->requests.empty())
+                if (!locked->keep_unread(id, report, size))
+                    log(log_level::error, "hid_report_callback: too many reports kept for the next read; dropped one");
             return;
         }
         auto& pending = *locked->pending_read;

@@ -52,15 +52,20 @@ std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer>
     // completing thread: from the shared pools, a steady stream of reads needs
     // no new memory.
     detail::handoff_allocator<> const memory;
-    std::promise<std::pair<boost::system::error_code, std::size_t>> promise(std::allocator_arg, memory);
-    auto result = promise.get_future();
+    // The reader shares its promise with the handler: a later read that replaces
+    // this one destroys the handler uncalled, and the promise, still held here,
+    // is then never satisfied (no broken promise), so that this caller stays
+    // blocked, as overlapping reads are defined to leave it.
+    using outcome = std::promise<std::pair<boost::system::error_code, std::size_t>>;
+    auto const promise = std::allocate_shared<outcome>(memory, std::allocator_arg, memory);
+    auto result = promise->get_future();
     {
         auto locked = record().lock();
         // Under the lock: a removal may close the stream at any time, and a read
         // recorded after it would wait for a callback that has come and gone.
         detail::throw_unless_open(locked->opened, "read");
         detail::hid_pending_read pending(*locked);
-        if (locked->unread)
+        if (!locked->unread.empty())
         {
             ec = {};
             return pending.take_unread(r.report_id, r.buffer);
@@ -83,16 +88,23 @@ std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer>
         // overlapping reads are not supported, and its caller stays blocked.
         pending.start(
             {r.report_id, r.buffer,
-             detail::hid_pending_read::completion(
-                 std::allocator_arg, memory,
-                 [promise = std::move(promise)](boost::system::error_code const& code, std::size_t n) mutable {
-                     promise.set_value({code, n});
-                 })},
-            nullptr, schedule_with_run_loop(run_loop_service::read_run_loop_mode));
+             detail::hid_pending_read::completion(std::allocator_arg, memory,
+                                                  [promise](boost::system::error_code const& code, std::size_t n) {
+                                                      promise->set_value({code, n});
+                                                  })},
+            promise.get(), read_mode_scheduling(*locked));
     }
     if (deadline && result.wait_until(*deadline) == std::future_status::timeout)
     {
         auto locked = record().lock();
+        // A later read replaced this one, whose handler went uncalled: nothing
+        // will complete it now, and its time is up.
+        if (locked->read_owner != promise.get() &&
+            result.wait_for(std::chrono::nanoseconds::zero()) == std::future_status::timeout)
+        {
+            ec = boost::asio::error::timed_out;
+            return 0;
+        }
         // Still pending with its handler: no report has been taken for it, so it
         // can be withdrawn whole.
         if (locked->pending_read && locked->pending_read->handler)
@@ -134,7 +146,7 @@ void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> 
         detail::hid_async_read::post(std::move(op), make_error_code(hid_errc::not_open), 0);
         return;
     }
-    if (!locked->unread && locked->take_removal())
+    if (locked->unread.empty() && locked->take_removal())
     {
         detail::hid_async_read::post(std::move(op), boost::asio::error::operation_aborted, 0);
         return;
@@ -143,17 +155,17 @@ void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> 
     op->bind(r.buffer, r.report_id, locked->alive, &record());
     if (slot.is_connected())
         slot.emplace<detail::hid_read_cancellation>(locked->alive, &record(), op.get());
-    locked->async_read = op.get();
+    locked->read_owner = op.get();
     // A kept report completes the read at once, but through the same cancellation
     // as a pending one: a timer that wins the race hands the report back rather
     // than have the race drop it.
-    if (locked->unread)
+    if (!locked->unread.empty())
     {
         auto const n = pending.take_unread(op->report_id_slot(), r.buffer);
         detail::hid_async_read::post(std::move(op), {}, n);
         return;
     }
-    void const* const async_read = op.get();
+    void const* const owner = op.get();
     std::uint8_t* const report_id = op->report_id_slot();
     replaced =
         pending.start({report_id, r.buffer,
@@ -165,7 +177,7 @@ void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> 
                                else
                                    detail::hid_async_read::post(std::move(op), code, n);
                            })},
-                      async_read, schedule_with_run_loop(run_loop_service::read_run_loop_mode));
+                      owner, read_mode_scheduling(*locked));
 }
 
 } // namespace plinth::apple

@@ -20,6 +20,9 @@ public:
         case hid_errc::bad_report_descriptor: return "HID report descriptor is malformed";
         case hid_errc::report_mismatch: return "HID report does not match its descriptor";
         case hid_errc::no_such_usage: return "HID report descriptor has no field for the usage";
+        case hid_errc::input_monitoring_denied:
+            return "not permitted: this program lacks the Input Monitoring permission";
+        case hid_errc::seized_by_another: return "exclusive access: another program has seized the device";
         }
         return "unknown HID error " + std::to_string(value);
     }

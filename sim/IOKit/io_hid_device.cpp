@@ -12,6 +12,7 @@
 #include "sim/detail/kernel/object_lookup.hpp"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -27,30 +28,20 @@ hid_device_object* checked(IOHIDDeviceRef device, char const* function)
     return plinth::sim::detail::cf_checked<hid_device_object>(device, function);
 }
 
-// Why a report cannot go to or come from the device now, if it cannot.
-IOReturn report_refusal(hid_client const& client)
+// Why a report cannot go to or come from the device now, if it cannot: a refused
+// Input Monitoring stops the call before it reaches the kernel.
+IOReturn report_refusal(hid_device_object& device)
 {
+    if (auto const refused = device.connect(); refused != kIOReturnSuccess)
+        return refused;
+    auto const& client = device.client();
     if (client.hardware().is_removed())
         return kIOReturnOffline;
     if (!client.is_open())
         return kIOReturnNotOpen;
-    if (client.hardware().seized_by_other(&client))
+    if (client.hardware().seized_by_other(client.token()))
         return kIOReturnExclusiveAccess;
     return kIOReturnSuccess;
-}
-
-// The device's present report of `type` and `report_id`: the feature and input
-// reports it was given through the control interface (an input report also by
-// sending it). It has no output reports to give.
-bool current_report(hid_hardware const& hardware, IOHIDReportType type, std::uint32_t report_id,
-                    std::vector<std::uint8_t>& bytes)
-{
-    switch (type)
-    {
-    case kIOHIDReportTypeFeature: return hardware.feature(report_id, bytes);
-    case kIOHIDReportTypeInput: return hardware.input(report_id, bytes);
-    default: return false;
-    }
 }
 
 } // namespace
@@ -85,7 +76,11 @@ IOReturn IOHIDDeviceOpen(IOHIDDeviceRef device, IOOptionBits options)
 {
     count_iokit_call();
     auto* const checked_device = checked(device, "IOHIDDeviceOpen");
-    return checked_device == nullptr ? kIOReturnBadArgument : checked_device->client().open(options);
+    if (checked_device == nullptr)
+        return kIOReturnBadArgument;
+    if (auto const refused = checked_device->connect(); refused != kIOReturnSuccess)
+        return refused;
+    return checked_device->client().open(options);
 }
 
 IOReturn IOHIDDeviceClose(IOHIDDeviceRef device, IOOptionBits)
@@ -122,11 +117,21 @@ CFTypeRef IOHIDDeviceGetProperty(IOHIDDeviceRef device, CFStringRef key)
     return checked_device->property(key);
 }
 
-Boolean IOHIDDeviceSetProperty(IOHIDDeviceRef device, CFStringRef, CFTypeRef)
+Boolean IOHIDDeviceSetProperty(IOHIDDeviceRef device, CFStringRef key, CFTypeRef property)
 {
     count_iokit_call();
-    checked(device, "IOHIDDeviceSetProperty");
-    return false;
+    auto* const checked_device = checked(device, "IOHIDDeviceSetProperty");
+    if (checked_device == nullptr || key == nullptr || property == nullptr ||
+        CFGetTypeID(property) != CFNumberGetTypeID())
+        return false;
+    char name[64];
+    std::int64_t number = 0;
+    if (CFStringGetCString(key, name, sizeof name, kCFStringEncodingUTF8) == 0 ||
+        CFNumberGetValue(static_cast<CFNumberRef>(property), kCFNumberSInt64Type, &number) == 0 || number < 0)
+        return false;
+    // The report queue's size keys go to the client's user client, where only a
+    // queue made afterwards (at the first report callback) reads them.
+    return checked_device->client().set_queue_property(name, static_cast<std::uint64_t>(number));
 }
 
 void IOHIDDeviceScheduleWithRunLoop(IOHIDDeviceRef device, CFRunLoopRef runLoop, CFStringRef runLoopMode)
@@ -153,7 +158,13 @@ void IOHIDDeviceRegisterInputReportCallback(IOHIDDeviceRef device, uint8_t* repo
                                             IOHIDReportCallback callback, void* context)
 {
     if (auto* const checked_device = checked(device, "IOHIDDeviceRegisterInputReportCallback"))
+    {
+        // Registering for reports needs the kernel connection too: it is where the
+        // user is asked for Input Monitoring when the device has not been opened.
+        if (callback != nullptr)
+            checked_device->connect();
         checked_device->client().register_input(report, reportLength, callback, context);
+    }
 }
 
 IOReturn IOHIDDeviceSetReport(IOHIDDeviceRef device, IOHIDReportType reportType, CFIndex reportID,
@@ -164,8 +175,12 @@ IOReturn IOHIDDeviceSetReport(IOHIDDeviceRef device, IOHIDReportType reportType,
     if (checked_device == nullptr || reportLength < 0 || (report == nullptr && reportLength > 0))
         return kIOReturnBadArgument;
     auto& client = checked_device->client();
-    if (auto const refused = report_refusal(client); refused != kIOReturnSuccess)
+    if (auto const refused = report_refusal(*checked_device); refused != kIOReturnSuccess)
         return refused;
+    // A synchronous request blocks until the device answers; a device that leaves
+    // meanwhile gives the removal's error.
+    if (!client.hardware().wait_for_answer(hid_hardware::clock::now()))
+        return kIOReturnOffline;
     client.hardware().record_output(reportType, static_cast<std::uint32_t>(reportID),
                                     std::vector<std::uint8_t>(report, report + reportLength));
     return kIOReturnSuccess;
@@ -179,12 +194,14 @@ IOReturn IOHIDDeviceGetReport(IOHIDDeviceRef device, IOHIDReportType reportType,
     if (checked_device == nullptr || pReportLength == nullptr || *pReportLength <= 0 || report == nullptr)
         return kIOReturnBadArgument;
     auto& client = checked_device->client();
-    if (auto const refused = report_refusal(client); refused != kIOReturnSuccess)
+    if (auto const refused = report_refusal(*checked_device); refused != kIOReturnSuccess)
         return refused;
+    if (!client.hardware().wait_for_answer(hid_hardware::clock::now()))
+        return kIOReturnOffline;
     std::vector<std::uint8_t> bytes;
     // A device answers only for report IDs it has; the error for the others
     // depends on the transport on a Mac, and the simulation gives one for all.
-    if (!current_report(client.hardware(), reportType, static_cast<std::uint32_t>(reportID), bytes))
+    if (!client.hardware().current_report(reportType, static_cast<std::uint32_t>(reportID), bytes))
         return kIOReturnUnsupported;
     // The device sends at most the length asked for: a short buffer gets the
     // report's first bytes.

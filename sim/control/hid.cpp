@@ -2,7 +2,9 @@
 #include "sim/control/hid.hpp"
 
 #include "sim/control/registry.hpp"
+#include "sim/detail/hid/hid_access.hpp"
 #include "sim/detail/hid/hid_hardware.hpp"
+#include "sim/detail/hid/user_client_creator.hpp"
 #include "sim/detail/kernel/object_lookup.hpp"
 
 #include <IOKit/IOKitLib.h>
@@ -41,7 +43,7 @@ std::shared_ptr<detail::hid_hardware> hardware_of(entry_id device, char const* f
 void post_input_report(entry_id device, std::uint32_t report_id, std::span<std::uint8_t const> bytes)
 {
     if (auto const hardware = detail::hid_hardware::find(device))
-        hardware->post_input(report_id, std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
+        hardware->post_input(report_id, bytes);
     else
         require_entry(device);
 }
@@ -50,6 +52,12 @@ std::size_t dropped_input_reports(entry_id device)
 {
     auto const hardware = detail::hid_hardware::find(device);
     return hardware ? hardware->dropped_input_reports() : 0;
+}
+
+std::size_t hid_schedulings(entry_id device)
+{
+    auto const hardware = detail::hid_hardware::find(device);
+    return hardware ? hardware->schedulings() : 0;
 }
 
 std::vector<output_report> output_reports(entry_id device)
@@ -78,9 +86,49 @@ void set_input_report(entry_id device, std::uint32_t report_id, std::span<std::u
         ->set_input(report_id, std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
 }
 
+void delay_report_answers(entry_id device, std::chrono::nanoseconds delay)
+{
+    hardware_of(device, "delay_report_answers")
+        ->set_answer_delay(std::chrono::duration_cast<detail::hid_hardware::clock::duration>(delay));
+}
+
+void stall_report_answers(entry_id device)
+{
+    hardware_of(device, "stall_report_answers")->set_answer_delay(std::nullopt);
+}
+
 void set_input_report_observer(entry_id device, std::function<void()> observer)
 {
     hardware_of(device, "set_input_report_observer")->set_delivery_observer(std::move(observer));
+}
+
+foreign_client open_foreign_client(entry_id device, int pid, std::string const& process_name, IOOptionBits options)
+{
+    auto const hardware = hardware_of(device, "open_foreign_client");
+    auto const token = detail::hid_hardware::new_client_token();
+    auto const result = hardware->open(token, options, detail::user_client_creator(pid, process_name));
+    return {device, token, result};
+}
+
+IOReturn close_foreign_client(foreign_client const& client)
+{
+    auto const hardware = detail::hid_hardware::find(client.device);
+    return hardware ? hardware->close(client.token) : kIOReturnSuccess;
+}
+
+void set_hid_access(IOHIDAccessType decision, IOHIDRequestType type)
+{
+    detail::hid_access::instance().set_decision(type, decision);
+}
+
+void set_hid_access_answer(bool grant, IOHIDRequestType type)
+{
+    detail::hid_access::instance().set_answer_when_asked(type, grant);
+}
+
+void reset_hid_access()
+{
+    detail::hid_access::instance().reset();
 }
 
 } // namespace plinth::sim

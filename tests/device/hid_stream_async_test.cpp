@@ -1,4 +1,5 @@
 // Tests of hid_stream's asynchronous reads: tokens, executors, allocators, cancellation, removal and shutdown.
+#include "device/completion_support.hpp"
 #include "device/hid_stream_support.hpp"
 #include "error/apple/hid_errc.hpp"
 
@@ -38,26 +39,11 @@ namespace asio = boost::asio;
 using boost::system::error_code;
 using plinth::apple::hid_stream;
 using plinth::testing::hid_stream_test;
+using plinth::testing::recording_handler;
 using plinth::testing::running_context;
+using plinth::testing::thread_of;
 using namespace std::chrono_literals;
 using namespace boost::asio::experimental::awaitable_operators;
-
-// What one asynchronous read completed with, and on which thread.
-struct read_result
-{
-    error_code ec;
-    std::size_t n = 0;
-    std::thread::id thread;
-};
-
-// A handler that records its one completion; a second would fail the test.
-struct recording_handler
-{
-    std::shared_ptr<std::promise<read_result>> done = std::make_shared<std::promise<read_result>>();
-
-    void operator()(error_code ec, std::size_t n) const { done->set_value({ec, n, std::this_thread::get_id()}); }
-    std::future<read_result> result() const { return done->get_future(); }
-};
 
 // Runs a coroutine on `context` and hands its result over. (co_spawn with
 // use_future would complete on the system executor, whose threads outlive the test.)
@@ -73,11 +59,6 @@ std::future<T> spawn(asio::io_context& context, Coroutine coroutine)
             promise->set_value(std::move(value));
     });
     return future;
-}
-
-std::thread::id thread_of(asio::io_context& context)
-{
-    return asio::post(context, asio::use_future([] { return std::this_thread::get_id(); })).get();
 }
 
 TEST_F(hid_stream_test, every_kind_of_completion_token_gets_the_report)

@@ -16,6 +16,7 @@
 #include <initializer_list>
 #include <future>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -479,6 +480,88 @@ TEST_F(hid_stream_test, concurrent_first_calls_parse_the_report_descriptor_once_
     for (auto const* descriptor : seen)
         EXPECT_EQ(descriptor, seen.front());
     EXPECT_EQ(seen.front()->max_report_size(hid_report_type::input), 7u);
+}
+
+// The first reader of two overlapping reads stays blocked for good: the test
+// leaves its thread parked until the process ends, so it skips the check that
+// every thread it started has ended.
+class overlapping_read_test : public hid_stream_test
+{
+protected:
+    void TearDown() override { plinth::testing::sim_test::TearDown(); }
+};
+
+// Blocks until the read started on another thread is pending: it schedules the
+// device in the read mode, beside the open stream's own scheduling, under the
+// record's lock.
+void wait_for_a_pending_read(sim::entry_id device)
+{
+    while (sim::hid_schedulings(device) < 2)
+        std::this_thread::yield();
+}
+
+TEST_F(overlapping_read_test, a_read_started_while_another_is_pending_replaces_it_and_the_first_caller_stays_blocked)
+{
+    running_context running;
+    hid_stream stream(running.context.get_executor(), entry(keyboard_id));
+    // The parked reader's buffer and outcome outlive the test: nothing ever writes
+    // to them, as its read was replaced, but its thread still refers to them.
+    struct parked_read
+    {
+        std::array<std::uint8_t, 8> bytes{};
+        std::uint8_t id = 0;
+        std::promise<std::string> ended;
+    };
+    auto parked = std::make_shared<parked_read>();
+    auto first_ended = parked->ended.get_future();
+    std::thread([parked, &stream] {
+        try
+        {
+            boost::system::error_code ec;
+            stream.read({&parked->id, boost::asio::buffer(parked->bytes)}, ec);
+            parked->ended.set_value("returned: " + ec.message());
+        }
+        catch (std::exception const& e)
+        {
+            parked->ended.set_value(std::string("threw: ") + e.what());
+        }
+    }).detach();
+    wait_for_a_pending_read(keyboard_id);
+
+    // The later read is started here, so that it has replaced the first before
+    // the report comes.
+    std::array<std::uint8_t, 8> bytes{};
+    std::uint8_t id = 0;
+    std::promise<boost::system::error_code> second;
+    stream.async_read({&id, boost::asio::buffer(bytes)},
+                      [&second](boost::system::error_code ec, std::size_t) { second.set_value(ec); });
+    post(keyboard_id, 0, {4, 2});
+    EXPECT_FALSE(second.get_future().get());
+    EXPECT_EQ(bytes[0], 4) << "the later read takes the report";
+    EXPECT_EQ(first_ended.wait_for(300ms), std::future_status::timeout)
+        << "the replaced reader woke: " << first_ended.get();
+    EXPECT_EQ(parked->bytes[0], 0) << "the replaced read was written to";
+}
+
+TEST_F(hid_stream_test, a_timed_read_that_a_later_read_replaced_times_out_at_its_deadline_and_leaves_that_read_be)
+{
+    running_context running;
+    hid_stream stream(running.context.get_executor(), entry(keyboard_id));
+    std::array<std::uint8_t, 8> first_bytes{}, bytes{};
+    std::uint8_t first_id = 0, id = 0;
+    auto first = std::async(std::launch::async, [&] {
+        boost::system::error_code ec;
+        stream.read({&first_id, boost::asio::buffer(first_bytes)}, 500ms, ec);
+        return ec;
+    });
+    wait_for_a_pending_read(keyboard_id);
+    std::promise<boost::system::error_code> second;
+    stream.async_read({&id, boost::asio::buffer(bytes)},
+                      [&second](boost::system::error_code ec, std::size_t) { second.set_value(ec); });
+    EXPECT_EQ(first.get(), boost::asio::error::timed_out);
+    post(keyboard_id, 0, {9});
+    EXPECT_FALSE(second.get_future().get()) << "the first read's deadline withdrew the read that replaced it";
+    EXPECT_EQ(bytes[0], 9);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // Tests of the simulated IOHIDDevice: open and seize, reports both ways, removal, run-loop delivery.
 #include "sim/control/hid.hpp"
+#include "sim/io_hid_support.hpp"
 #include "sim/io_registry_support.hpp"
 #include "sim/run_loop_support.hpp"
 #include "support/threaded_sim_test.hpp"
@@ -19,25 +20,15 @@
 namespace {
 
 namespace sim = plinth::sim;
+using plinth::testing::io::as_device;
 using plinth::testing::io::cf;
-using plinth::testing::io::handle;
+using plinth::testing::io::device_of;
 using plinth::testing::io::string;
 using plinth::testing::run_loop::eventually;
 using plinth::testing::run_loop::loop_runner;
 using namespace std::chrono_literals;
 
 using io_hid_device_test = plinth::testing::threaded_sim_test;
-
-cf device_of(sim::entry_id id)
-{
-    handle const service(IOServiceGetMatchingService(kIOMainPortDefault, IORegistryEntryIDMatching(id)));
-    return cf(IOHIDDeviceCreate(kCFAllocatorDefault, service.get()));
-}
-
-IOHIDDeviceRef as_device(cf const& device)
-{
-    return device.as<IOHIDDeviceRef>();
-}
 
 sim::entry_id add_keyboard(sim::entry_id parent = sim::root_entry_id)
 {
@@ -70,6 +61,42 @@ struct report_log
     }
 };
 
+// One IOHIDDeviceRef of the device that logs its reports, scheduled on a loop.
+struct reader
+{
+    cf device;
+    report_log seen;
+
+    reader(sim::entry_id id, CFRunLoopRef loop) : device(device_of(id))
+    {
+        IOHIDDeviceRegisterInputReportCallback(as_device(device), seen.buffer.data(), 2, report_log::input, &seen);
+        IOHIDDeviceScheduleWithRunLoop(as_device(device), loop, kCFRunLoopDefaultMode);
+    }
+    reader(reader const&) = delete;
+    reader& operator=(reader const&) = delete;
+
+    IOHIDDeviceRef ref() const { return as_device(device); }
+
+    std::vector<std::vector<std::uint8_t>> reports()
+    {
+        std::lock_guard const lock(seen.mutex);
+        return seen.reports;
+    }
+
+    IOReturn send_output() const
+    {
+        std::uint8_t const byte = 1;
+        return IOHIDDeviceSetReport(ref(), kIOHIDReportTypeOutput, 0, &byte, 1);
+    }
+};
+
+using report_list = std::vector<std::vector<std::uint8_t>>;
+
+void post(sim::entry_id id, std::uint8_t byte)
+{
+    sim::post_input_report(id, 0, std::vector<std::uint8_t>{byte});
+}
+
 TEST_F(io_hid_device_test, only_hid_devices_make_a_device_object_and_it_holds_its_service)
 {
     auto const plain = sim::add_entry({"IOUSBHostDevice", "Plain"}, sim::root_entry_id);
@@ -96,6 +123,103 @@ TEST_F(io_hid_device_test, a_seized_device_refuses_other_clients_and_close_needs
     EXPECT_EQ(IOHIDDeviceClose(as_device(first), 0), kIOReturnSuccess);
     EXPECT_EQ(IOHIDDeviceOpen(as_device(second), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
     EXPECT_EQ(IOHIDDeviceClose(as_device(second), 0), kIOReturnSuccess);
+}
+
+TEST_F(io_hid_device_test, shared_clients_each_receive_every_report_in_order)
+{
+    auto const keyboard = add_keyboard();
+    loop_runner runner;
+    reader first(keyboard, runner.loop());
+    reader second(keyboard, runner.loop());
+    ASSERT_EQ(IOHIDDeviceOpen(first.ref(), kIOHIDOptionsTypeNone), kIOReturnSuccess);
+    ASSERT_EQ(IOHIDDeviceOpen(second.ref(), kIOHIDOptionsTypeNone), kIOReturnSuccess);
+    for (std::uint8_t i = 1; i <= 3; ++i)
+        post(keyboard, i);
+    ASSERT_TRUE(eventually([&] { return first.seen.count() == 3 && second.seen.count() == 3; }));
+    EXPECT_EQ(first.reports(), (report_list{{1}, {2}, {3}}));
+    EXPECT_EQ(second.reports(), (report_list{{1}, {2}, {3}}));
+    EXPECT_EQ(first.send_output(), kIOReturnSuccess) << "shared clients may all write";
+    EXPECT_EQ(second.send_output(), kIOReturnSuccess);
+    IOHIDDeviceUnscheduleFromRunLoop(first.ref(), runner.loop(), kCFRunLoopDefaultMode);
+    IOHIDDeviceUnscheduleFromRunLoop(second.ref(), runner.loop(), kCFRunLoopDefaultMode);
+    IOHIDDeviceClose(first.ref(), 0);
+    IOHIDDeviceClose(second.ref(), 0);
+}
+
+TEST_F(io_hid_device_test, a_seize_silences_shared_clients_until_the_seizer_closes_and_they_resume)
+{
+    auto const keyboard = add_keyboard();
+    loop_runner runner;
+    reader shared(keyboard, runner.loop());
+    reader seizer(keyboard, runner.loop());
+    ASSERT_EQ(IOHIDDeviceOpen(shared.ref(), kIOHIDOptionsTypeNone), kIOReturnSuccess);
+    post(keyboard, 1);
+    ASSERT_TRUE(eventually([&] { return shared.seen.count() == 1; }));
+
+    EXPECT_EQ(IOHIDDeviceOpen(seizer.ref(), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess)
+        << "a seize succeeds while others have the device open";
+    post(keyboard, 2);
+    ASSERT_TRUE(eventually([&] { return seizer.seen.count() == 1; }));
+    EXPECT_EQ(shared.send_output(), kIOReturnExclusiveAccess);
+    EXPECT_EQ(seizer.send_output(), kIOReturnSuccess);
+
+    ASSERT_EQ(IOHIDDeviceClose(seizer.ref(), 0), kIOReturnSuccess);
+    post(keyboard, 3);
+    ASSERT_TRUE(eventually([&] { return shared.seen.count() == 2; }));
+    EXPECT_EQ(shared.reports(), (report_list{{1}, {3}})) << "the report sent while seized never reached it";
+    EXPECT_EQ(seizer.reports(), (report_list{{2}}));
+    EXPECT_EQ(shared.send_output(), kIOReturnSuccess);
+    IOHIDDeviceUnscheduleFromRunLoop(shared.ref(), runner.loop(), kCFRunLoopDefaultMode);
+    IOHIDDeviceUnscheduleFromRunLoop(seizer.ref(), runner.loop(), kCFRunLoopDefaultMode);
+    EXPECT_EQ(IOHIDDeviceClose(shared.ref(), 0), kIOReturnSuccess);
+}
+
+TEST_F(io_hid_device_test, an_open_refused_for_exclusive_access_counts_as_open_and_works_once_the_seizer_closes)
+{
+    auto const keyboard = add_keyboard();
+    loop_runner runner;
+    reader seizer(keyboard, runner.loop());
+    reader late(keyboard, runner.loop());
+    reader second_seizer(keyboard, runner.loop());
+    ASSERT_EQ(IOHIDDeviceOpen(seizer.ref(), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
+    EXPECT_EQ(IOHIDDeviceOpen(late.ref(), kIOHIDOptionsTypeNone), kIOReturnExclusiveAccess);
+    EXPECT_EQ(IOHIDDeviceOpen(second_seizer.ref(), kIOHIDOptionsTypeSeizeDevice), kIOReturnExclusiveAccess)
+        << "the first seizer keeps the device";
+    post(keyboard, 1);
+    ASSERT_TRUE(eventually([&] { return seizer.seen.count() == 1; }));
+    EXPECT_EQ(late.send_output(), kIOReturnExclusiveAccess);
+    EXPECT_EQ(second_seizer.send_output(), kIOReturnExclusiveAccess);
+    std::array<std::uint8_t, 2> buffer{};
+    CFIndex length = 2;
+    EXPECT_EQ(IOHIDDeviceGetReport(late.ref(), kIOHIDReportTypeInput, 0, buffer.data(), &length),
+              kIOReturnExclusiveAccess);
+
+    ASSERT_EQ(IOHIDDeviceClose(seizer.ref(), 0), kIOReturnSuccess);
+    post(keyboard, 2);
+    ASSERT_TRUE(eventually([&] { return late.seen.count() == 1 && second_seizer.seen.count() == 1; }));
+    EXPECT_EQ(late.reports(), (report_list{{2}}));
+    EXPECT_EQ(second_seizer.reports(), (report_list{{2}}));
+    EXPECT_EQ(late.send_output(), kIOReturnSuccess);
+    EXPECT_EQ(IOHIDDeviceGetReport(late.ref(), kIOHIDReportTypeInput, 0, buffer.data(), &length), kIOReturnSuccess);
+    IOHIDDeviceUnscheduleFromRunLoop(late.ref(), runner.loop(), kCFRunLoopDefaultMode);
+    IOHIDDeviceUnscheduleFromRunLoop(second_seizer.ref(), runner.loop(), kCFRunLoopDefaultMode);
+    IOHIDDeviceUnscheduleFromRunLoop(seizer.ref(), runner.loop(), kCFRunLoopDefaultMode);
+    EXPECT_EQ(IOHIDDeviceClose(late.ref(), 0), kIOReturnSuccess) << "the refused open was an open";
+    EXPECT_EQ(IOHIDDeviceClose(second_seizer.ref(), 0), kIOReturnSuccess);
+}
+
+TEST_F(io_hid_device_test, releasing_an_open_seizing_device_object_ends_the_seize)
+{
+    auto const keyboard = add_keyboard();
+    auto other = device_of(keyboard);
+    {
+        auto const seizer = device_of(keyboard);
+        ASSERT_EQ(IOHIDDeviceOpen(as_device(seizer), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
+        EXPECT_EQ(IOHIDDeviceOpen(as_device(other), kIOHIDOptionsTypeNone), kIOReturnExclusiveAccess);
+    }
+    std::uint8_t const byte = 1;
+    EXPECT_EQ(IOHIDDeviceSetReport(as_device(other), kIOHIDReportTypeOutput, 0, &byte, 1), kIOReturnSuccess);
+    EXPECT_EQ(IOHIDDeviceClose(as_device(other), 0), kIOReturnSuccess);
 }
 
 TEST_F(io_hid_device_test, properties_follow_the_get_rule_and_come_from_ancestors_too)
@@ -170,28 +294,6 @@ TEST_F(io_hid_device_test, the_report_observer_runs_on_the_delivering_thread_jus
     sim::set_input_report_observer(keyboard, nullptr);
     IOHIDDeviceClose(as_device(device), 0);
     EXPECT_THROW(sim::set_input_report_observer(sim::root_entry_id, [] {}), std::invalid_argument);
-}
-
-TEST_F(io_hid_device_test, a_full_queue_drops_the_newest_reports_and_a_closed_device_hears_nothing)
-{
-    auto const keyboard = add_keyboard();
-    auto const device = device_of(keyboard);
-    sim::post_input_report(keyboard, 1, std::vector<std::uint8_t>{0}); // nobody has it open: lost, not counted
-    ASSERT_EQ(IOHIDDeviceOpen(as_device(device), kIOHIDOptionsTypeSeizeDevice), kIOReturnSuccess);
-    report_log seen;
-    IOHIDDeviceRegisterInputReportCallback(as_device(device), seen.buffer.data(), 2, report_log::input, &seen);
-    for (int i = 0; i < 70; ++i)
-        sim::post_input_report(keyboard, 1, std::vector<std::uint8_t>{static_cast<std::uint8_t>(i)});
-    EXPECT_EQ(sim::dropped_input_reports(keyboard), 6u);
-    {
-        loop_runner runner(kCFRunLoopDefaultMode);
-        IOHIDDeviceScheduleWithRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
-        ASSERT_TRUE(eventually([&] { return seen.count() == 64; }));
-        std::lock_guard const lock(seen.mutex);
-        EXPECT_EQ(seen.reports.front()[0], 0);
-        EXPECT_EQ(seen.reports.back()[0], 63) << "the oldest are kept";
-    }
-    IOHIDDeviceClose(as_device(device), 0);
 }
 
 TEST_F(io_hid_device_test, unplugging_raises_removal_on_the_serving_loop_and_a_new_device_works_after_replugging)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "sim/control/diagnostics.hpp"
+#include "sim/control/hid.hpp"
 #include "sim/control/registry.hpp"
 
 #include <gtest/gtest.h>
@@ -12,14 +13,15 @@
 namespace plinth::testing {
 
 // Base fixture for every test that touches the simulated I/O Kit: it starts from
-// an empty registry and, at the end, proves that the test left no handle, no CF
-// object and no misuse behind.
+// an empty registry with every HID access granted and, at the end, proves that the
+// test left no handle, no CF object and no misuse behind.
 class sim_test : public ::testing::Test
 {
 protected:
     void SetUp() override
     {
         sim::reset_registry();
+        sim::reset_hid_access();
         sim::clear_misuse_reports();
     }
 

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cstdint>
 #include <set>
 #include <string>
 #include <vector>
@@ -122,6 +124,40 @@ TEST(command_table_test, help_lists_every_command_with_its_help)
         for (auto const& sub : row.subcommands)
             EXPECT_NE(sub_help.out.find(std::string(sub.name)), std::string::npos) << row.name << ' ' << sub.name;
     }
+}
+
+TEST(command_table_test, hid_read_and_write_open_shared_on_request_and_write_takes_a_timeout_in_milliseconds)
+{
+    auto const seized = parse({"hid", "write", "1", "02"});
+    ASSERT_FALSE(seized.parsed.exit_status.has_value()) << seized.err;
+    EXPECT_FALSE(seized.parsed.value.shared);
+    EXPECT_FALSE(seized.parsed.value.write_timeout.has_value());
+
+    auto const read = parse({"hid", "read", "--shared", "1"});
+    ASSERT_FALSE(read.parsed.exit_status.has_value()) << read.err;
+    EXPECT_TRUE(read.parsed.value.shared);
+
+    auto const write = parse({"hid", "write", "--timeout", "250", "1", "02", "--shared"});
+    ASSERT_FALSE(write.parsed.exit_status.has_value()) << write.err;
+    EXPECT_TRUE(write.parsed.value.shared);
+    EXPECT_EQ(write.parsed.value.write_timeout, std::chrono::milliseconds(250));
+    EXPECT_EQ(write.parsed.value.output_report, std::vector<std::uint8_t>{0x02});
+}
+
+TEST(command_table_test, a_write_timeout_that_is_not_a_positive_whole_number_of_milliseconds_is_refused_by_name)
+{
+    for (std::string const bad : {"0", "-5", "abc", "2.5", "1200001"})
+    {
+        auto const outcome = parse({"hid", "write", "1", "02", "--timeout", bad});
+        EXPECT_EQ(outcome.parsed.exit_status, 2) << bad;
+        EXPECT_EQ(outcome.err, "plinth-ioreg: --timeout: not a timeout of 1 to 1200000 milliseconds: " + bad + "\n");
+        EXPECT_EQ(outcome.parsed.value.command_to_run, nullptr) << bad;
+    }
+    auto const missing = parse({"hid", "write", "1", "02", "--timeout"});
+    EXPECT_EQ(missing.parsed.exit_status, 2);
+    // hid read has no timeout to give.
+    auto const on_read = parse({"hid", "read", "1", "--timeout", "100"});
+    EXPECT_EQ(on_read.parsed.exit_status, 2);
 }
 
 } // namespace

@@ -8,20 +8,28 @@
 
 #include "device/apple/device_match.hpp"
 #include "device/apple/find_devices.hpp"
+#include "device/apple/hid_device_client.hpp"
+#include "device/apple/hid_stream.hpp"
 #include "device/apple/tree.hpp"
 #include "hid/report_descriptor.hpp"
 #include "io_kit/mach_port.hpp"
+
+#include <boost/asio/io_context.hpp>
 
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
 
+#include <IOKit/hid/IOHIDKeys.h>
+
 #include <pthread.h>
 
+#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <future>
 #include <regex>
 #include <stdexcept>
@@ -300,6 +308,202 @@ TEST_F(hid_command_test, an_entry_that_is_not_a_hid_device_is_refused_by_name)
     {
         EXPECT_EQ(std::string(e.what()), fmt::format("{:#x} is not a HID device", not_hid));
     }
+}
+
+// The bundled registry's device of one vendor and product, loaded afresh.
+plinth::apple::device bundled_device(int vendor, int product)
+{
+    sim::load_bundled_registry();
+    auto const found = plinth::apple::find_devices(plinth::apple::device_match{"IOHIDDevice", vendor, product});
+    EXPECT_FALSE(found.empty()) << fmt::format("no {:04x}:{:04x} in the bundled registry", vendor, product);
+    return found.empty() ? plinth::apple::device() : found.front();
+}
+
+// The bundled registry's Custom HID board: a vendor-defined device, which needs no
+// Input Monitoring.
+plinth::apple::device bundled_board()
+{
+    return bundled_device(0x0483, 0x5750);
+}
+
+std::string tool_error_of(std::function<int()> const& command)
+{
+    try
+    {
+        command();
+    }
+    catch (tool::tool_error const& e)
+    {
+        return e.what();
+    }
+    return "(no error)";
+}
+
+TEST_F(hid_command_test, the_listing_names_who_has_each_device_open_and_who_seized_it)
+{
+    auto const seizer = sim::open_foreign_client(keyboard, 4242, "karabiner_grabbe", kIOHIDOptionsTypeSeizeDevice);
+    auto const silenced = sim::open_foreign_client(keyboard, 311, "Logi Options", kIOHIDOptionsTypeNone);
+    EXPECT_EQ(silenced.open_result, kIOReturnExclusiveAccess);
+    auto const sharing = sim::open_foreign_client(vendor, 77, "hidapitester", kIOHIDOptionsTypeNone);
+    plinth::apple::tree const registry(plinth::apple::io_kit::mach_port::master_port_default());
+    auto const items = tool::list_hid_devices(registry);
+    ASSERT_EQ(items.size(), 2u);
+    EXPECT_EQ(tool::format_hid_listing(items),
+              fmt::format("046d:c31c  USB Keyboard  Generic Desktop / Keyboard  input 8  output 1  {:#x}  "
+                          "IOService:/Keyboard@14100000  open by pid 4242, karabiner_grabbe (seized); pid 311, "
+                          "Logi Options\n"
+                          "-:-  -  Vendor-defined 0xFF42  input 4  output -  {:#x}  IOService:/Gadget@14200000  "
+                          "open by pid 77, hidapitester\n",
+                          keyboard, vendor));
+    auto const json = tool::hid_listing_to_json(items);
+    EXPECT_EQ(json[0]["clients"],
+              nlohmann::ordered_json::parse(R"([{"pid":4242,"process_name":"karabiner_grabbe","seizing":true},)"
+                                            R"({"pid":311,"process_name":"Logi Options","seizing":false}])"));
+    EXPECT_EQ(json[1]["clients"].size(), 1u);
+
+    // Once they close, the devices list as nobody's again, with no clients in JSON.
+    for (auto const& client : {seizer, silenced, sharing})
+        EXPECT_EQ(sim::close_foreign_client(client), kIOReturnSuccess);
+    auto const after = tool::list_hid_devices(registry);
+    EXPECT_EQ(tool::format_hid_listing(after).find("open by"), std::string::npos);
+    EXPECT_TRUE(tool::hid_listing_to_json(after)[0]["clients"].empty());
+}
+
+TEST_F(hid_command_test, a_client_the_registry_does_not_name_lists_as_an_unknown_process)
+{
+    sim::add_entry({"IOHIDLibUserClient", "IOHIDLibUserClient"}, vendor);
+    plinth::apple::tree const registry(plinth::apple::io_kit::mach_port::master_port_default());
+    auto const items = tool::list_hid_devices(registry);
+    ASSERT_EQ(items.size(), 2u);
+    EXPECT_TRUE(tool::format_hid_listing(items).ends_with("IOService:/Gadget@14200000  open by an unknown process\n"));
+    EXPECT_EQ(tool::hid_listing_to_json(items)[1]["clients"],
+              nlohmann::ordered_json::parse(R"([{"pid":null,"process_name":null,"seizing":null}])"));
+}
+
+TEST_F(hid_command_test, read_shared_reads_beside_other_clients_and_silences_none)
+{
+    auto const board = bundled_board();
+    auto const other_program = sim::open_foreign_client(board.get_id(), 4242, "hidapitester", kIOHIDOptionsTypeNone);
+    boost::asio::io_context context;
+    plinth::apple::hid_stream other_stream(context.get_executor(), board, plinth::apple::hid_open_mode::shared);
+    ASSERT_TRUE(other_stream.is_open());
+
+    plinth::testing::scratch_folder const scratch("hid-read-shared");
+    auto const file = scratch.path() / "out";
+    std::FILE* out = std::fopen(file.c_str(), "w");
+    auto chosen = read_options(board.get_id(), 0);
+    chosen.count.reset();
+    chosen.shared = true;
+    // It reads until Ctrl-C, so that it still has the device open whatever the
+    // number of reports it has printed when the clients are looked at.
+    std::packaged_task<int()> read([&] { return tool::read_hid_reports(chosen, out); });
+    auto reader = read.get_future();
+    std::jthread reading(std::move(read));
+    ASSERT_TRUE(keep_sending_until_printed(board.get_id(), file, reader));
+    ASSERT_NE(reader.wait_for(0s), std::future_status::ready);
+
+    // The tool reads with the device open three times over (besides the client
+    // the dump itself records, which names no process), and holds it no more than
+    // the others do: nobody is silenced.
+    std::size_t named = 0;
+    for (auto const& client : plinth::apple::hid_device_clients(board))
+    {
+        if (client.pid < 0)
+            continue;
+        ++named;
+        EXPECT_EQ(client.seizing, false) << client.describe();
+        EXPECT_EQ(client.silenced, false) << client.describe();
+    }
+    EXPECT_EQ(named, 3u);
+    // The stream beside it heard the reports too.
+    std::array<std::uint8_t, 64> bytes{};
+    std::uint8_t report_id = 0;
+    boost::system::error_code ec;
+    EXPECT_EQ(other_stream.read({&report_id, boost::asio::buffer(bytes)}, 10s, ec), 2u);
+    EXPECT_FALSE(ec) << ec.message();
+
+    ASSERT_EQ(pthread_kill(reading.native_handle(), SIGINT), 0);
+    ASSERT_EQ(reader.wait_for(10s), std::future_status::ready);
+    EXPECT_EQ(reader.get(), 0);
+    std::fclose(out);
+    other_stream.close();
+    EXPECT_EQ(sim::close_foreign_client(other_program), kIOReturnSuccess);
+}
+
+TEST_F(hid_command_test, a_device_another_program_seized_is_refused_naming_that_program)
+{
+    auto const board = bundled_board();
+    auto const holder =
+        sim::open_foreign_client(board.get_id(), 4242, "karabiner_grabbe", kIOHIDOptionsTypeSeizeDevice);
+    auto const clients_before = plinth::apple::hid_device_clients(board).size();
+    auto const expected = fmt::format("cannot open HID device {:#x}: seized by pid 4242, karabiner_grabbe, which has "
+                                      "exclusive access until it closes the device",
+                                      board.get_id());
+    for (bool const shared : {false, true})
+    {
+        auto chosen = read_options(board.get_id(), 1);
+        chosen.shared = shared;
+        EXPECT_EQ(tool_error_of([&] { return tool::read_hid_reports(chosen, stdout); }), expected) << shared;
+        chosen.output_report = {0x01};
+        EXPECT_EQ(tool_error_of([&] { return tool::write_hid_report(chosen); }), expected) << shared;
+    }
+    // A refused open holds nothing: no client is left behind.
+    EXPECT_EQ(plinth::apple::hid_device_clients(board).size(), clients_before);
+    EXPECT_TRUE(sim::output_reports(board.get_id()).empty());
+    EXPECT_EQ(sim::close_foreign_client(holder), kIOReturnSuccess);
+}
+
+TEST_F(hid_command_test, without_input_monitoring_the_keyboard_is_refused_in_one_line_and_a_gamepad_still_reads)
+{
+    sim::set_hid_access(kIOHIDAccessTypeDenied);
+    auto const usb_keyboard = bundled_device(0x046d, 0xc31c);
+    auto const message =
+        tool_error_of([&] { return tool::run_hid_read(read_options(usb_keyboard.get_id(), 1), stdout); });
+    EXPECT_EQ(message, fmt::format("cannot open HID device {:#x}: not permitted: this program lacks the Input "
+                                   "Monitoring permission (grant it in System Settings > Privacy & Security > Input "
+                                   "Monitoring)",
+                                   usb_keyboard.get_id()));
+    EXPECT_EQ(message.find('\n'), std::string::npos);
+
+    // A game pad is no keyboard, mouse or touch pad: the system lets anyone read it.
+    auto const gamepad = bundled_device(0x046d, 0xc216);
+    plinth::testing::scratch_folder const scratch("hid-read-denied");
+    auto const file = scratch.path() / "out";
+    std::FILE* out = std::fopen(file.c_str(), "w");
+    auto reader =
+        std::async(std::launch::async, [&] { return tool::run_hid_read(read_options(gamepad.get_id(), 1), out); });
+    ASSERT_TRUE(keep_sending_until_printed(gamepad.get_id(), file, reader, 0, std::vector<std::uint8_t>(7)));
+    ASSERT_EQ(reader.wait_for(10s), std::future_status::ready);
+    EXPECT_EQ(reader.get(), 0);
+    std::fclose(out);
+    EXPECT_NE(plinth::testing::read_file(file).find("id 0  00 00 00 00 00 00 00"), std::string::npos);
+}
+
+TEST_F(hid_command_test, write_with_a_timeout_gives_up_on_a_device_that_never_answers)
+{
+    auto const board = bundled_board();
+    sim::stall_report_answers(board.get_id());
+    tool::options chosen;
+    chosen.id = board.get_id();
+    chosen.output_report = {0x01, 0x02};
+    chosen.write_timeout = 100ms;
+    auto writer =
+        std::async(std::launch::async, [&] { return tool_error_of([&] { return tool::write_hid_report(chosen); }); });
+    // Hung for good without the timeout; the bound only keeps a failure from
+    // hanging the suite.
+    ASSERT_EQ(writer.wait_for(60s), std::future_status::ready);
+    EXPECT_EQ(writer.get(), fmt::format("cannot write to HID device {:#x}: timed out: the device did not answer "
+                                        "within 100 ms",
+                                        board.get_id()));
+}
+
+TEST_F(hid_command_test, write_timeouts_are_whole_milliseconds_up_to_iokits_limit)
+{
+    EXPECT_EQ(tool::parse_write_timeout("100"), 100ms);
+    EXPECT_EQ(tool::parse_write_timeout("1"), 1ms);
+    EXPECT_EQ(tool::parse_write_timeout("1200000"), tool::longest_write_timeout);
+    for (auto const* bad : {"0", "-5", "", "abc", "1.5", "100ms", " 100", "+100", "1200001", "99999999999999999999"})
+        EXPECT_FALSE(tool::parse_write_timeout(bad)) << bad;
 }
 
 } // namespace

@@ -26,7 +26,8 @@ void hid_async_read::settle()
         if (auto const alive = stream_alive.lock())
         {
             auto const* const data = static_cast<std::uint8_t const*>(buffer.data());
-            record->lock()->unread = hid_service::data::unread_report{delivered_id, {data, data + bytes}};
+            // Older than any report kept since it was taken: the next read's first.
+            record->lock()->unread.push_front(hid_service::data::unread_report{delivered_id, {data, data + bytes}});
         }
         result = boost::asio::error::operation_aborted;
         bytes = 0;

@@ -7,22 +7,23 @@ namespace plinth::apple::detail {
 
 hid_pending_read::hid_pending_read(hid_service::data& d) noexcept : data(d) {}
 
-std::optional<hid_pending_read::request> hid_pending_read::start(request read, void const* async_read,
-                                                                 hid_run_loop_token token)
+std::optional<hid_pending_read::request> hid_pending_read::start(request read, void const* owner,
+                                                                 std::shared_ptr<hid_run_loop_token> token)
 {
     auto replaced = std::exchange(data.pending_read, std::move(read));
-    data.async_read = async_read;
+    data.read_owner = owner;
     data.read_withdrawn = false;
-    data.read_token.emplace(std::move(token));
+    data.read_token = std::move(token);
     return replaced;
 }
 
 std::size_t hid_pending_read::take_unread(std::uint8_t* report_id, boost::asio::mutable_buffer buffer)
 {
+    auto const& oldest = data.unread.front();
     if (report_id != nullptr)
-        *report_id = data.unread->report_id;
-    auto const n = boost::asio::buffer_copy(buffer, boost::asio::buffer(data.unread->bytes));
-    data.unread.reset();
+        *report_id = oldest.report_id;
+    auto const n = boost::asio::buffer_copy(buffer, boost::asio::buffer(oldest.bytes));
+    data.unread.pop_front();
     return n;
 }
 

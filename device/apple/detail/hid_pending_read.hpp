@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 
 namespace plinth::apple::detail {
@@ -27,12 +28,12 @@ public:
     explicit hid_pending_read(hid_service::data& data) noexcept;
 
     // Makes `read` the pending read, scheduled in the read run-loop mode by
-    // `token`, and `async_read` the asynchronous read it belongs to (null for a
-    // blocking one). Returns the read it replaces, whose handler is never called:
-    // where that is destroyed, under the lock or after, is the caller's choice.
-    std::optional<request> start(request read, void const* async_read, hid_run_loop_token token);
-    // Hands the kept report (data.unread, which must be there) to a read, and
-    // forgets it: its ID to *report_id unless that is null, its bytes, cut to the
+    // `token`, and `owner` the one who started it (see data::read_owner). Returns
+    // the read it replaces, whose handler is never called: where that is
+    // destroyed, under the lock or after, is the caller's choice.
+    std::optional<request> start(request read, void const* owner, std::shared_ptr<hid_run_loop_token> token);
+    // Hands the oldest kept report (data.unread, which must have one) to a read,
+    // and forgets it: its ID to *report_id unless that is null, its bytes, cut to the
     // buffer, to `buffer`. Returns the bytes copied.
     std::size_t take_unread(std::uint8_t* report_id, boost::asio::mutable_buffer buffer);
     // The pending read's handler, the read forgotten. Empty when no read is

@@ -26,7 +26,7 @@ void hid_read_cancellation::operator()(boost::asio::cancellation_type_t type)
     hid_pending_read::completion handler;
     {
         auto locked = record->lock();
-        if (locked->async_read != read)
+        if (locked->read_owner != read)
             return;
         if (!locked->pending_read || !locked->pending_read->handler)
         {

@@ -16,14 +16,17 @@ void hid_service::data::withdraw_read() noexcept
 {
     pending_read.reset();
     read_token.reset();
-    async_read = nullptr;
+    read_owner = nullptr;
     read_withdrawn = true;
 }
 
-void hid_service::data::keep_unread(std::uint8_t report_id, std::uint8_t const* report, std::size_t length)
+bool hid_service::data::keep_unread(std::uint8_t report_id, std::uint8_t const* report, std::size_t length)
 {
+    if (unread.size() >= unread_limit)
+        return false;
     auto const kept = std::min(report_buffer.size(), length);
-    unread = unread_report{report_id, {report, report + kept}};
+    unread.push_back(unread_report{report_id, {report, report + kept}});
+    return true;
 }
 
 bool hid_service::data::take_removal() noexcept
@@ -63,9 +66,20 @@ void hid_service::shutdown() noexcept
     for (auto& stream : streams)
     {
         // Called once the record's lock, held for the taking alone, is released.
-        auto handler = hid_pending_read(*stream.lock()).take_handler();
+        hid_pending_read::completion handler;
+        std::vector<hid_pending_read::completion> requests;
+        {
+            auto locked = stream.lock();
+            handler = hid_pending_read(*locked).take_handler();
+            for (auto& request : locked->requests)
+                if (request.handler)
+                    requests.push_back(std::move(request.handler));
+        }
         if (handler)
             handler(boost::asio::error::operation_aborted, 0);
+        // A request's handler is destroyed uncalled, as the context does with the
+        // handlers it will never run; a blocking caller then learns operation_aborted.
+        requests.clear();
     }
     run_loop_service::shutdown();
 }

@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <list>
 #include <mutex>
@@ -40,13 +41,42 @@ public:
             rig::oneshot_function<void(boost::system::error_code const&, std::size_t)> handler;
         };
 
-        // A report an asynchronous read gave back when it was cancelled after the
-        // report had filled it: the next read takes it before any other.
+        // A report no read has taken yet: one an asynchronous read gave back when
+        // it was cancelled after the report had filled it, one that came for a read
+        // withdrawn meanwhile, or one that came while only a report request kept
+        // the device scheduled. The next read takes the oldest before any other.
         struct unread_report
         {
             std::uint8_t report_id = 0;
             std::vector<std::uint8_t> bytes;
         };
+
+        // A report request (a write, a feature report sent or asked for) that
+        // IOKit has and will call back for: its callback's context. It stays until
+        // that callback, even once its caller has given up (a timeout, a
+        // cancellation, a close), so that IOKit's late call finds it.
+        struct report_request
+        {
+            using completion = rig::oneshot_function<void(boost::system::error_code const&, std::size_t)>;
+
+            rig::owning_mutex<data, std::mutex>* owner = nullptr;
+            // Who made it: an asynchronous operation (which cancel() reaches), or a
+            // blocking caller.
+            void const* maker = nullptr;
+            bool asynchronous = false;
+            // The bytes IOKit sends, or receives into: the library's own, so that a
+            // late completion never touches a caller's buffer.
+            std::vector<std::uint8_t> bytes;
+            // Where a received report goes while its maker still waits.
+            boost::asio::mutable_buffer receive;
+            bool get = false;
+            // Empty once the maker has been completed otherwise.
+            completion handler;
+        };
+
+        // Reports kept for later reads, at most: more are dropped, the newest first,
+        // as the device's own queue does when nobody reads.
+        static constexpr std::size_t unread_limit = 64;
 
         explicit data(io_kit::io_hid_device d);
 
@@ -54,25 +84,36 @@ public:
         // cancellation through its handler's slot). A report the run-loop thread
         // had already taken from the device for it then becomes the unread one.
         void withdraw_read() noexcept;
-        // Keeps a report that no read took for the next read, cut to the size of
-        // the device's report buffer.
-        void keep_unread(std::uint8_t report_id, std::uint8_t const* report, std::size_t length);
+        // Keeps a report that came from the device and no read took, after the
+        // others kept, cut to the size of the device's report buffer; false when
+        // unread_limit are kept already (it is dropped).
+        bool keep_unread(std::uint8_t report_id, std::uint8_t const* report, std::size_t length);
         // Whether a removal is waiting for the next read (see removal_unread); if
         // so, takes it and closes the stream.
         bool take_removal() noexcept;
 
-        // Destroyed in reverse: the pending handler (uncalled), the buffer, the read
-        // then the open scheduling (unscheduling each), the device. Nothing closes it.
+        // Destroyed in reverse: the pending handler (uncalled), the buffer, the
+        // request, read then open scheduling (unscheduling each), the requests IOKit
+        // has (no longer reachable once nothing schedules the device), the device.
+        // Nothing closes it.
         io_kit::io_hid_device device;
+        std::list<report_request> requests;
         std::optional<hid_run_loop_token> open_token;
-        std::optional<hid_run_loop_token> read_token;
+        // The device's scheduling in the read mode, held while a read is pending
+        // and while IOKit has report requests of this stream, whose callbacks come
+        // through the same run loop as the reports. One scheduling shared by both:
+        // IOKit keeps one per loop and mode, and the first unscheduling ends it.
+        std::shared_ptr<hid_run_loop_token> read_token;
+        std::shared_ptr<hid_run_loop_token> request_token;
         std::vector<std::uint8_t> report_buffer;
         std::optional<read_request> pending_read;
         bool opened = false;
-        // The asynchronous read that pending_read belongs to, if any: how a
-        // cancellation from that read's handler knows it is still the pending one.
-        void const* async_read = nullptr;
-        std::optional<unread_report> unread;
+        // Who started pending_read: an asynchronous read's operation, or a
+        // blocking reader's promise. How a cancellation through a handler's slot,
+        // or a timed read's deadline, knows that its read is still the pending one
+        // and not a later read that replaced it.
+        void const* read_owner = nullptr;
+        std::deque<unread_report> unread;
         bool read_withdrawn = false;
         // The device's removal came in the instant its read was withdrawn or
         // cancelled, with no read left to abort: the next read is aborted with it
@@ -100,7 +141,8 @@ public:
     void erase_data(iterator it) noexcept;
 
     // Completes every pending read with operation_aborted on the calling thread,
-    // then stops the run loop. Devices stay open and scheduled.
+    // destroys the handlers of the report requests uncalled, then stops the run
+    // loop. Devices stay open and scheduled.
     void shutdown() noexcept override;
 
     // True from the start of shutdown(): completions must then run on the calling

@@ -40,6 +40,15 @@ IOReturn IOHIDDeviceSetReport(IOHIDDeviceRef device, IOHIDReportType reportType,
 IOReturn IOHIDDeviceGetReport(IOHIDDeviceRef device, IOHIDReportType reportType, CFIndex reportID, uint8_t* report,
                               CFIndex* pReportLength);
 
+// Asynchronous: kIOReturnSuccess at once, then `callback` once, through the run
+// loops the device is scheduled in. `timeout` is in milliseconds.
+IOReturn IOHIDDeviceSetReportWithCallback(IOHIDDeviceRef device, IOHIDReportType reportType, CFIndex reportID,
+                                          const uint8_t* report, CFIndex reportLength, CFTimeInterval timeout,
+                                          IOHIDReportCallback callback, void* context);
+IOReturn IOHIDDeviceGetReportWithCallback(IOHIDDeviceRef device, IOHIDReportType reportType, CFIndex reportID,
+                                          uint8_t* report, CFIndex* pReportLength, CFTimeInterval timeout,
+                                          IOHIDReportCallback callback, void* context);
+
 #ifdef __cplusplus
 }
 #endif

@@ -10,6 +10,12 @@
 
 #define kIOHIDDeviceKey "IOHIDDevice"
 
+// The size of a client's report queue: MaxReportBufferCount entries of
+// ReportBufferEntrySize bytes, from the device's properties or set on one
+// IOHIDDeviceRef with IOHIDDeviceSetProperty.
+#define kIOHIDMaxReportBufferCountKey "MaxReportBufferCount"
+#define kIOHIDReportBufferEntrySizeKey "ReportBufferEntrySize"
+
 enum
 {
     kIOHIDOptionsTypeNone = 0x00,

@@ -2,13 +2,16 @@
 #include "sim/detail/hid/hid_client.hpp"
 
 #include "sim/detail/hid/hid_hardware.hpp"
+#include "sim/detail/hid/user_client_creator.hpp"
+#include "sim/detail/hid/hid_report_requests.hpp"
 
 #include <IOKit/hid/IOHIDKeys.h>
 
 #include <boost/container/small_vector.hpp>
 
 #include <algorithm>
-#include <cstring>
+#include <optional>
+#include <utility>
 
 namespace plinth::sim::detail {
 namespace {
@@ -27,6 +30,11 @@ std::shared_ptr<hid_client> hid_client::create(std::shared_ptr<hid_hardware> har
     std::shared_ptr<hid_client> client(new hid_client);
     client->hardware_ = std::move(hardware);
     client->device_ = device;
+    client->token_ = hid_hardware::new_client_token();
+    client->requests_ = hid_report_requests::create(client->hardware_, [weak = std::weak_ptr<hid_client>(client)] {
+        if (auto const self = weak.lock())
+            self->signal_if_pending();
+    });
     CFRunLoopSourceContext context{};
     // The source holds the client while it is in a loop, so that a delivery in
     // flight never outlives it.
@@ -47,12 +55,20 @@ hid_client::~hid_client() = default;
 void hid_client::detach()
 {
     std::vector<scheduling> schedulings;
+    bool was_open = false;
     {
         std::lock_guard const lock(mutex_);
         schedulings.swap(schedulings_);
         input_callback_ = nullptr;
         removal_callback_ = nullptr;
+        was_open = std::exchange(open_, false);
+        if (queue_)
+            queue_->clear();
     }
+    // Releasing the last reference to an open IOHIDDeviceRef closes it: its user
+    // client leaves the device, and a seize it held ends.
+    if (was_open)
+        hardware_->close(token_);
     CFRunLoopSourceInvalidate(source_);
     for (auto const& s : schedulings)
     {
@@ -64,29 +80,35 @@ void hid_client::detach()
 
 IOReturn hid_client::open(IOOptionBits options)
 {
-    if (hardware_->is_removed())
-        return kIOReturnOffline;
-    bool const seize = (options & kIOHIDOptionsTypeSeizeDevice) != 0;
-    bool const refused = hardware_->seized_by_other(this);
-    std::lock_guard const lock(mutex_);
-    // Refused or not, the client counts as open: it gets no reports while another
-    // client holds the device seized.
-    open_ = true;
-    if (refused)
-        return kIOReturnExclusiveAccess;
-    seizing_ = seizing_ || seize;
-    return kIOReturnSuccess;
+    auto const result = hardware_->open(token_, options, this_process_creator());
+    // Refused for exclusive access or not, the client counts as open: it gets no
+    // reports while another client holds the device seized.
+    if (result == kIOReturnSuccess || result == kIOReturnExclusiveAccess)
+    {
+        std::lock_guard const lock(mutex_);
+        open_ = true;
+    }
+    return result;
 }
 
 IOReturn hid_client::close()
 {
-    std::lock_guard const lock(mutex_);
-    if (!open_)
-        return kIOReturnNotOpen;
-    open_ = false;
-    seizing_ = false;
-    queue_.clear();
+    {
+        std::lock_guard const lock(mutex_);
+        if (!open_)
+            return kIOReturnNotOpen;
+        open_ = false;
+        if (queue_)
+            queue_->clear();
+    }
+    hardware_->close(token_);
     return kIOReturnSuccess;
+}
+
+std::size_t hid_client::schedulings() const
+{
+    std::lock_guard const lock(mutex_);
+    return schedulings_.size();
 }
 
 bool hid_client::is_open() const
@@ -95,22 +117,51 @@ bool hid_client::is_open() const
     return open_;
 }
 
-bool hid_client::is_seizing() const
-{
-    std::lock_guard const lock(mutex_);
-    return open_ && seizing_;
-}
-
 void hid_client::register_input(std::uint8_t* buffer, CFIndex length, IOHIDReportCallback callback, void* context)
 {
+    // The queue's size is looked up on the user client, then on the device.
+    auto const device_count = hardware_->device_number(kIOHIDMaxReportBufferCountKey);
+    auto const device_entry_size = hardware_->device_number(kIOHIDReportBufferEntrySizeKey);
+    bool made_queue = false;
     {
         std::lock_guard const lock(mutex_);
         buffer_ = buffer;
         buffer_length_ = length;
         input_callback_ = callback;
         input_context_ = context;
+        // Registering a report callback makes the client's kernel queue, once: queue
+        // properties set later change nothing.
+        if (callback != nullptr && !queue_)
+        {
+            auto const count = max_report_buffer_count_ ? max_report_buffer_count_ : device_count;
+            auto const entry_size = report_buffer_entry_size_ ? report_buffer_entry_size_ : device_entry_size;
+            queue_.emplace(hid_report_queue::capacity_for(count.value_or(0), entry_size.value_or(0)));
+            made_queue = true;
+        }
     }
+    if (made_queue)
+        hardware_->refresh_client_states();
     signal_if_pending();
+}
+
+bool hid_client::set_queue_property(std::string const& key, std::uint64_t number)
+{
+    std::lock_guard const lock(mutex_);
+    if (key == kIOHIDMaxReportBufferCountKey)
+        max_report_buffer_count_ = number;
+    else if (key == kIOHIDReportBufferEntrySizeKey)
+        report_buffer_entry_size_ = number;
+    else
+        return false;
+    return true;
+}
+
+std::optional<hid_client::queue_state> hid_client::report_queue_state() const
+{
+    std::lock_guard const lock(mutex_);
+    if (!queue_)
+        return std::nullopt;
+    return queue_state{queue_->capacity(), queue_->drops()};
 }
 
 void hid_client::register_removal(IOHIDCallback callback, void* context)
@@ -156,15 +207,16 @@ void hid_client::unschedule(CFRunLoopRef loop, CFStringRef mode)
     CFRelease(gone.mode);
 }
 
-bool hid_client::queue_report(std::uint32_t report_id, std::vector<std::uint8_t> bytes)
+bool hid_client::queue_report(std::uint32_t report_id, std::span<std::uint8_t const> bytes)
 {
     {
         std::lock_guard const lock(mutex_);
-        if (!open_)
-            return true; // nobody listens: the report goes nowhere
-        if (queue_.size() >= report_queue_size)
+        // The queue fills only while started: the device open and a report callback
+        // registered. Otherwise the report goes nowhere and counts as no drop.
+        if (!open_ || input_callback_ == nullptr || !queue_)
+            return true;
+        if (!queue_->push(report_id, bytes))
             return false;
-        queue_.push_back({report_id, std::move(bytes)});
     }
     signal_if_pending();
     return true;
@@ -175,8 +227,10 @@ void hid_client::removed()
     {
         std::lock_guard const lock(mutex_);
         removal_pending_ = true;
-        queue_.clear();
+        if (queue_)
+            queue_->clear();
     }
+    requests_->abort_all();
     signal_if_pending();
 }
 
@@ -187,8 +241,8 @@ void hid_client::signal_if_pending()
     boost::container::small_vector<CFRunLoopRef, 8> loops;
     {
         std::lock_guard const lock(mutex_);
-        bool const work = (removal_pending_ && removal_callback_ != nullptr) ||
-                          (!queue_.empty() && input_callback_ != nullptr && open_);
+        bool const work = (removal_pending_ && removal_callback_ != nullptr) || requests_->has_completed() ||
+                          (queue_ && !queue_->empty() && input_callback_ != nullptr && open_);
         if (!work)
             return;
         for (auto const& s : schedulings_)
@@ -210,8 +264,11 @@ void hid_client::perform(void* info)
     (*static_cast<client_handle*>(info))->deliver_one();
 }
 
-// One delivery per perform: a callback that unschedules its device (or closes it)
-// stops the next one, as it would between two messages on a Mac.
+// One delivery per perform. A Mac drains every queued report in one source
+// callout; whether a callback that unschedules its device there stops the drain
+// is not known, so the simulation keeps the cautious reading: a callback that
+// unschedules its device (or closes it) stops the next delivery, and the report
+// stays queued for a loop that serves the device again.
 void hid_client::deliver_one()
 {
     IOHIDCallback removal = nullptr;
@@ -219,7 +276,8 @@ void hid_client::deliver_one()
     IOHIDReportCallback input = nullptr;
     void* input_context = nullptr;
     std::uint8_t* buffer = nullptr;
-    report delivered{};
+    std::optional<hid_report_queue::taken> delivered;
+    std::optional<hid_report_requests::completion> request;
     {
         std::lock_guard const lock(mutex_);
         if (removal_pending_ && removal_callback_ != nullptr)
@@ -228,26 +286,33 @@ void hid_client::deliver_one()
             removal = removal_callback_;
             removal_context = removal_context_;
         }
-        else if (!queue_.empty() && input_callback_ != nullptr && open_)
+        // A request's completion goes through the device's source, the one that
+        // carries its input reports, on the loops and modes it is scheduled in.
+        else if (auto taken = requests_->take_completed())
+            request = std::move(taken);
+        else if (queue_ && !queue_->empty() && input_callback_ != nullptr && open_)
         {
-            delivered = std::move(queue_.front());
-            queue_.pop_front();
             input = input_callback_;
             input_context = input_context_;
             buffer = buffer_;
-            auto const n = std::min<std::size_t>(delivered.bytes.size(),
-                                                 static_cast<std::size_t>(std::max<CFIndex>(buffer_length_, 0)));
-            if (n != 0)
-                std::memcpy(buffer, delivered.bytes.data(), n);
+            // The report is cut to the registered buffer; the callback still learns its size.
+            auto const room = buffer_ == nullptr ? 0 : static_cast<std::size_t>(std::max<CFIndex>(buffer_length_, 0));
+            delivered = queue_->pop({buffer_, room});
         }
     }
     if (removal != nullptr)
         removal(removal_context, kIOReturnSuccess, device_);
+    else if (request)
+    {
+        if (request->callback != nullptr)
+            request->callback(request->context, request->result, device_, request->type, request->report_id,
+                              request->report, request->length);
+    }
     else if (input != nullptr)
     {
         hardware_->report_delivery();
-        input(input_context, kIOReturnSuccess, device_, kIOHIDReportTypeInput, delivered.report_id, buffer,
-              static_cast<CFIndex>(delivered.bytes.size()));
+        input(input_context, kIOReturnSuccess, device_, kIOHIDReportTypeInput, delivered->report_id, buffer,
+              static_cast<CFIndex>(delivered->length));
     }
     signal_if_pending();
 }

@@ -5,16 +5,20 @@
 #include <IOKit/IOTypes.h>
 #include <IOKit/hid/IOHIDBase.h>
 
+#include "sim/detail/hid/hid_report_queue.hpp"
+
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <mutex>
+#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 namespace plinth::sim::detail {
 
 class hid_hardware;
+class hid_report_requests;
 
 // One client's link to a HID device: what one IOHIDDeviceRef has open, the
 // callbacks it registered, the input reports the kernel queued for it, and the
@@ -24,42 +28,55 @@ class hid_hardware;
 class hid_client : public std::enable_shared_from_this<hid_client>
 {
 public:
-    // The kernel's per-client queue of input reports (IOHIDLibUserClient's report
-    // queue): reports wait here while no loop serves the client; when it is full
-    // the newest report is dropped and counted.
-    static constexpr std::size_t report_queue_size = 64;
+    // What the client's report queue tells of itself in its user client's
+    // "DebugState" (one entry of "EventQueueMap").
+    struct queue_state
+    {
+        std::size_t capacity; // bytes
+        std::uint64_t drops;
+    };
 
     static std::shared_ptr<hid_client> create(std::shared_ptr<hid_hardware> hardware, IOHIDDeviceRef device);
     ~hid_client();
 
     hid_hardware& hardware() const noexcept { return *hardware_; }
+    // How the device knows this client among those that open it.
+    std::uint64_t token() const noexcept { return token_; }
+    // The set and get report requests made with a callback; their completions are
+    // delivered with the input reports, through the same source.
+    hid_report_requests& requests() const noexcept { return *requests_; }
 
     IOReturn open(IOOptionBits options);
     IOReturn close();
     bool is_open() const;
-    bool is_seizing() const;
+    // The (run loop, mode) pairs the client is scheduled in.
+    std::size_t schedulings() const;
 
+    // The first report callback makes the client's report queue (hid_report_queue),
+    // sized by the queue properties set on the client, else by the device's.
     void register_input(std::uint8_t* buffer, CFIndex length, IOHIDReportCallback callback, void* context);
+    // IOHIDDeviceSetProperty of "MaxReportBufferCount" or "ReportBufferEntrySize":
+    // kept for a queue made afterwards; false for any other key.
+    bool set_queue_property(std::string const& key, std::uint64_t number);
+    // Nullopt until the client has a report queue.
+    std::optional<queue_state> report_queue_state() const;
     void register_removal(IOHIDCallback callback, void* context);
     void schedule(CFRunLoopRef loop, CFStringRef mode);
     void unschedule(CFRunLoopRef loop, CFStringRef mode);
 
-    // From the device: one input report (queued, or dropped when the queue is
-    // full; false then), and its removal.
-    bool queue_report(std::uint32_t report_id, std::vector<std::uint8_t> bytes);
+    // From the device: one input report (queued while the client is open with a
+    // report callback; dropped and counted when the queue is full, false then), and
+    // its removal (which aborts the pending requests).
+    bool queue_report(std::uint32_t report_id, std::span<std::uint8_t const> bytes);
     void removed();
 
-    // Takes the source off every loop; called when the device object goes.
+    // Takes the source off every loop and closes the device if open (the
+    // connection ends with the IOHIDDeviceRef); called when the device object goes.
     void detach();
 
 private:
     hid_client() = default;
 
-    struct report
-    {
-        std::uint32_t report_id;
-        std::vector<std::uint8_t> bytes;
-    };
     struct scheduling
     {
         CFRunLoopRef loop; // retained
@@ -72,12 +89,13 @@ private:
     void signal_if_pending();
 
     std::shared_ptr<hid_hardware> hardware_;
+    std::shared_ptr<hid_report_requests> requests_;
     IOHIDDeviceRef device_ = nullptr; // not retained: the device object owns this client
+    std::uint64_t token_ = 0;
     CFRunLoopSourceRef source_ = nullptr;
 
     mutable std::mutex mutex_;
     bool open_ = false;
-    bool seizing_ = false;
     bool removal_pending_ = false;
     std::uint8_t* buffer_ = nullptr;
     CFIndex buffer_length_ = 0;
@@ -85,7 +103,9 @@ private:
     void* input_context_ = nullptr;
     IOHIDCallback removal_callback_ = nullptr;
     void* removal_context_ = nullptr;
-    std::deque<report> queue_;
+    std::optional<std::uint64_t> max_report_buffer_count_;
+    std::optional<std::uint64_t> report_buffer_entry_size_;
+    std::optional<hid_report_queue> queue_;
     std::vector<scheduling> schedulings_;
 };
 

@@ -2,7 +2,10 @@
 #include "sim/detail/hid/hid_device_object.hpp"
 
 #include "sim/detail/cf/cf_type_registry.hpp"
+#include "sim/detail/hid/hid_access.hpp"
 #include "sim/detail/hid/hid_client.hpp"
+#include "sim/detail/registry/input_monitoring_tag.hpp"
+#include "sim/detail/registry/registry_model.hpp"
 
 #include <sstream>
 
@@ -42,6 +45,24 @@ CFTypeID hid_device_object::class_type_id()
 void hid_device_object::attach_client(std::shared_ptr<hid_client> client)
 {
     client_ = std::move(client);
+}
+
+IOReturn hid_device_object::connect()
+{
+    bool const gated = registry_model::instance().read([&](registry_model const&) {
+        auto const* tag = entry_->find_property(requires_tcc_authorization_key);
+        return tag != nullptr && *tag == value(true);
+    });
+    if (!gated)
+        return kIOReturnSuccess;
+    std::lock_guard const lock(mutex_);
+    // A device tagged for Input Monitoring asks the user (listen-event access) the
+    // first time its IOHIDDeviceRef needs the kernel, whatever the open options; the
+    // answer is kept in the IOHIDDeviceRef, and a refusal stops the connection
+    // before it reaches the kernel, so no user client appears.
+    if (!listen_access_)
+        listen_access_ = hid_access::instance().request(kIOHIDRequestTypeListenEvent);
+    return *listen_access_ ? kIOReturnSuccess : kIOReturnNotPermitted;
 }
 
 CFTypeRef hid_device_object::property(CFStringRef key)

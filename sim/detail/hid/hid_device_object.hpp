@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 
 namespace plinth::sim::detail {
@@ -30,6 +31,11 @@ public:
     hid_client& client() const noexcept { return *client_; }
     void attach_client(std::shared_ptr<hid_client> client);
 
+    // What every call that needs the device object's kernel connection calls
+    // first: kIOReturnNotPermitted when the user denies this process Input
+    // Monitoring for the device, else kIOReturnSuccess.
+    IOReturn connect();
+
     // The property `key` of the service or its nearest IOService ancestor that has
     // it; kept until the device goes. Null when absent.
     CFTypeRef property(CFStringRef key);
@@ -42,6 +48,7 @@ private:
     std::shared_ptr<hid_client> client_;
     std::mutex mutex_;
     std::map<std::string, CFTypeRef> properties_; // retained
+    std::optional<bool> listen_access_;           // the user's answer, once asked
 };
 
 } // namespace plinth::sim::detail

@@ -2,6 +2,7 @@
 #include "sim/detail/registry/registry_model.hpp"
 
 #include "sim/detail/kernel/hex_text.hpp"
+#include "sim/detail/registry/input_monitoring_tag.hpp"
 #include "sim/detail/registry/link_loop_finder.hpp"
 #include "sim/detail/registry/plane_walk.hpp"
 
@@ -109,23 +110,45 @@ entry_id registry_model::add_entry(entry_spec const& new_entry, entry_id parent,
     std::shared_ptr<registry_entry> added;
     {
         lock_type lock(mutex_);
-        auto& parent_entry = require(parent, "add_entry");
-        if (new_entry.class_name.empty())
-            throw std::invalid_argument("add_entry: an entry needs a class");
-        if (plane.empty())
-            throw std::invalid_argument("add_entry: an entry needs a plane");
-        auto const id = new_entry.id ? *new_entry.id : next_free_id();
-        if (entries_.contains(id))
-            throw std::invalid_argument("add_entry: registry entry ID " + hex_text(id) + " is taken");
-        added = create_entry(id, new_entry.class_name, new_entry.name, new_entry.location, plane);
-        for (auto const& [key, property] : new_entry.properties)
-            added->set_property(key, property);
-        link(parent_entry, *added, plane);
-        ++generation_;
+        added = add_locked(new_entry, require(parent, "add_entry"), plane);
     }
     if (plane == service_plane)
         notify({added}, {});
     return added->id();
+}
+
+std::shared_ptr<registry_entry> registry_model::add_child(std::shared_ptr<registry_entry> const& parent,
+                                                          entry_spec const& new_entry, std::string const& plane)
+{
+    std::shared_ptr<registry_entry> added;
+    {
+        lock_type lock(mutex_);
+        if (!parent->registered())
+            return nullptr;
+        added = add_locked(new_entry, *parent, plane);
+    }
+    if (plane == service_plane)
+        notify({added}, {});
+    return added;
+}
+
+std::shared_ptr<registry_entry> registry_model::add_locked(entry_spec const& new_entry, registry_entry& parent,
+                                                           std::string const& plane)
+{
+    if (new_entry.class_name.empty())
+        throw std::invalid_argument("add_entry: an entry needs a class");
+    if (plane.empty())
+        throw std::invalid_argument("add_entry: an entry needs a plane");
+    auto const id = new_entry.id ? *new_entry.id : next_free_id();
+    if (entries_.contains(id))
+        throw std::invalid_argument("add_entry: registry entry ID " + hex_text(id) + " is taken");
+    auto added = create_entry(id, new_entry.class_name, new_entry.name, new_entry.location, plane);
+    for (auto const& [key, property] : new_entry.properties)
+        added->set_property(key, property);
+    link(parent, *added, plane);
+    tag_for_input_monitoring(*added, *this);
+    ++generation_;
+    return added;
 }
 
 void registry_model::attach(entry_id child, entry_id parent, std::string const& plane,
@@ -179,53 +202,78 @@ void registry_model::remove_entry(entry_id id)
         auto& entry = require(id, "remove_entry");
         if (&entry == root_.get())
             throw std::invalid_argument("remove_entry: the root entry cannot be removed");
-
-        // A descendant goes too when, in the plane that links it below a doomed
-        // entry, every parent it has there goes: a service whose last provider
-        // terminates terminates with it, whatever holds it in other planes.
-        std::vector<registry_entry*> doomed{&entry};
-        std::unordered_set<registry_entry*> doomed_set{&entry};
-        auto const all_parents_doomed = [&](registry_entry const& candidate, std::string_view plane) {
-            return std::ranges::all_of(candidate.links(plane)->parents,
-                                       [&](registry_entry* parent) { return doomed_set.contains(parent); });
-        };
-        for (bool grew = true; grew;)
-        {
-            grew = false;
-            for (std::size_t index = 0; index < doomed.size(); ++index)
-                for (auto const& [plane, links] : doomed[index]->all_links())
-                    for (auto* child : links.children)
-                        if (!doomed_set.contains(child) && all_parents_doomed(*child, plane))
-                        {
-                            doomed.push_back(child);
-                            doomed_set.insert(child);
-                            grew = true;
-                        }
-        }
-
-        for (auto* gone : doomed)
-        {
-            for (auto const& [plane, links] : gone->all_links())
-            {
-                for (auto* parent : links.parents)
-                    if (!doomed_set.contains(parent))
-                        std::erase(parent->links_for(plane).children, gone);
-                for (auto* child : links.children)
-                    if (!doomed_set.contains(child))
-                        std::erase(child->links_for(plane).parents, gone);
-            }
-        }
-        for (auto* gone : doomed)
-        {
-            gone->clear_links();
-            gone->set_registered(false);
-            auto const found = entries_.find(gone->id());
-            terminated.push_back(found->second);
-            entries_.erase(found);
-        }
-        ++generation_;
+        terminated = remove_locked(entry);
     }
     notify({}, terminated);
+}
+
+void registry_model::remove_entry(std::shared_ptr<registry_entry> const& entry)
+{
+    std::vector<std::shared_ptr<registry_entry>> terminated;
+    {
+        lock_type lock(mutex_);
+        if (!entry->registered() || entry == root_)
+            return;
+        terminated = remove_locked(*entry);
+    }
+    notify({}, terminated);
+}
+
+void registry_model::set_property(registry_entry& entry, std::string const& key, value v)
+{
+    lock_type lock(mutex_);
+    if (entry.registered())
+        entry.set_property(key, std::move(v));
+}
+
+std::vector<std::shared_ptr<registry_entry>> registry_model::remove_locked(registry_entry& entry)
+{
+    std::vector<std::shared_ptr<registry_entry>> terminated;
+    // A descendant goes too when, in the plane that links it below a doomed
+    // entry, every parent it has there goes: a service whose last provider
+    // terminates terminates with it, whatever holds it in other planes.
+    std::vector<registry_entry*> doomed{&entry};
+    std::unordered_set<registry_entry*> doomed_set{&entry};
+    auto const all_parents_doomed = [&](registry_entry const& candidate, std::string_view plane) {
+        return std::ranges::all_of(candidate.links(plane)->parents,
+                                   [&](registry_entry* parent) { return doomed_set.contains(parent); });
+    };
+    for (bool grew = true; grew;)
+    {
+        grew = false;
+        for (std::size_t index = 0; index < doomed.size(); ++index)
+            for (auto const& [plane, links] : doomed[index]->all_links())
+                for (auto* child : links.children)
+                    if (!doomed_set.contains(child) && all_parents_doomed(*child, plane))
+                    {
+                        doomed.push_back(child);
+                        doomed_set.insert(child);
+                        grew = true;
+                    }
+    }
+
+    for (auto* gone : doomed)
+    {
+        for (auto const& [plane, links] : gone->all_links())
+        {
+            for (auto* parent : links.parents)
+                if (!doomed_set.contains(parent))
+                    std::erase(parent->links_for(plane).children, gone);
+            for (auto* child : links.children)
+                if (!doomed_set.contains(child))
+                    std::erase(child->links_for(plane).parents, gone);
+        }
+    }
+    for (auto* gone : doomed)
+    {
+        gone->clear_links();
+        gone->set_registered(false);
+        auto const found = entries_.find(gone->id());
+        terminated.push_back(found->second);
+        entries_.erase(found);
+    }
+    ++generation_;
+    return terminated;
 }
 
 void registry_model::add_class(std::string const& class_name, std::string const& superclass)
@@ -294,6 +342,8 @@ void registry_model::merge(dump const& d)
             for (std::size_t index = 0; index + 1 < chain.size(); ++index)
                 classes_.add(chain[index], chain[index + 1]);
         }
+        for (auto const& dumped_entry : d.entries)
+            tag_for_input_monitoring(*entries_.at(dumped_entry.id), *this);
 
         for (auto const& [parent_id, child_id] : d.links)
         {

@@ -53,6 +53,15 @@ public:
     bool contains(entry_id id) const;
     std::size_t entry_count() const;
 
+    // The same changes for a model that holds an entry it made itself (a user
+    // client below its device): an entry that has left the registry is left alone,
+    // as its ID may name another entry by then. add_child gives null when the
+    // parent has left.
+    std::shared_ptr<registry_entry> add_child(std::shared_ptr<registry_entry> const& parent,
+                                              entry_spec const& new_entry, std::string const& plane);
+    void set_property(registry_entry& entry, std::string const& key, value v);
+    void remove_entry(std::shared_ptr<registry_entry> const& entry);
+
     void add_observer(std::shared_ptr<registry_observer> observer);
     void remove_observer(registry_observer const* observer);
 
@@ -82,6 +91,10 @@ private:
                                                         std::optional<std::string> location,
                                                         std::string_view first_plane);
     void reset_locked();
+    std::shared_ptr<registry_entry> add_locked(entry_spec const& new_entry, registry_entry& parent,
+                                               std::string const& plane);
+    // Unlinks the entry and each descendant that goes with it; returns them all.
+    std::vector<std::shared_ptr<registry_entry>> remove_locked(registry_entry& entry);
     // Throws std::invalid_argument when merging the dump would link a loop, the
     // root included, in its plane.
     void refuse_loops(dump const& d) const;

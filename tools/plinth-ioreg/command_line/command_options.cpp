@@ -6,6 +6,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <fmt/format.h>
+
 #include <charconv>
 #include <string>
 
@@ -41,6 +43,23 @@ CLI::Validator hex_bytes_validator()
     return CLI::Validator(
         [](std::string& text) { return parse_hex_bytes(text) ? std::string() : "not bytes in hexadecimal: " + text; },
         "");
+}
+
+CLI::Validator write_timeout_validator()
+{
+    return CLI::Validator(
+        [](std::string& text) {
+            return parse_write_timeout(text)
+                       ? std::string()
+                       : fmt::format("not a timeout of 1 to {} milliseconds: {}", longest_write_timeout.count(), text);
+        },
+        "");
+}
+
+void add_shared_flag(CLI::App& command, options& chosen)
+{
+    command.add_flag("--shared", chosen.shared,
+                     "Open the device shared, beside the other programs that have it open, instead of seizing it");
 }
 
 } // namespace
@@ -133,6 +152,7 @@ std::function<void()> add_hid_read_options(CLI::App& read, options& chosen)
         ->type_name("N")
         ->check(CLI::PositiveNumber);
     read.add_flag("--decode", chosen.decode, "Print each report as usage = value pairs, read by its report descriptor");
+    add_shared_flag(read, chosen);
     return [&chosen, id] { chosen.id = parse_entry_id(id->as<std::string>()); };
 }
 
@@ -146,9 +166,16 @@ std::function<void()> add_hid_write_options(CLI::App& write, options& chosen)
                       ->required()
                       ->type_name("HEX")
                       ->check(hex_bytes_validator());
-    return [&chosen, id, bytes] {
+    add_shared_flag(write, chosen);
+    auto* timeout =
+        write.add_option("--timeout", "Give up when the device has not taken the report after MS milliseconds")
+            ->type_name("MS")
+            ->check(write_timeout_validator());
+    return [&chosen, id, bytes, timeout] {
         chosen.id = parse_entry_id(id->as<std::string>());
         chosen.output_report = *parse_hex_bytes(bytes->as<std::string>());
+        if (!timeout->empty())
+            chosen.write_timeout = parse_write_timeout(timeout->as<std::string>());
     };
 }
 

@@ -38,7 +38,8 @@ constexpr command commands[] = {
     {"watch", "Print each matching entry that arrives or leaves (time, +/-, class, name, ID, path) until Ctrl-C",
      add_watch_options, run_watch},
     {"hid",
-     "Every HID device: usage, vendor:product, product, report sizes, ID and path; or describe, read and write one",
+     "Every HID device: usage, vendor:product, product, report sizes, ID, path and who has it open; or describe, read "
+     "and write one",
      add_hid_options, print_hid_listing, hid_subcommands},
 };
 

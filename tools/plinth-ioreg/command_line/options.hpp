@@ -3,6 +3,7 @@
 
 #include "tools/plinth-ioreg/walk/search_criteria.hpp"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -32,6 +33,8 @@ struct options
     std::optional<std::size_t> count;         // hid read: stop after this many reports
     bool decode = false;                      // hid read: usage = value pairs instead of bytes
     std::vector<std::uint8_t> output_report;  // hid write: the output report's bytes
+    bool shared = false;                      // hid read, write: open the device shared, not seized
+    std::optional<std::chrono::milliseconds> write_timeout; // hid write: give up after this long
 };
 
 // The command line's outcome: the options to run with, or, after help, the

@@ -2,6 +2,7 @@
 #include "tools/plinth-ioreg/hid/hid_command.hpp"
 
 #include "device/apple/hid_stream.hpp"
+#include "error/apple/hid_errc.hpp"
 #include "hid/report_descriptor.hpp"
 #include "hid/usage_names.hpp"
 #include "io_kit/io_hid_device.hpp"
@@ -13,6 +14,7 @@
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
 #include "tools/plinth-ioreg/registry/registry_source.hpp"
 
+#include <boost/asio/error.hpp>
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/signal_set.hpp>
@@ -24,6 +26,7 @@
 
 #include <atomic>
 #include <cctype>
+#include <charconv>
 #include <csignal>
 #include <functional>
 #include <optional>
@@ -101,18 +104,45 @@ private:
     std::thread thread_;
 };
 
-// The HID device a command names, opened on a context of its own; a device that
-// cannot be opened is an error carrying the library's own line about it.
+// Why the device would not open, in words a user can act on: who holds it, or
+// where to grant the permission that is missing.
+std::string open_failure(apple::hid_stream const& stream, boost::system::error_code const& ec,
+                         std::string const& logged)
+{
+    if (ec == apple::hid_errc::input_monitoring_denied)
+        return ec.message() + " (grant it in System Settings > Privacy & Security > Input Monitoring)";
+    if (ec == apple::hid_errc::seized_by_another)
+    {
+        if (auto const holder = stream.seizer())
+            return "seized by " + holder->describe() + ", which has exclusive access until it closes the device";
+        return ec.message();
+    }
+    if (ec)
+        return ec.message();
+    return logged.empty() ? "unknown error" : logged;
+}
+
+// The HID device a command names, opened on a context of its own, seized unless
+// --shared; a device that cannot be opened is an error saying why.
 class hid_session
 {
 public:
     explicit hid_session(options const& chosen) : id_(*chosen.id)
     {
-        prepare_registry(chosen.registries);
-        stream.emplace(io.get_executor(), find_hid_device(id_));
-        if (!stream->is_open())
-            throw tool_error(fmt::format("cannot open HID device {}: {}", format_entry_id(id_),
-                                         log_.last().empty() ? "unknown error" : log_.last()));
+        auto const mode = chosen.shared ? apple::hid_open_mode::shared : apple::hid_open_mode::seized;
+        stream.emplace(io.get_executor(), find_hid_device(id_), mode);
+        if (stream->is_open())
+            return;
+        // The constructor only logs why it failed; opening again gives the error
+        // itself. It asks nothing of the user twice: the system keeps its Input
+        // Monitoring answer for the device's handle, and a refused open holds
+        // nothing.
+        boost::system::error_code ec;
+        stream->open(mode, ec);
+        if (!ec && stream->is_open())
+            return;
+        throw tool_error(
+            fmt::format("cannot open HID device {}: {}", format_entry_id(id_), open_failure(*stream, ec, log_.last())));
     }
 
     std::uint64_t id() const noexcept { return id_; }
@@ -144,6 +174,16 @@ std::optional<std::vector<std::uint8_t>> parse_hex_bytes(std::string const& text
     for (std::size_t i = 0; i < digits.size(); i += 2)
         bytes.push_back(static_cast<std::uint8_t>(std::stoi(digits.substr(i, 2), nullptr, 16)));
     return bytes;
+}
+
+std::optional<std::chrono::milliseconds> parse_write_timeout(std::string const& text)
+{
+    std::int64_t ms = 0;
+    auto const [end, error] = std::from_chars(text.data(), text.data() + text.size(), ms);
+    if (text.empty() || error != std::errc() || end != text.data() + text.size() || ms < 1 ||
+        ms > longest_write_timeout.count())
+        return std::nullopt;
+    return std::chrono::milliseconds(ms);
 }
 
 std::string format_input_report(std::chrono::system_clock::time_point time, std::uint8_t report_id,
@@ -186,6 +226,18 @@ std::string format_decoded_report(std::chrono::system_clock::time_point time, st
 }
 
 int run_hid_read(options const& chosen, std::FILE* out)
+{
+    prepare_registry(chosen.registries);
+    return read_hid_reports(chosen, out);
+}
+
+int run_hid_write(options const& chosen)
+{
+    prepare_registry(chosen.registries);
+    return write_hid_report(chosen);
+}
+
+int read_hid_reports(options const& chosen, std::FILE* out)
 {
     hid_session session(chosen);
     auto& io = session.io;
@@ -253,12 +305,20 @@ int run_hid_read(options const& chosen, std::FILE* out)
     return 0;
 }
 
-int run_hid_write(options const& chosen)
+int write_hid_report(options const& chosen)
 {
     hid_session session(chosen);
     std::uint8_t report_id = 0;
+    apple::basic_hid_report<boost::asio::const_buffer> const report{&report_id,
+                                                                    boost::asio::buffer(chosen.output_report)};
     boost::system::error_code ec;
-    session.stream->write({&report_id, boost::asio::buffer(chosen.output_report)}, ec);
+    if (chosen.write_timeout)
+        session.stream->write(report, *chosen.write_timeout, ec);
+    else
+        session.stream->write(report, ec);
+    if (chosen.write_timeout && ec == boost::asio::error::timed_out)
+        throw tool_error(fmt::format("cannot write to HID device {}: timed out: the device did not answer within {} ms",
+                                     format_entry_id(session.id()), chosen.write_timeout->count()));
     if (ec)
         throw tool_error(fmt::format("cannot write to HID device {}: {}", format_entry_id(session.id()), ec.message()));
     return 0;

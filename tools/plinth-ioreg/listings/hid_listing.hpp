@@ -12,6 +12,14 @@
 
 namespace plinth::ioreg_tool {
 
+// A program that has a HID device open, as the listing names it.
+struct hid_listing_client
+{
+    std::optional<int> pid;                  // absent when the registry does not say which process
+    std::optional<std::string> process_name; // its command name, as the kernel keeps it
+    std::optional<bool> seizing;             // absent on systems that do not publish it
+};
+
 // One HID device as the hid command lists it.
 struct hid_listing_item
 {
@@ -24,6 +32,7 @@ struct hid_listing_item
     std::optional<int> max_input_report_size;
     std::optional<int> max_output_report_size;
     std::string path;
+    std::vector<hid_listing_client> clients; // in registry order; none when nobody has it open
 };
 
 // Every registry entry that is a HID device (conforms to IOHIDDevice), in
@@ -34,6 +43,11 @@ std::vector<hid_listing_item> list_hid_devices(apple::tree const& registry);
 // in hexadecimal otherwise; "-" when absent.
 std::string describe_usage(std::optional<int> usage_page, std::optional<int> usage);
 
+// "pid 4242, karabiner_grabbe (seized); an unknown process": who has it open.
+std::string describe_clients(std::vector<hid_listing_client> const& clients);
+
+// One line per device; one that somebody has open ends with "  open by " and
+// describe_clients.
 std::string format_hid_listing(std::vector<hid_listing_item> const& items);
 nlohmann::ordered_json hid_listing_to_json(std::vector<hid_listing_item> const& items);
 
