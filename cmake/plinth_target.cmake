@@ -28,6 +28,13 @@ function(plinth_install_headers folder)
     FILES_MATCHING PATTERN "*.hpp" PATTERN "*.h")
 endfunction()
 
+# Line tables only: the compiler spends a good part of its time on the full
+# debug information of templates; sanitizer reports and stack traces need only
+# the lines. Given after the build type's own -g, this one wins.
+if(PLINTH_LINE_TABLES_ONLY)
+  add_compile_options(-g1)
+endif()
+
 if(PLINTH_SANITIZE)
   string(REPLACE ";" "," _plinth_sanitizers "${PLINTH_SANITIZE}")
   add_compile_options(-fsanitize=${_plinth_sanitizers} -fno-omit-frame-pointer -fno-sanitize-recover=all)
