@@ -188,10 +188,8 @@ TEST_F(io_hid_access_test, check_access_never_asks_and_request_access_asks_only_
     sim::set_hid_access(kIOHIDAccessTypeUnknown, kIOHIDRequestTypePostEvent);
     EXPECT_TRUE(IOHIDRequestAccess(kIOHIDRequestTypePostEvent));
     EXPECT_EQ(IOHIDCheckAccess(kIOHIDRequestTypePostEvent), kIOHIDAccessTypeGranted);
-
-    auto const unknown_type = static_cast<IOHIDRequestType>(7);
-    EXPECT_EQ(IOHIDCheckAccess(unknown_type), kIOHIDAccessTypeUnknown);
-    EXPECT_FALSE(IOHIDRequestAccess(unknown_type));
+    // A type the system does not know gives Unknown and false; only C can pass one,
+    // as a C++ value of IOHIDRequestType outside its two enumerators is undefined.
 }
 
 TEST_F(io_hid_access_test, the_declarations_have_apples_values)
