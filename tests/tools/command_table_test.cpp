@@ -155,6 +155,13 @@ TEST(command_table_test, a_write_timeout_that_is_not_a_positive_whole_number_of_
     }
     auto const missing = parse({"hid", "write", "1", "02", "--timeout"});
     EXPECT_EQ(missing.parsed.exit_status, 2);
+    for (std::string const bad : {"0", "-1", "abc", "2.5", "99999999999999999999999"})
+    {
+        auto const outcome = parse({"hid", "read", "1", "--count", bad});
+        EXPECT_EQ(outcome.parsed.exit_status, 2) << bad;
+        EXPECT_EQ(outcome.err, "plinth-ioreg: --count: not a count of 1 or more reports: " + bad + "\n");
+    }
+    EXPECT_EQ(parse({"hid", "read", "1", "--count", "3"}).parsed.value.count, std::size_t{3});
     // hid read has no timeout to give.
     auto const on_read = parse({"hid", "read", "1", "--timeout", "100"});
     EXPECT_EQ(on_read.parsed.exit_status, 2);

@@ -56,6 +56,21 @@ CLI::Validator write_timeout_validator()
         "");
 }
 
+// A count of reports: a whole number of 1 or more. CLI11's own check names the
+// range of a double, which tells the user nothing.
+CLI::Validator report_count_validator()
+{
+    return CLI::Validator(
+        [](std::string& text) {
+            std::size_t n = 0;
+            auto const* const end = text.data() + text.size();
+            auto const [stop, error] = std::from_chars(text.data(), end, n);
+            return error == std::errc() && stop == end && n > 0 ? std::string()
+                                                                : "not a count of 1 or more reports: " + text;
+        },
+        "");
+}
+
 void add_shared_flag(CLI::App& command, options& chosen)
 {
     command.add_flag("--shared", chosen.shared,
@@ -150,7 +165,7 @@ std::function<void()> add_hid_read_options(CLI::App& read, options& chosen)
                    ->check(entry_id_validator());
     read.add_option("--count", chosen.count, "Stop after this many reports")
         ->type_name("N")
-        ->check(CLI::PositiveNumber);
+        ->check(report_count_validator());
     read.add_flag("--decode", chosen.decode, "Print each report as usage = value pairs, read by its report descriptor");
     add_shared_flag(read, chosen);
     return [&chosen, id] { chosen.id = parse_entry_id(id->as<std::string>()); };
