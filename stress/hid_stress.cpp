@@ -156,16 +156,16 @@ constexpr char grabber_name[] = "stress_grabber";
 
 sim::entry_id plug(int index, device_plan const& plan)
 {
-    sim::entry_spec spec{"IOUSBHostHIDDevice",
-                         "Stress " + std::to_string(index),
-                         std::nullopt,
-                         {{"DeviceUsagePage", sim::make_number(1)},
-                          {"DeviceUsage", sim::make_number(6)},
-                          {"MaxInputReportSize", sim::make_number(8)},
-                          {"MaxOutputReportSize", sim::make_number(2)}}};
+    sim::entry_spec entry{"IOUSBHostHIDDevice",
+                          "Stress " + std::to_string(index),
+                          std::nullopt,
+                          {{"DeviceUsagePage", sim::make_number(1)},
+                           {"DeviceUsage", sim::make_number(6)},
+                           {"MaxInputReportSize", sim::make_number(8)},
+                           {"MaxOutputReportSize", sim::make_number(2)}}};
     if (plan.request_timeout_us != 0)
-        spec.properties.emplace_back("RequestTimeout", sim::make_number(plan.request_timeout_us));
-    auto const id = sim::add_entry(spec, sim::root_entry_id);
+        entry.properties.emplace_back("RequestTimeout", sim::make_number(plan.request_timeout_us));
+    auto const id = sim::add_entry(entry, sim::root_entry_id);
     if (plan.answers == answer_kind::delayed)
         sim::delay_report_answers(id, plan.delay);
     else if (plan.answers == answer_kind::stalled)

@@ -916,9 +916,9 @@ def describe_gamepad(reg, usb):
     everything else because it was plugged in after boot: its entries take the newest
     registry IDs, and every entry before it keeps its own."""
     port = next(entry for entry in usb.controller.children["IOService"] if entry.name == "HS02")
-    spec = UsbSpec("Dual Action", "Logitech", "LGDA-7730415", 0x046D, 0xC216, 0x0410, max_packet=8, speed="low",
-                   bcd_usb=0x0110, interfaces=((0, 3, 0, 0, 1, None),))
-    gamepad = usb_device(usb, port, spec)
+    described = UsbSpec("Dual Action", "Logitech", "LGDA-7730415", 0x046D, 0xC216, 0x0410, max_packet=8, speed="low",
+                        bcd_usb=0x0110, interfaces=((0, 3, 0, 0, 1, None),))
+    gamepad = usb_device(usb, port, described)
     hid_driverkit_device(reg, gamepad.interfaces[0], hid_properties(
         "USB", 0x046D, 0xC216, 0x0410, "Logitech", "Dual Action", "LGDA-7730415", gamepad.location_id,
         1, 5, GAMEPAD_DESCRIPTOR, 7, 0))
