@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <variant>
@@ -56,6 +57,15 @@ struct value
 inline bool operator==(set const& a, set const& b)
 {
     return a.items == b.items;
+}
+
+// The value under `key` in a dictionary, or null: the first, should a dump repeat a key.
+inline value const* find_key(dictionary const& d, std::string_view key) noexcept
+{
+    for (auto const& [name, item] : d)
+        if (name == key)
+            return &item;
+    return nullptr;
 }
 
 } // namespace plinth::property

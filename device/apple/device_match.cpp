@@ -42,10 +42,8 @@ std::optional<std::int64_t> as_number(property::value const& value) noexcept
 // The number under `key` in a dictionary value; nothing when absent or no number.
 std::optional<std::int64_t> number_in(property::dictionary const& dictionary, char const* key) noexcept
 {
-    for (auto const& [name, value] : dictionary)
-        if (name == key)
-            return as_number(value);
-    return std::nullopt;
+    auto const* found = property::find_key(dictionary, key);
+    return found ? as_number(*found) : std::nullopt;
 }
 
 // Whether a usage pair the entry gives, either half of it possibly absent, is the

@@ -18,17 +18,9 @@ namespace {
 // IOUserClient, through IOUserClient2022 on recent systems).
 constexpr char user_client_class[] = "IOHIDLibUserClient";
 
-property::value const* find_entry(property::dictionary const& d, std::string_view key)
-{
-    for (auto const& [name, value] : d)
-        if (name == key)
-            return &value;
-    return nullptr;
-}
-
 std::optional<bool> boolean_entry(property::dictionary const& d, std::string_view key)
 {
-    auto const* found = find_entry(d, key);
+    auto const* found = property::find_key(d, key);
     if (found == nullptr)
         return std::nullopt;
     if (auto const* b = std::get_if<bool>(&found->content))
@@ -40,7 +32,7 @@ std::optional<bool> boolean_entry(property::dictionary const& d, std::string_vie
 
 std::optional<std::uint64_t> number_entry(property::dictionary const& d, std::string_view key)
 {
-    auto const* found = find_entry(d, key);
+    auto const* found = property::find_key(d, key);
     if (found == nullptr)
         return std::nullopt;
     if (auto const* n = std::get_if<property::number>(&found->content))
