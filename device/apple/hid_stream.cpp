@@ -24,6 +24,7 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
+#include <stdexcept>
 #include <utility>
 
 namespace plinth::apple {
@@ -91,12 +92,28 @@ hid_stream::hid_stream(boost::asio::any_io_executor ex, apple::device d, hid_ope
 {
 }
 
+hid_stream::hid_stream(boost::asio::any_io_executor ex, apple::device d, hid_open_mode m, hid_read_queue queue)
+    : executor(std::move(ex)),
+      device(std::move(d)),
+      chosen_mode(m),
+      chosen_queue(queue),
+      hid_device(io_kit::io_service_view(device.get_entry().get())),
+      context(executor, hid_device)
+{
+    open_in_constructor();
+}
+
 hid_stream::hid_stream(boost::asio::any_io_executor ex, apple::device d, io_kit::io_hid_device h, hid_open_mode m)
     : executor(std::move(ex)),
       device(std::move(d)),
       chosen_mode(m),
       hid_device(std::move(h)),
       context(executor, hid_device)
+{
+    open_in_constructor();
+}
+
+void hid_stream::open_in_constructor()
 {
     if (!hid_device)
         return;
@@ -150,6 +167,8 @@ detail::hid_run_loop_token hid_stream::schedule_with_run_loop(CF::String mode)
 
 std::shared_ptr<detail::hid_run_loop_token> hid_stream::read_mode_scheduling(detail::hid_service::data& d)
 {
+    if (d.queue_token)
+        return d.queue_token;
     if (d.read_token)
         return d.read_token;
     if (d.request_token)
@@ -167,6 +186,8 @@ void hid_stream::open()
     auto locked = record().lock();
     if (locked->opened)
         return;
+    if (chosen_queue && chosen_queue->capacity == 0)
+        throw boost::system::system_error(boost::asio::error::invalid_argument, "open");
     open_device();
     try
     {
@@ -176,6 +197,8 @@ void hid_stream::open()
         void* const callback_context = &record();
         hid_device.register_input_report_callback(locked->report_buffer, hid_report_callback, callback_context);
         hid_device.register_removal_callback(hid_removal_callback, callback_context);
+        if (chosen_queue)
+            start_read_queue(*locked);
     }
     catch (boost::system::system_error const&)
     {
@@ -183,11 +206,29 @@ void hid_stream::open()
         // device closed again, so that no other program finds it held.
         hid_device.register_input_report_callback(locked->report_buffer, nullptr, nullptr);
         hid_device.register_removal_callback(nullptr, nullptr);
+        locked->queue_token.reset();
         locked->open_token.reset();
         close_device_quietly();
         throw;
     }
     locked->opened = true;
+}
+
+void hid_stream::start_read_queue(detail::hid_service::data& d)
+{
+    try
+    {
+        d.queue.emplace(chosen_queue->capacity, d.report_buffer.size(), chosen_queue->overflow);
+    }
+    catch (std::length_error const&)
+    {
+        throw boost::system::system_error(boost::asio::error::invalid_argument, "open");
+    }
+    // Scheduled once in the mode the run-loop thread runs, for as long as the
+    // stream is open: each report reaches the callback as it comes, and the reads
+    // take it from the queue without scheduling anything.
+    d.queue_token = std::make_shared<detail::hid_run_loop_token>(
+        schedule_with_run_loop(run_loop_service::read_run_loop_mode));
 }
 
 void hid_stream::open(boost::system::error_code& ec)
@@ -206,6 +247,22 @@ void hid_stream::open(hid_open_mode m)
 void hid_stream::open(hid_open_mode m, boost::system::error_code& ec)
 {
     detail::or_error_code([this, m] { open(m); }, ec);
+}
+
+void hid_stream::open(hid_open_mode m, hid_read_queue queue)
+{
+    detail::throw_unless_open(has_record(), "open");
+    if (!is_open())
+    {
+        chosen_mode = m;
+        chosen_queue = queue;
+    }
+    open();
+}
+
+void hid_stream::open(hid_open_mode m, hid_read_queue queue, boost::system::error_code& ec)
+{
+    detail::or_error_code([this, m, queue] { open(m, queue); }, ec);
 }
 
 void hid_stream::open_device()
@@ -283,6 +340,10 @@ void hid_stream::close()
         locked->removal_unread = false;
         locked->unread.clear();
         locked->read_token.reset();
+        // The queue's reports go with the stream's open; its drop count stays.
+        if (locked->queue)
+            locked->queue->clear();
+        locked->queue_token.reset();
         locked->open_token.reset();
     }
     // The run-loop thread may be inside one of those callbacks now, with this
@@ -316,6 +377,27 @@ void hid_stream::assign(io_kit::io_hid_device h)
 hid_open_mode hid_stream::open_mode() const noexcept
 {
     return chosen_mode;
+}
+
+std::optional<hid_read_queue> hid_stream::read_queue() const noexcept
+{
+    return chosen_queue;
+}
+
+std::uint64_t hid_stream::dropped_reports() const
+{
+    if (!has_record())
+        return 0;
+    auto locked = record().lock();
+    return locked->queue ? locked->queue->drops() : 0;
+}
+
+std::size_t hid_stream::queued_reports() const
+{
+    if (!has_record())
+        return 0;
+    auto locked = record().lock();
+    return locked->queue_token ? locked->queue->size() : 0;
 }
 
 std::optional<hid_device_client> hid_stream::seizer() const

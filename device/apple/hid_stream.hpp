@@ -22,6 +22,7 @@
 //   hid_async_read                 an asynchronous read's operation, owning its handler
 //   hid_read_cancellation          what an asynchronous read leaves in its handler's slot
 //   hid_run_loop_token             one scheduling of the device on the run loop
+//   hid_report_ring                a queued stream's reports
 //   hid_report_request             what a report request asks of IOKit
 //   hid_async_request              an asynchronous report request's operation, owning
 //                                  its handler
@@ -37,6 +38,8 @@
 #include "device/apple/device.hpp"
 #include "device/apple/hid_device_client.hpp"
 #include "device/apple/hid_open_mode.hpp"
+#include "device/apple/hid_read_queue.hpp"
+#include "device/apple/hid_report_batch.hpp"
 #include "device/apple/detail/hid_run_loop_token.hpp"
 #include "device/apple/detail/hid_service.hpp"
 #include "hid/report_descriptor.hpp"
@@ -67,7 +70,9 @@ namespace plinth::apple {
 // its own: what IOKit's callbacks touch lives in a record of the execution
 // context's HID service, guarded by the record's mutex. Reports reach the library
 // only while a read or a report request is pending (those that come with no read
-// pending wait in the record for the next reads, in order); one read at a time.
+// pending wait in the record for the next reads, in order), unless the stream is
+// opened with a read queue (hid_read_queue), which takes them as they come; one
+// read at a time.
 class hid_stream
 {
 public:
@@ -95,6 +100,8 @@ public:
     hid_stream(boost::asio::any_io_executor ex, apple::device d, hid_open_mode mode = hid_open_mode::seized);
     hid_stream(boost::asio::any_io_executor ex, apple::device d, io_kit::io_hid_device h,
                hid_open_mode mode = hid_open_mode::seized);
+    // As above, with a read queue (see hid_read_queue), which open() later keeps.
+    hid_stream(boost::asio::any_io_executor ex, apple::device d, hid_open_mode mode, hid_read_queue queue);
     hid_stream(hid_stream const&) = delete;
     hid_stream& operator=(hid_stream const&) = delete;
     // Closes and cancels; never throws (a failure is logged).
@@ -121,6 +128,14 @@ public:
     // already stays as it is, in the mode it was opened in.
     void open(hid_open_mode mode);
     void open(hid_open_mode mode, boost::system::error_code& ec);
+    // As open(mode), with a read queue (see hid_read_queue) that the stream keeps
+    // for later opens: the device stays scheduled on the run-loop thread while
+    // the stream is open, and reports wait in the queue for the reads. Throws
+    // boost::system::system_error (boost::asio::error::invalid_argument, "open")
+    // for a capacity of 0, or one that does not fit in memory with the device's
+    // "MaxInputReportSize". A stream open already stays as it is.
+    void open(hid_open_mode mode, hid_read_queue queue);
+    void open(hid_open_mode mode, hid_read_queue queue, boost::system::error_code& ec);
     // Cancels a pending read, unregisters the callbacks, closes the device and
     // unschedules it. Nothing for a closed stream.
     void close();
@@ -132,6 +147,15 @@ public:
     bool is_open() const;
     // The mode the stream opens in, or was opened in.
     hid_open_mode open_mode() const noexcept;
+    // The read queue the stream opens with, or was opened with; none by default.
+    std::optional<hid_read_queue> read_queue() const noexcept;
+    // The reports the read queue has dropped since the stream last opened with
+    // it (0 without a queue): how a reader that fell behind knows how many it
+    // missed. The device's own queue in the kernel drops none while the stream
+    // is open, as the run-loop thread takes each report as it comes.
+    std::uint64_t dropped_reports() const;
+    // The reports waiting in the read queue now.
+    std::size_t queued_reports() const;
     // The client that holds the device seized, read from the registry now (see
     // find_hid_seizer): another program, another stream, or this one; nothing when
     // nobody seizes it or the system does not say who does.
@@ -191,15 +215,27 @@ public:
     template <typename CompletionToken>
     auto async_read(basic_hid_report<boost::asio::mutable_buffer> r, CompletionToken&& token)
     {
-        return boost::asio::async_initiate<CompletionToken, void(boost::system::error_code, std::size_t)>(
-            [this](auto handler, basic_hid_report<boost::asio::mutable_buffer> report) {
-                using handler_type = std::decay_t<decltype(handler)>;
-                auto op = detail::hid_async_read_op<handler_type>::make(std::move(handler), executor);
-                boost::asio::cancellation_slot const slot =
-                    static_cast<detail::hid_async_read_op<handler_type>&>(*op).cancellation_slot();
-                start_async_read(report, std::move(op), slot);
-            },
-            token, r);
+        return async_read_into({r.report_id, r.buffer, nullptr}, std::forward<CompletionToken>(token));
+    }
+
+    // Takes every report ready for a read (those the read queue holds, up to
+    // batch.max_reports()) into `batch`, oldest first, in one call, and returns
+    // how many; when none is ready, waits for the next one as read() does and
+    // returns 1. The batch is cleared first. Errors, the timed forms and the
+    // asynchronous form as for read(), with "read_batch"; without a read queue a
+    // batch read takes one report at a time.
+    std::size_t read_batch(hid_report_batch& batch);
+    std::size_t read_batch(hid_report_batch& batch, boost::system::error_code& ec);
+    std::size_t read_batch(hid_report_batch& batch, std::chrono::nanoseconds timeout);
+    std::size_t read_batch(hid_report_batch& batch, std::chrono::nanoseconds timeout, boost::system::error_code& ec);
+    // Completes with void(boost::system::error_code, std::size_t): the reports
+    // taken into `batch`, which must stay valid until the handler runs. As
+    // async_read in every other way; a batch read cancelled after its reports came
+    // gives them all back to the stream.
+    template <typename CompletionToken>
+    auto async_read_batch(hid_report_batch& batch, CompletionToken&& token)
+    {
+        return async_read_into({nullptr, {}, &batch}, std::forward<CompletionToken>(token));
     }
 
     // Sends r.buffer as an output report with report ID 0, synchronously.
@@ -328,6 +364,20 @@ public:
                                      std::uint32_t report_id, std::uint8_t* report, CFIndex length);
 
 private:
+    template <typename CompletionToken>
+    auto async_read_into(detail::hid_service::data::read_target target, CompletionToken&& token)
+    {
+        return boost::asio::async_initiate<CompletionToken, void(boost::system::error_code, std::size_t)>(
+            [this](auto handler, detail::hid_service::data::read_target into) {
+                using handler_type = std::decay_t<decltype(handler)>;
+                auto op = detail::hid_async_read_op<handler_type>::make(std::move(handler), executor);
+                boost::asio::cancellation_slot const slot =
+                    static_cast<detail::hid_async_read_op<handler_type>&>(*op).cancellation_slot();
+                start_async_read(into, std::move(op), slot);
+            },
+            token, target);
+    }
+
     // The ID a request names: 0, that of a device which numbers no reports, when
     // the caller names none.
     static CFIndex requested_report_id(std::uint8_t const* report_id) noexcept
@@ -361,6 +411,8 @@ private:
     // IOHIDDeviceOpen in the stream's mode, its refusals turned into the errors
     // open() gives; and IOHIDDeviceClose where a failure leaves nothing to do.
     void open_device();
+    // The constructors' open, which logs rather than throws.
+    void open_in_constructor();
     void close_device_quietly() noexcept;
     // Whether the device is one that the system lets a program open only with
     // Input Monitoring.
@@ -369,11 +421,14 @@ private:
     // The device's scheduling in the read mode: the one a pending read or a report
     // request holds already, else a new one.
     std::shared_ptr<detail::hid_run_loop_token> read_mode_scheduling(detail::hid_service::data& d);
-    void start_async_read(basic_hid_report<boost::asio::mutable_buffer> r, detail::hid_async_read::pointer op,
+    void start_async_read(detail::hid_service::data::read_target target, detail::hid_async_read::pointer op,
                           boost::asio::cancellation_slot slot);
-    std::size_t read_until(basic_hid_report<boost::asio::mutable_buffer> r,
+    std::size_t read_until(detail::hid_service::data::read_target target, char const* name,
                            std::optional<std::chrono::steady_clock::time_point> deadline,
                            boost::system::error_code& ec);
+    // Makes the read queue, and the scheduling that keeps it filled, for a stream
+    // being opened.
+    void start_read_queue(detail::hid_service::data& d);
     detail::hid_service::record& record() const;
     // Whether the stream has a device and a record: what record() needs.
     bool has_record() const noexcept;
@@ -381,6 +436,7 @@ private:
     boost::asio::any_io_executor executor;
     apple::device device;
     hid_open_mode chosen_mode;
+    std::optional<hid_read_queue> chosen_queue;
     io_kit::io_hid_device hid_device;
     service_context context;
     // Set once, under the mutex, by the first get_report_descriptor that succeeds;

@@ -12,7 +12,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cstring>
+#include <span>
 #include <utility>
 
 namespace plinth::apple {
@@ -47,6 +47,17 @@ void hid_stream::hid_report_callback(void* context, IOReturn result, void*, IOHI
     {
         auto locked = record_of(context).lock();
         locked->read_token.reset();
+        std::span<std::uint8_t const> const bytes(report, size);
+        bool const waiting = locked->pending_read && locked->pending_read->handler;
+        if (locked->queue_token && !waiting)
+        {
+            // A queued stream keeps every report no read waits for, in order,
+            // dropping and counting what its queue has no room for. A read whose
+            // handler cancel() has taken is done with.
+            locked->pending_read.reset();
+            locked->queue->push(id, bytes);
+            return;
+        }
         if (!locked->pending_read)
         {
             // The report was on its way to a read that was withdrawn meanwhile, or
@@ -62,8 +73,7 @@ void hid_stream::hid_report_callback(void* context, IOReturn result, void*, IOHI
                     log(log_level::error, "hid_report_callback: too many reports kept for the next read; dropped one");
             return;
         }
-        auto& pending = *locked->pending_read;
-        if (!pending.handler)
+        if (!waiting)
         {
             // cancel() has already completed this read with operation_aborted: the
             // report, taken from the queue just before the read was unscheduled,
@@ -72,11 +82,7 @@ void hid_stream::hid_report_callback(void* context, IOReturn result, void*, IOHI
             locked->pending_read.reset();
             return;
         }
-        if (pending.report_id != nullptr)
-            *pending.report_id = id;
-        n = std::min(pending.buffer.size(), size);
-        if (n != 0)
-            std::memcpy(pending.buffer.data(), report, n);
+        n = detail::hid_pending_read::fill(locked->pending_read->target, id, bytes);
         handler = detail::hid_pending_read(*locked).take_handler();
     }
     if (handler)

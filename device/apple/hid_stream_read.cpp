@@ -28,7 +28,7 @@ std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r)
 
 std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r, boost::system::error_code& ec)
 {
-    return read_until(r, std::nullopt, ec);
+    return read_until({r.report_id, r.buffer, nullptr}, "read", std::nullopt, ec);
 }
 
 std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r, std::chrono::nanoseconds timeout)
@@ -39,36 +39,56 @@ std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r, st
 std::size_t hid_stream::read(basic_hid_report<boost::asio::mutable_buffer> r, std::chrono::nanoseconds timeout,
                              boost::system::error_code& ec)
 {
-    return read_until(r, std::chrono::steady_clock::now() + timeout, ec);
+    return read_until({r.report_id, r.buffer, nullptr}, "read", std::chrono::steady_clock::now() + timeout, ec);
 }
 
-std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer> r,
+std::size_t hid_stream::read_batch(hid_report_batch& batch)
+{
+    return detail::or_throw([&](boost::system::error_code& ec) { return read_batch(batch, ec); }, "read_batch");
+}
+
+std::size_t hid_stream::read_batch(hid_report_batch& batch, boost::system::error_code& ec)
+{
+    return read_until({nullptr, {}, &batch}, "read_batch", std::nullopt, ec);
+}
+
+std::size_t hid_stream::read_batch(hid_report_batch& batch, std::chrono::nanoseconds timeout)
+{
+    return detail::or_throw([&](boost::system::error_code& ec) { return read_batch(batch, timeout, ec); },
+                            "read_batch");
+}
+
+std::size_t hid_stream::read_batch(hid_report_batch& batch, std::chrono::nanoseconds timeout,
+                                   boost::system::error_code& ec)
+{
+    return read_until({nullptr, {}, &batch}, "read_batch", std::chrono::steady_clock::now() + timeout, ec);
+}
+
+std::size_t hid_stream::read_until(detail::hid_service::data::read_target target, char const* name,
                                    std::optional<std::chrono::steady_clock::time_point> deadline,
                                    boost::system::error_code& ec)
 {
     // Whether it is open is asked under the record's lock below.
-    detail::throw_unless_open(has_record(), "read");
-    // The promise's state and the handler are made here and released on the
-    // completing thread: from the shared pools, a steady stream of reads needs
-    // no new memory.
-    detail::handoff_allocator<> const memory;
+    detail::throw_unless_open(has_record(), name);
+    if (target.batch != nullptr)
+        target.batch->clear();
     // The reader shares its promise with the handler: a later read that replaces
     // this one destroys the handler uncalled, and the promise, still held here,
     // is then never satisfied (no broken promise), so that this caller stays
     // blocked, as overlapping reads are defined to leave it.
     using outcome = std::promise<std::pair<boost::system::error_code, std::size_t>>;
-    auto const promise = std::allocate_shared<outcome>(memory, std::allocator_arg, memory);
-    auto result = promise->get_future();
+    std::shared_ptr<outcome> promise;
+    std::future<std::pair<boost::system::error_code, std::size_t>> result;
     {
         auto locked = record().lock();
         // Under the lock: a removal may close the stream at any time, and a read
         // recorded after it would wait for a callback that has come and gone.
-        detail::throw_unless_open(locked->opened, "read");
+        detail::throw_unless_open(locked->opened, name);
         detail::hid_pending_read pending(*locked);
-        if (!locked->unread.empty())
+        if (pending.has_ready())
         {
             ec = {};
-            return pending.take_unread(r.report_id, r.buffer);
+            return pending.take_ready(target);
         }
         if (locked->take_removal())
         {
@@ -84,15 +104,20 @@ std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer>
             ec = boost::asio::error::operation_aborted;
             return 0;
         }
+        // Only a read that waits needs the promise. Its state and the handler
+        // are made here and released on the completing thread: from the shared
+        // pools, a steady stream of reads needs no new memory.
+        detail::handoff_allocator<> const memory;
+        promise = std::allocate_shared<outcome>(memory, std::allocator_arg, memory);
+        result = promise->get_future();
         // A read already pending loses its handler uncalled (destroyed here):
         // overlapping reads are not supported, and its caller stays blocked.
-        pending.start(
-            {r.report_id, r.buffer,
-             detail::hid_pending_read::completion(std::allocator_arg, memory,
-                                                  [promise](boost::system::error_code const& code, std::size_t n) {
-                                                      promise->set_value({code, n});
-                                                  })},
-            promise.get(), read_mode_scheduling(*locked));
+        pending.start({target, detail::hid_pending_read::completion(
+                                   std::allocator_arg, memory,
+                                   [promise](boost::system::error_code const& code, std::size_t n) {
+                                       promise->set_value({code, n});
+                                   })},
+                      promise.get(), read_mode_scheduling(*locked));
     }
     if (deadline && result.wait_until(*deadline) == std::future_status::timeout)
     {
@@ -128,7 +153,7 @@ std::size_t hid_stream::read_until(basic_hid_report<boost::asio::mutable_buffer>
     return n;
 }
 
-void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> r, detail::hid_async_read::pointer op,
+void hid_stream::start_async_read(detail::hid_service::data::read_target target, detail::hid_async_read::pointer op,
                                   boost::asio::cancellation_slot slot)
 {
     if (!has_record())
@@ -146,29 +171,32 @@ void hid_stream::start_async_read(basic_hid_report<boost::asio::mutable_buffer> 
         detail::hid_async_read::post(std::move(op), make_error_code(hid_errc::not_open), 0);
         return;
     }
-    if (locked->unread.empty() && locked->take_removal())
+    detail::hid_pending_read pending(*locked);
+    if (!pending.has_ready() && locked->take_removal())
     {
         detail::hid_async_read::post(std::move(op), boost::asio::error::operation_aborted, 0);
         return;
     }
-    detail::hid_pending_read pending(*locked);
-    op->bind(r.buffer, r.report_id, locked->alive, &record());
+    if (target.batch != nullptr)
+        target.batch->clear();
+    op->bind(target, locked->alive, &record());
     if (slot.is_connected())
         slot.emplace<detail::hid_read_cancellation>(locked->alive, &record(), op.get());
     locked->read_owner = op.get();
-    // A kept report completes the read at once, but through the same cancellation
-    // as a pending one: a timer that wins the race hands the report back rather
-    // than have the race drop it.
-    if (!locked->unread.empty())
+    // The reports are written where the operation keeps them until it completes.
+    target.report_id = op->report_id_slot();
+    // A report ready already completes the read at once, but through the same
+    // cancellation as a pending one: a timer that wins the race hands the report
+    // back rather than have the race drop it.
+    if (pending.has_ready())
     {
-        auto const n = pending.take_unread(op->report_id_slot(), r.buffer);
+        auto const n = pending.take_ready(target);
         detail::hid_async_read::post(std::move(op), {}, n);
         return;
     }
     void const* const owner = op.get();
-    std::uint8_t* const report_id = op->report_id_slot();
     replaced =
-        pending.start({report_id, r.buffer,
+        pending.start({target,
                        detail::hid_pending_read::completion(
                            std::allocator_arg, detail::handoff_allocator<>(),
                            [op = std::move(op), service](boost::system::error_code const& code, std::size_t n) mutable {

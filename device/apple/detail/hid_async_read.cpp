@@ -7,11 +7,10 @@
 
 namespace plinth::apple::detail {
 
-void hid_async_read::bind(boost::asio::mutable_buffer b, std::uint8_t* report_id, std::weak_ptr<void const> alive,
+void hid_async_read::bind(hid_service::data::read_target target, std::weak_ptr<void const> alive,
                           hid_service::record* r) noexcept
 {
-    buffer = b;
-    caller_id = report_id;
+    caller = target;
     stream_alive = std::move(alive);
     record = r;
 }
@@ -25,16 +24,30 @@ void hid_async_read::settle()
         // The stream may be gone; then so is the report's reader.
         if (auto const alive = stream_alive.lock())
         {
-            auto const* const data = static_cast<std::uint8_t const*>(buffer.data());
-            // Older than any report kept since it was taken: the next read's first.
-            record->lock()->unread.push_front(hid_service::data::unread_report{delivered_id, {data, data + bytes}});
+            // Older than any report kept since they were taken: the next read's first.
+            auto locked = record->lock();
+            if (caller.batch != nullptr)
+            {
+                for (auto i = caller.batch->size(); i-- > 0;)
+                {
+                    auto const report = (*caller.batch)[i];
+                    locked->unread.push_front(
+                        hid_service::data::unread_report{report.report_id, {report.bytes.begin(), report.bytes.end()}});
+                }
+                caller.batch->clear();
+            }
+            else
+            {
+                auto const* const data = static_cast<std::uint8_t const*>(caller.buffer.data());
+                locked->unread.push_front(hid_service::data::unread_report{delivered_id, {data, data + bytes}});
+            }
         }
         result = boost::asio::error::operation_aborted;
         bytes = 0;
         return;
     }
-    if (caller_id != nullptr)
-        *caller_id = delivered_id;
+    if (caller.batch == nullptr && caller.report_id != nullptr)
+        *caller.report_id = delivered_id;
 }
 
 } // namespace plinth::apple::detail

@@ -46,8 +46,8 @@ public:
         op.release()->complete(true);
     }
 
-    // The caller's buffer and ID, and the stream the read is pending on.
-    void bind(boost::asio::mutable_buffer buffer, std::uint8_t* report_id, std::weak_ptr<void const> stream_alive,
+    // The caller's buffer and ID, or batch, and the stream the read is pending on.
+    void bind(hid_service::data::read_target target, std::weak_ptr<void const> stream_alive,
               hid_service::record* record) noexcept;
     // Where the report callback writes the ID: the caller's is written only when
     // the read completes with the report.
@@ -76,8 +76,7 @@ protected:
     std::size_t bytes = 0;
 
 private:
-    boost::asio::mutable_buffer buffer;
-    std::uint8_t* caller_id = nullptr;
+    hid_service::data::read_target caller;
     std::uint8_t delivered_id = 0;
     bool cancelled_after_fill = false;
     std::weak_ptr<void const> stream_alive;

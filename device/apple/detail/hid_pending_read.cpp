@@ -1,6 +1,8 @@
 // hid_pending_read: starting a stream's pending read, handing it the kept report, taking its handler to complete it.
 #include "device/apple/detail/hid_pending_read.hpp"
 
+#include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace plinth::apple::detail {
@@ -17,13 +19,46 @@ std::optional<hid_pending_read::request> hid_pending_read::start(request read, v
     return replaced;
 }
 
-std::size_t hid_pending_read::take_unread(std::uint8_t* report_id, boost::asio::mutable_buffer buffer)
+bool hid_pending_read::has_ready() const noexcept
 {
-    auto const& oldest = data.unread.front();
-    if (report_id != nullptr)
-        *report_id = oldest.report_id;
-    auto const n = boost::asio::buffer_copy(buffer, boost::asio::buffer(oldest.bytes));
-    data.unread.pop_front();
+    return !data.unread.empty() || (data.queue_token && !data.queue->empty());
+}
+
+std::size_t hid_pending_read::take_ready(target const& read)
+{
+    if (read.batch != nullptr)
+        read.batch->clear();
+    std::size_t taken = 0;
+    do
+    {
+        if (!data.unread.empty())
+        {
+            auto const& oldest = data.unread.front();
+            taken += fill(read, oldest.report_id, oldest.bytes);
+            data.unread.pop_front();
+        }
+        else
+        {
+            taken += fill(read, data.queue->front_id(), data.queue->front());
+            data.queue->pop();
+        }
+    } while (read.batch != nullptr && !read.batch->full() && has_ready());
+    return taken;
+}
+
+std::size_t hid_pending_read::fill(target const& read, std::uint8_t report_id,
+                                   std::span<std::uint8_t const> bytes) noexcept
+{
+    if (read.batch != nullptr)
+    {
+        read.batch->push_back(report_id, bytes);
+        return 1;
+    }
+    if (read.report_id != nullptr)
+        *read.report_id = report_id;
+    auto const n = std::min(read.buffer.size(), bytes.size());
+    if (n != 0)
+        std::memcpy(read.buffer.data(), bytes.data(), n);
     return n;
 }
 

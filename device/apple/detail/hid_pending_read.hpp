@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 
 namespace plinth::apple::detail {
 
@@ -23,6 +24,7 @@ class hid_pending_read
 {
 public:
     using request = hid_service::data::read_request;
+    using target = hid_service::data::read_target;
     using completion = decltype(request::handler);
 
     explicit hid_pending_read(hid_service::data& data) noexcept;
@@ -32,10 +34,18 @@ public:
     // the read it replaces, whose handler is never called: where that is
     // destroyed, under the lock or after, is the caller's choice.
     std::optional<request> start(request read, void const* owner, std::shared_ptr<hid_run_loop_token> token);
-    // Hands the oldest kept report (data.unread, which must have one) to a read,
-    // and forgets it: its ID to *report_id unless that is null, its bytes, cut to the
-    // buffer, to `buffer`. Returns the bytes copied.
-    std::size_t take_unread(std::uint8_t* report_id, boost::asio::mutable_buffer buffer);
+    // Whether a read would take a report at once: one kept (data.unread), or,
+    // for a queued stream, one in its queue.
+    bool has_ready() const noexcept;
+    // Hands a read the reports ready for it (has_ready() must be true), the kept
+    // ones before the queued ones, and forgets them: the oldest one to a read of
+    // one report, and returns the bytes copied; as many as fit to a batch read,
+    // and returns how many.
+    std::size_t take_ready(target const& read);
+    // Puts a report that has just come into a read: its ID to *report_id unless
+    // that is null and its bytes, cut to the buffer, to the buffer, returning the
+    // bytes copied; or the report into the batch, returning 1.
+    static std::size_t fill(target const& read, std::uint8_t report_id, std::span<std::uint8_t const> bytes) noexcept;
     // The pending read's handler, the read forgotten. Empty when no read is
     // pending, or when cancel() has taken the handler already.
     completion take_handler() noexcept;

@@ -1,7 +1,9 @@
 // hid_service: the execution-context service that owns every HID stream's record and their run-loop thread.
 #pragma once
 
+#include "device/apple/detail/hid_report_ring.hpp"
 #include "device/apple/detail/hid_run_loop_token.hpp"
+#include "device/apple/hid_report_batch.hpp"
 #include "device/apple/run_loop_service.hpp"
 #include "io_kit/io_hid_device.hpp"
 #include "utility/oneshot_function.hpp"
@@ -34,10 +36,18 @@ public:
     // (hid_pending_read.hpp) and the three member functions below.
     struct data
     {
-        struct read_request
+        // Where a read puts what it takes: one report's ID and bytes, or, for a
+        // batch read, whole reports into the caller's batch.
+        struct read_target
         {
             std::uint8_t* report_id = nullptr;
             boost::asio::mutable_buffer buffer;
+            hid_report_batch* batch = nullptr;
+        };
+
+        struct read_request
+        {
+            read_target target;
             rig::oneshot_function<void(boost::system::error_code const&, std::size_t)> handler;
         };
 
@@ -105,6 +115,11 @@ public:
         // IOKit keeps one per loop and mode, and the first unscheduling ends it.
         std::shared_ptr<hid_run_loop_token> read_token;
         std::shared_ptr<hid_run_loop_token> request_token;
+        // A queued stream's reports, and its scheduling in the read mode from
+        // open to close, which every read and request shares. The ring stays
+        // after close, with its drop count, until the next open makes a new one.
+        std::optional<hid_report_ring> queue;
+        std::shared_ptr<hid_run_loop_token> queue_token;
         std::vector<std::uint8_t> report_buffer;
         std::optional<read_request> pending_read;
         bool opened = false;
