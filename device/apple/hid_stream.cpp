@@ -227,8 +227,8 @@ void hid_stream::start_read_queue(detail::hid_service::data& d)
     // Scheduled once in the mode the run-loop thread runs, for as long as the
     // stream is open: each report reaches the callback as it comes, and the reads
     // take it from the queue without scheduling anything.
-    d.queue_token = std::make_shared<detail::hid_run_loop_token>(
-        schedule_with_run_loop(run_loop_service::read_run_loop_mode));
+    d.queue_token =
+        std::make_shared<detail::hid_run_loop_token>(schedule_with_run_loop(run_loop_service::read_run_loop_mode));
 }
 
 void hid_stream::open(boost::system::error_code& ec)

@@ -195,17 +195,16 @@ void hid_stream::start_async_read(detail::hid_service::data::read_target target,
         return;
     }
     void const* const owner = op.get();
-    replaced =
-        pending.start({target,
-                       detail::hid_pending_read::completion(
-                           std::allocator_arg, detail::handoff_allocator<>(),
-                           [op = std::move(op), service](boost::system::error_code const& code, std::size_t n) mutable {
-                               if (service->is_shutting_down())
-                                   detail::hid_async_read::complete_here(std::move(op), code, n);
-                               else
-                                   detail::hid_async_read::post(std::move(op), code, n);
-                           })},
-                      owner, read_mode_scheduling(*locked));
+    replaced = pending.start(
+        {target, detail::hid_pending_read::completion(
+                     std::allocator_arg, detail::handoff_allocator<>(),
+                     [op = std::move(op), service](boost::system::error_code const& code, std::size_t n) mutable {
+                         if (service->is_shutting_down())
+                             detail::hid_async_read::complete_here(std::move(op), code, n);
+                         else
+                             detail::hid_async_read::post(std::move(op), code, n);
+                     })},
+        owner, read_mode_scheduling(*locked));
 }
 
 } // namespace plinth::apple

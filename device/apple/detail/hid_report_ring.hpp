@@ -33,10 +33,7 @@ public:
 
     // The oldest report, which must be there; pop() forgets it.
     std::uint8_t front_id() const noexcept { return report_ids[head]; }
-    std::span<std::uint8_t const> front() const noexcept
-    {
-        return {bytes.data() + head * slot_size, lengths[head]};
-    }
+    std::span<std::uint8_t const> front() const noexcept { return {bytes.data() + head * slot_size, lengths[head]}; }
     void pop() noexcept;
 
     void clear() noexcept { head = count = 0; }

@@ -1,0 +1,378 @@
+// Tests of a hid_stream opened with a read queue: reports kept as they come, overflow rules, batch reads, cancel, removal, shutdown.
+#include "device/apple/hid_read_queue.hpp"
+#include "device/apple/hid_report_batch.hpp"
+#include "device/hid_stream_support.hpp"
+#include "error/apple/hid_errc.hpp"
+
+#include <boost/asio/bind_cancellation_slot.hpp>
+#include <boost/asio/cancellation_signal.hpp>
+#include <boost/asio/error.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/use_future.hpp>
+#include <boost/system/system_error.hpp>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <future>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+namespace sim = plinth::sim;
+using plinth::apple::hid_open_mode;
+using plinth::apple::hid_queue_overflow;
+using plinth::apple::hid_read_queue;
+using plinth::apple::hid_report_batch;
+using plinth::apple::hid_stream;
+using plinth::testing::hid_stream_test;
+using plinth::testing::read_on_a_thread;
+using plinth::testing::running_context;
+using plinth::testing::shutting_context;
+using namespace std::chrono_literals;
+
+class hid_stream_queue_test : public hid_stream_test
+{
+protected:
+    // A report whose bytes tell its number: 4 bytes, as the bare device's.
+    static std::vector<std::uint8_t> numbered(std::uint32_t n)
+    {
+        return {static_cast<std::uint8_t>(n), static_cast<std::uint8_t>(n >> 8), static_cast<std::uint8_t>(n >> 16),
+                0xEE};
+    }
+    static std::uint32_t number_of(std::span<std::uint8_t const> bytes)
+    {
+        return bytes[0] | (bytes[1] << 8) | (bytes[2] << 16);
+    }
+    void post_numbered(std::uint32_t first, std::uint32_t count)
+    {
+        for (auto n = first; n < first + count; ++n)
+            post(bare_id, n % 7 + 1, numbered(n));
+    }
+    // The run-loop thread takes reports as they come; a test that posts waits
+    // for them to be queued before it reads what the queue made of them.
+    static void wait_until_queued(hid_stream const& stream, std::size_t count)
+    {
+        auto const deadline = std::chrono::steady_clock::now() + 10s;
+        while (stream.queued_reports() + stream.dropped_reports() < count)
+        {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline)
+                << stream.queued_reports() << " queued and " << stream.dropped_reports() << " dropped of " << count;
+            std::this_thread::sleep_for(1ms);
+        }
+    }
+    static std::uint32_t read_number(hid_stream& stream, std::uint8_t* id = nullptr)
+    {
+        std::array<std::uint8_t, 4> bytes{};
+        std::uint8_t report_id = 0;
+        EXPECT_EQ(stream.read({&report_id, boost::asio::buffer(bytes)}), 4u);
+        if (id != nullptr)
+            *id = report_id;
+        return number_of(bytes);
+    }
+};
+
+TEST_F(hid_stream_queue_test, reports_that_come_with_no_read_pending_wait_in_order_with_their_ids)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{8});
+    ASSERT_TRUE(stream.is_open());
+    ASSERT_TRUE(stream.read_queue());
+    EXPECT_EQ(stream.read_queue()->capacity, 8u);
+    post_numbered(0, 5);
+    wait_until_queued(stream, 5);
+    for (std::uint32_t n = 0; n < 5; ++n)
+    {
+        std::uint8_t id = 0;
+        EXPECT_EQ(read_number(stream, &id), n);
+        EXPECT_EQ(id, n % 7 + 1);
+    }
+    EXPECT_EQ(stream.queued_reports(), 0u);
+    EXPECT_EQ(stream.dropped_reports(), 0u);
+    EXPECT_EQ(sim::dropped_input_reports(bare_id), 0u) << "the device's own queue is drained as reports come";
+}
+
+TEST_F(hid_stream_queue_test, the_device_is_scheduled_once_from_open_to_close_whatever_the_reads)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{4});
+    // The open scheduling and the queue's, in the mode the run-loop thread runs.
+    EXPECT_EQ(sim::hid_schedulings(bare_id), 2u);
+    post_numbered(0, 3);
+    wait_until_queued(stream, 3);
+    for (std::uint32_t n = 0; n < 3; ++n)
+        EXPECT_EQ(read_number(stream), n);
+    std::array<std::uint8_t, 4> bytes{};
+    std::uint8_t id = 0;
+    boost::system::error_code ec;
+    EXPECT_EQ(stream.read({&id, boost::asio::buffer(bytes)}, 10ms, ec), 0u);
+    EXPECT_EQ(ec, boost::asio::error::timed_out);
+    EXPECT_EQ(sim::hid_schedulings(bare_id), 2u) << "a read neither schedules nor unschedules a queued stream";
+    stream.close();
+    EXPECT_EQ(sim::hid_schedulings(bare_id), 0u);
+}
+
+TEST_F(hid_stream_queue_test, a_full_queue_drops_the_newest_or_the_oldest_as_chosen_and_counts_each_drop)
+{
+    struct rule
+    {
+        hid_queue_overflow overflow;
+        std::uint32_t first_kept;
+    };
+    for (auto const [overflow, first_kept] :
+         {rule{hid_queue_overflow::drop_newest, 0}, rule{hid_queue_overflow::drop_oldest, 7}})
+    {
+        SCOPED_TRACE(overflow == hid_queue_overflow::drop_newest ? "drop_newest" : "drop_oldest");
+        boost::asio::io_context context;
+        hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{3, overflow});
+        post_numbered(0, 10);
+        wait_until_queued(stream, 10);
+        EXPECT_EQ(stream.queued_reports(), 3u);
+        EXPECT_EQ(stream.dropped_reports(), 7u);
+        for (std::uint32_t n = first_kept; n < first_kept + 3; ++n)
+            EXPECT_EQ(read_number(stream), n);
+        // A slow reader learns what it missed; the count stays until the next open.
+        post_numbered(10, 1);
+        EXPECT_EQ(read_number(stream), 10u);
+        EXPECT_EQ(stream.dropped_reports(), 7u);
+        stream.close();
+        EXPECT_EQ(stream.dropped_reports(), 7u);
+        stream.open();
+        EXPECT_EQ(stream.dropped_reports(), 0u);
+        EXPECT_TRUE(stream.read_queue()) << "a later open keeps the queue";
+    }
+}
+
+TEST_F(hid_stream_queue_test, a_batch_read_takes_every_queued_report_it_has_room_for_in_one_call)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{16});
+    post_numbered(0, 10);
+    wait_until_queued(stream, 10);
+    hid_report_batch batch(8, 3); // one byte short of the device's reports
+    EXPECT_EQ(stream.read_batch(batch), 8u);
+    ASSERT_EQ(batch.size(), 8u);
+    for (std::uint32_t n = 0; n < 8; ++n)
+    {
+        EXPECT_EQ(batch[n].report_id, n % 7 + 1);
+        ASSERT_EQ(batch[n].bytes.size(), 3u) << "cut to the batch's report size";
+        EXPECT_EQ(batch[n].bytes[0], n);
+    }
+    EXPECT_EQ(stream.read_batch(batch), 2u);
+    EXPECT_EQ(batch[1].bytes[0], 9u);
+    // With nothing queued it waits for the next report, which it takes alone.
+    auto waiting = std::async(std::launch::async, [&] { return stream.read_batch(batch); });
+    EXPECT_EQ(waiting.wait_for(50ms), std::future_status::timeout);
+    post_numbered(10, 1);
+    EXPECT_EQ(waiting.get(), 1u);
+    EXPECT_EQ(batch[0].bytes[0], 10u);
+    boost::system::error_code ec;
+    EXPECT_EQ(stream.read_batch(batch, 10ms, ec), 0u);
+    EXPECT_EQ(ec, boost::asio::error::timed_out);
+    EXPECT_TRUE(batch.empty()) << "a batch read that times out leaves no report of an earlier one";
+}
+
+TEST_F(hid_stream_queue_test, an_unqueued_stream_reads_batches_of_the_one_report_each_read_brings)
+{
+    running_context running;
+    hid_stream stream(running.context.get_executor(), entry(bare_id));
+    hid_report_batch batch(4, 4);
+    auto waiting = std::async(std::launch::async, [&] { return stream.read_batch(batch); });
+    EXPECT_EQ(waiting.wait_for(50ms), std::future_status::timeout);
+    post_numbered(0, 1);
+    EXPECT_EQ(waiting.get(), 1u);
+    EXPECT_EQ(number_of(batch[0].bytes), 0u);
+    auto async = stream.async_read_batch(batch, boost::asio::use_future);
+    post_numbered(1, 1);
+    EXPECT_EQ(async.get(), 1u);
+    EXPECT_EQ(number_of(batch[0].bytes), 1u);
+}
+
+TEST_F(hid_stream_queue_test, asynchronous_reads_take_queued_reports_at_once_and_wait_when_there_are_none)
+{
+    running_context running;
+    hid_stream stream(running.context.get_executor(), entry(bare_id), hid_open_mode::shared, hid_read_queue{8});
+    post_numbered(0, 3);
+    wait_until_queued(stream, 3);
+    hid_report_batch batch(8, 4);
+    EXPECT_EQ(stream.async_read_batch(batch, boost::asio::use_future).get(), 3u);
+    EXPECT_EQ(number_of(batch[2].bytes), 2u);
+    std::array<std::uint8_t, 4> bytes{};
+    std::uint8_t id = 0;
+    auto pending = stream.async_read({&id, boost::asio::buffer(bytes)}, boost::asio::use_future);
+    EXPECT_EQ(pending.wait_for(50ms), std::future_status::timeout);
+    post_numbered(3, 2);
+    EXPECT_EQ(pending.get(), 4u);
+    EXPECT_EQ(number_of(bytes), 3u);
+    EXPECT_EQ(id, 3 % 7 + 1);
+    wait_until_queued(stream, 1);
+    EXPECT_EQ(stream.async_read({&id, boost::asio::buffer(bytes)}, boost::asio::use_future).get(), 4u);
+    EXPECT_EQ(number_of(bytes), 4u);
+}
+
+TEST_F(hid_stream_queue_test, a_read_cancelled_or_timed_out_loses_no_report_that_comes_after)
+{
+    running_context running;
+    hid_stream stream(running.context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{8});
+    std::array<std::uint8_t, 4> bytes{};
+    std::uint8_t id = 0;
+    auto reader = read_on_a_thread(stream, id, bytes);
+    EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
+    stream.cancel();
+    EXPECT_EQ(reader.get(), boost::asio::error::operation_aborted);
+
+    boost::asio::cancellation_signal signal;
+    auto cancelled = stream.async_read({&id, boost::asio::buffer(bytes)},
+                                       boost::asio::bind_cancellation_slot(signal.slot(), boost::asio::use_future));
+    boost::asio::post(running.context, [&] { signal.emit(boost::asio::cancellation_type::terminal); });
+    try
+    {
+        cancelled.get();
+        FAIL() << "a cancelled read completed";
+    }
+    catch (boost::system::system_error const& e)
+    {
+        EXPECT_EQ(e.code(), boost::asio::error::operation_aborted);
+    }
+    boost::system::error_code ec;
+    EXPECT_EQ(stream.read({&id, boost::asio::buffer(bytes)}, 5ms, ec), 0u);
+    EXPECT_EQ(ec, boost::asio::error::timed_out);
+
+    post_numbered(0, 2);
+    wait_until_queued(stream, 2);
+    EXPECT_EQ(read_number(stream), 0u);
+    EXPECT_EQ(read_number(stream), 1u);
+    EXPECT_EQ(stream.dropped_reports(), 0u);
+}
+
+TEST_F(hid_stream_queue_test, after_a_removal_the_queued_reports_are_read_before_the_read_that_learns_of_it)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{8});
+    post_numbered(0, 2);
+    wait_until_queued(stream, 2);
+    sim::remove_entry(bare_id);
+    EXPECT_EQ(read_number(stream), 0u);
+    EXPECT_EQ(read_number(stream), 1u);
+    std::array<std::uint8_t, 4> bytes{};
+    std::uint8_t id = 0;
+    boost::system::error_code ec;
+    stream.read({&id, boost::asio::buffer(bytes)}, 10s, ec);
+    EXPECT_EQ(ec, boost::asio::error::operation_aborted);
+    EXPECT_FALSE(stream.is_open());
+}
+
+TEST_F(hid_stream_queue_test, removal_during_a_queued_read_aborts_it_and_closes_the_stream)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{8});
+    hid_report_batch batch(4, 4);
+    auto reader = std::async(std::launch::async, [&] {
+        boost::system::error_code ec;
+        stream.read_batch(batch, ec);
+        return ec;
+    });
+    EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
+    sim::remove_entry(bare_id);
+    EXPECT_EQ(reader.get(), boost::asio::error::operation_aborted);
+    EXPECT_FALSE(stream.is_open());
+}
+
+TEST_F(hid_stream_queue_test, shutting_the_context_down_releases_queued_readers)
+{
+    shutting_context context;
+    hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{8});
+    hid_report_batch batch(4, 4);
+    auto reader = std::async(std::launch::async, [&] {
+        boost::system::error_code ec;
+        stream.read_batch(batch, ec);
+        return ec;
+    });
+    EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
+    context.shutdown();
+    EXPECT_EQ(reader.get(), boost::asio::error::operation_aborted);
+}
+
+TEST_F(hid_stream_queue_test, a_queue_of_no_reports_is_refused_and_the_device_is_left_as_found)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(bare_id));
+    stream.close();
+    try
+    {
+        stream.open(hid_open_mode::seized, hid_read_queue{0});
+        FAIL() << "opened with a queue of no reports";
+    }
+    catch (boost::system::system_error const& e)
+    {
+        EXPECT_EQ(e.code(), boost::asio::error::invalid_argument);
+        EXPECT_NE(std::string(e.what()).find("open"), std::string::npos);
+    }
+    EXPECT_FALSE(stream.is_open());
+    EXPECT_EQ(sim::hid_schedulings(bare_id), 0u);
+    boost::system::error_code ec;
+    stream.open(hid_open_mode::seized, hid_read_queue{static_cast<std::size_t>(-1) / 2}, ec);
+    EXPECT_EQ(ec, boost::asio::error::invalid_argument) << "a queue that cannot fit in memory";
+    EXPECT_FALSE(stream.is_open());
+    EXPECT_EQ(sim::hid_schedulings(bare_id), 0u);
+    stream.open(hid_open_mode::seized, hid_read_queue{2});
+    EXPECT_TRUE(stream.is_open());
+    EXPECT_THROW(hid_report_batch(0, 4), std::invalid_argument);
+    EXPECT_THROW(hid_report_batch(4, 0), std::invalid_argument);
+}
+
+// A reader that reads as fast as it can and one made slow on purpose, each
+// beside a poster: every report is read once, in order, or counted as dropped.
+TEST_F(hid_stream_queue_test, every_report_is_read_once_in_order_or_counted_as_dropped)
+{
+    for (bool const slow : {false, true})
+    {
+        SCOPED_TRACE(slow ? "slow reader" : "fast reader");
+        boost::asio::io_context context;
+        hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized,
+                          hid_read_queue{slow ? 4u : 64u, hid_queue_overflow::drop_oldest});
+        constexpr std::uint32_t total = 2000;
+        auto const kernel_drops_before = sim::dropped_input_reports(bare_id);
+        auto const accounted = [&](std::size_t read) {
+            return read + stream.dropped_reports() + (sim::dropped_input_reports(bare_id) - kernel_drops_before);
+        };
+        std::atomic<bool> posted{false};
+        std::thread poster([&] {
+            for (std::uint32_t n = 0; n < total; ++n)
+                post(bare_id, 1, numbered(n));
+            posted = true;
+        });
+        std::vector<std::uint32_t> seen;
+        hid_report_batch batch(16, 4);
+        auto const deadline = std::chrono::steady_clock::now() + 60s;
+        while (!posted || stream.queued_reports() != 0 || accounted(seen.size()) != total)
+        {
+            ASSERT_LT(std::chrono::steady_clock::now(), deadline)
+                << seen.size() << " read, " << stream.dropped_reports() << " dropped by the stream, "
+                << sim::dropped_input_reports(bare_id) - kernel_drops_before << " by the device, of " << total;
+            boost::system::error_code ec;
+            stream.read_batch(batch, 100ms, ec);
+            if (ec == boost::asio::error::timed_out)
+                continue;
+            ASSERT_FALSE(ec) << ec.message();
+            for (std::size_t i = 0; i < batch.size(); ++i)
+                seen.push_back(number_of(batch[i].bytes));
+            if (slow)
+                std::this_thread::sleep_for(200us);
+        }
+        poster.join();
+        for (std::size_t i = 1; i < seen.size(); ++i)
+            ASSERT_LT(seen[i - 1], seen[i]) << "a report read twice or out of order at " << i;
+        EXPECT_EQ(accounted(seen.size()), total);
+        if (!seen.empty() && sim::dropped_input_reports(bare_id) == kernel_drops_before)
+        {
+            EXPECT_EQ(seen.back(), total - 1) << "dropping the oldest keeps the last report";
+        }
+    }
+}
+
+} // namespace
