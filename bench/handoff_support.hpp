@@ -62,14 +62,13 @@ constexpr int sender_cpu = 0;
 constexpr int receiver_cpu = 1;
 
 // Counts what a receiver has taken; the sender waits for it before the next send.
-// A receiver that takes several at once adds them in one go.
 struct acknowledgements
 {
     std::atomic<std::uint64_t> count{0};
 
-    void add(std::uint64_t n = 1)
+    void add()
     {
-        count.fetch_add(n);
+        count.fetch_add(1);
         count.notify_one();
     }
 

@@ -43,6 +43,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <span>
@@ -88,16 +89,45 @@ clock_type::time_point stamp_of(std::span<std::uint8_t const> bytes)
     return clock_type::time_point(clock_type::duration(posted));
 }
 
+// The reports a reader has taken, and the count the poster waits for: a reader
+// wakes the poster only once that count is reached, so that a reader taking one
+// report at a time does not wake it once per report more than a reader taking
+// batches does (the poster's wake-ups are the benchmark's, not the reader's).
+struct taken_reports
+{
+    static constexpr std::uint64_t nobody_waits = std::numeric_limits<std::uint64_t>::max();
+    std::atomic<std::uint64_t> count{0};
+    std::atomic<std::uint64_t> awaited{nobody_waits};
+
+    void add(std::uint64_t n)
+    {
+        if (count.fetch_add(n) + n >= awaited.load())
+            count.notify_one();
+    }
+
+    void wait_for(std::uint64_t n)
+    {
+        // Either the reader sees the count awaited, or this sees the reader's count.
+        awaited.store(n);
+        for (auto seen = count.load(); seen < n; seen = count.load())
+            count.wait(seen);
+        awaited.store(nobody_waits);
+    }
+};
+
 // What every reader does with what it takes: notes the latencies when asked
 // to (into room reserved beforehand, so that it allocates nothing), then
 // acknowledges the reports to the poster.
 struct report_sink
 {
-    bench::acknowledgements taken;
+    taken_reports taken;
     std::vector<double>* post_to_reader = nullptr;
     std::vector<double>* callback_to_reader = nullptr;
     // Set by the device's report observer just before the report callback runs.
     std::atomic<clock_type::rep> called{0};
+    // The threads that deliver the reports and take them.
+    std::atomic<int> delivering_thread{0};
+    std::atomic<int> reading_thread{0};
 
     void report(std::span<std::uint8_t const> bytes)
     {
@@ -108,7 +138,12 @@ struct report_sink
             callback_to_reader->push_back(
                 microseconds(now - clock_type::time_point(clock_type::duration(called.load()))));
     }
-    void read(std::size_t n) { taken.add(n); }
+    void read(std::size_t n)
+    {
+        thread_local int const me = bench::this_thread_id();
+        reading_thread.store(me);
+        taken.add(n);
+    }
 };
 
 enum class subject
@@ -338,9 +373,16 @@ struct side
     double wall_seconds = 0;
     bench::resource_usage process;
     bench::resource_usage poster;
+    // The thread that runs the device's run loop, and the one that reads.
+    bench::resource_usage delivering_usage;
+    bench::resource_usage reading_usage;
     std::uint64_t allocations = 0;
     std::vector<double> post_latencies;
     std::vector<double> callback_latencies;
+    // Each round's own figures, paired with the other side's of the same round.
+    std::vector<double> round_rates;
+    std::vector<double> round_cpu_per_report;
+    std::vector<double> round_context_switches_per_report;
 
     side(sim::entry_id d, subject s, bool pinned) : device(d)
     {
@@ -351,6 +393,8 @@ struct side
             {
                 thread_local bench::pinned_to_cpu const on_sender(bench::sender_cpu);
             }
+            thread_local int const me = bench::this_thread_id();
+            sink.delivering_thread.store(me);
             sink.called.store(clock_type::now().time_since_epoch().count());
         });
         reader = start_reading(s, device, sink, pinned);
@@ -368,25 +412,36 @@ struct side
     template <typename Post>
     void measure(std::uint64_t count, Post&& post)
     {
+        auto const delivering_before = bench::thread_usage_of(sink.delivering_thread.load());
+        auto const reading_before = bench::thread_usage_of(sink.reading_thread.load());
         auto const allocations_before = plinth::testing::heap_allocations.load();
         auto const process_before = bench::process_usage();
         auto const poster_before = bench::thread_usage();
         auto const start = clock_type::now();
         post();
-        wall_seconds += std::chrono::duration<double>(clock_type::now() - start).count();
+        auto const wall = std::chrono::duration<double>(clock_type::now() - start).count();
+        auto const used = bench::process_usage() - process_before;
         poster += bench::thread_usage() - poster_before;
-        process += bench::process_usage() - process_before;
         allocations += plinth::testing::heap_allocations.load() - allocations_before;
+        delivering_usage += bench::thread_usage_of(sink.delivering_thread.load()) - delivering_before;
+        reading_usage += bench::thread_usage_of(sink.reading_thread.load()) - reading_before;
+        wall_seconds += wall;
+        process += used;
         reports += count;
+        auto const n = static_cast<double>(count);
+        round_rates.push_back(n / wall);
+        round_cpu_per_report.push_back(used.cpu_seconds / n);
+        round_context_switches_per_report.push_back(static_cast<double>(used.context_switches) / n);
     }
 
-    // Posts `count` reports, never more than in_flight ahead of the reader.
+    // Posts `count` reports, never more than in_flight ahead of the reader;
+    // once that far ahead, waits until the reader is half as far behind.
     void post_back_to_back(std::uint64_t count)
     {
         for (std::uint64_t i = 0; i < count; ++i)
         {
-            if (posted >= in_flight)
-                sink.taken.wait_for(posted - in_flight + 1);
+            if (posted >= in_flight && sink.taken.count.load() <= posted - in_flight)
+                sink.taken.wait_for(posted - in_flight / 2);
             post_stamped(device);
             ++posted;
         }
@@ -451,8 +506,47 @@ struct compared
     }
 };
 
+double median_of(std::vector<double>& v)
+{
+    std::sort(v.begin(), v.end());
+    return v[v.size() / 2];
+}
+
+double p99_of(std::vector<double>& v)
+{
+    std::sort(v.begin(), v.end());
+    return v[v.size() * 99 / 100];
+}
+
+// The median over the rounds of one side's figure over the other's in the same
+// round: a burst of load from elsewhere on the machine spoils a round or two,
+// not the ratio.
+double median_ratio(std::vector<double> const& tested, std::vector<double> const& baseline)
+{
+    std::vector<double> ratios;
+    for (std::size_t i = 0; i < tested.size() && i < baseline.size(); ++i)
+        ratios.push_back(tested[i] / baseline[i]);
+    return median_of(ratios);
+}
+
+// Where the CPU time and the context switches went: the poster (the simulated
+// device's hardware and kernel), the run-loop thread that delivers the reports
+// to the report callback, the thread that reads.
+void report_threads(benchmark::State& state, std::string const& prefix, side const& s)
+{
+    auto const each = [&](std::string const& name, bench::resource_usage const& u) {
+        state.counters[prefix + name + "_cpu_us_per_report"] = s.per_report(u.cpu_seconds) * 1e6;
+        state.counters[prefix + name + "_ctx_switches_per_report"] =
+            s.per_report(static_cast<double>(u.context_switches));
+    };
+    each("poster", s.poster);
+    each("loop", s.delivering_usage);
+    each("reader", s.reading_usage);
+}
+
 void report_costs(benchmark::State& state, std::string const& prefix, side const& s)
 {
+    report_threads(state, prefix, s);
     state.counters[prefix + "reports_per_s"] = s.reports_per_second();
     state.counters[prefix + "cpu_us_per_report"] = s.cpu_us_per_report();
     state.counters[prefix + "cpu_us_per_report_less_poster"] =
@@ -461,7 +555,7 @@ void report_costs(benchmark::State& state, std::string const& prefix, side const
     state.counters[prefix + "allocations_per_report"] = s.per_report(static_cast<double>(s.allocations));
 }
 
-constexpr std::uint64_t back_to_back_chunk = 10000;
+constexpr std::uint64_t back_to_back_chunk = 4000;
 constexpr std::uint64_t warm_up_reports = 2000;
 
 void back_to_back(benchmark::State& state, subject s)
@@ -475,26 +569,16 @@ void back_to_back(benchmark::State& state, subject s)
                 [](side& d) { d.measure(back_to_back_chunk, [&] { d.post_back_to_back(back_to_back_chunk); }); });
     report_costs(state, "", c.tested);
     report_costs(state, "qr_", c.baseline);
-    state.counters["throughput_vs_queue_reader"] = c.tested.reports_per_second() / c.baseline.reports_per_second();
-    state.counters["cpu_vs_queue_reader"] = c.tested.cpu_us_per_report() / c.baseline.cpu_us_per_report();
+    state.counters["throughput_vs_queue_reader"] = median_ratio(c.tested.round_rates, c.baseline.round_rates);
+    state.counters["cpu_vs_queue_reader"] =
+        median_ratio(c.tested.round_cpu_per_report, c.baseline.round_cpu_per_report);
     state.counters["ctx_switches_vs_queue_reader"] =
-        c.tested.context_switches_per_report() / c.baseline.context_switches_per_report();
-}
-
-double median_of(std::vector<double>& v)
-{
-    std::sort(v.begin(), v.end());
-    return v[v.size() / 2];
-}
-
-double p99_of(std::vector<double>& v)
-{
-    std::sort(v.begin(), v.end());
-    return v[v.size() * 99 / 100];
+        median_ratio(c.tested.round_context_switches_per_report, c.baseline.round_context_switches_per_report);
 }
 
 void report_latencies(benchmark::State& state, std::string const& prefix, side& s)
 {
+    report_threads(state, prefix, s);
     state.counters[prefix + "post_median_us"] = median_of(s.post_latencies);
     state.counters[prefix + "post_p99_us"] = p99_of(s.post_latencies);
     state.counters[prefix + "callback_median_us"] = median_of(s.callback_latencies);
@@ -634,7 +718,7 @@ void scaling(benchmark::State& state)
     streams.clear();
 }
 
-constexpr int back_to_back_rounds = 6;
+constexpr int back_to_back_rounds = 16;
 constexpr int one_at_a_time_rounds = 8;
 
 #define PLINTH_QUEUE_BENCH(name, ...)                                                                                  \
