@@ -4,10 +4,10 @@
 #include "sim/detail/hid/hid_hardware.hpp"
 #include "sim/detail/hid/user_client_creator.hpp"
 #include "sim/detail/hid/hid_report_requests.hpp"
+#include "sim/detail/run_loop/run_loop.hpp"
+#include "sim/detail/run_loop/run_loop_source.hpp"
 
 #include <IOKit/hid/IOHIDKeys.h>
-
-#include <boost/container/small_vector.hpp>
 
 #include <algorithm>
 #include <optional>
@@ -209,16 +209,21 @@ void hid_client::unschedule(CFRunLoopRef loop, CFStringRef mode)
 
 bool hid_client::queue_report(std::uint32_t report_id, std::span<std::uint8_t const> bytes)
 {
+    bool was_empty = false;
     {
         std::lock_guard const lock(mutex_);
         // The queue fills only while started: the device open and a report callback
         // registered. Otherwise the report goes nowhere and counts as no drop.
         if (!open_ || input_callback_ == nullptr || !queue_)
             return true;
+        was_empty = queue_->empty();
         if (!queue_->push(report_id, bytes))
             return false;
     }
-    signal_if_pending();
+    // The kernel tells the process only when the queue goes from empty to not
+    // empty: a report that joins others is taken by the drain already due.
+    if (was_empty)
+        signal_if_pending();
     return true;
 }
 
@@ -236,40 +241,46 @@ void hid_client::removed()
 
 void hid_client::signal_if_pending()
 {
-    // A client is scheduled in a mode or two: the loops to wake fit inline, so
-    // that the report path allocates nothing here.
-    boost::container::small_vector<CFRunLoopRef, 8> loops;
     {
         std::lock_guard const lock(mutex_);
         bool const work = (removal_pending_ && removal_callback_ != nullptr) || requests_->has_completed() ||
                           (queue_ && !queue_->empty() && input_callback_ != nullptr && open_);
         if (!work)
             return;
-        for (auto const& s : schedulings_)
-        {
-            CFRetain(s.loop);
-            loops.push_back(s.loop);
-        }
     }
-    CFRunLoopSourceSignal(source_);
-    for (auto const loop : loops)
-    {
-        CFRunLoopWakeUp(loop);
-        CFRelease(loop);
-    }
+    run_loop::signal_and_wake_serving(static_cast<run_loop_source*>(cf_object::from_ref(source_)));
 }
 
 void hid_client::perform(void* info)
 {
-    (*static_cast<client_handle*>(info))->deliver_one();
+    (*static_cast<client_handle*>(info))->deliver();
 }
 
-// One delivery per perform. A Mac drains every queued report in one source
-// callout; whether a callback that unschedules its device there stops the drain
-// is not known, so the simulation keeps the cautious reading: a callback that
-// unschedules its device (or closes it) stops the next delivery, and the report
-// stays queued for a loop that serves the device again.
-void hid_client::deliver_one()
+// One source callout drains everything queued, in order, as on a Mac. Whether a
+// callback that unschedules its device there stops the drain is not known, so
+// the simulation keeps the cautious reading: once a callback has unscheduled the
+// device from the loop and mode that perform it (or closed it), the drain stops,
+// and what is left stays queued for a loop that serves the device again.
+void hid_client::deliver()
+{
+    CFRunLoopRef const loop = CFRunLoopGetCurrent();
+    CFStringRef const mode = CFRunLoopCopyCurrentMode(loop);
+    while (deliver_one() && mode != nullptr && is_scheduled(loop, mode))
+    {
+    }
+    if (mode != nullptr)
+        CFRelease(mode);
+    signal_if_pending();
+}
+
+bool hid_client::is_scheduled(CFRunLoopRef loop, CFStringRef mode) const
+{
+    std::lock_guard const lock(mutex_);
+    return std::any_of(schedulings_.begin(), schedulings_.end(),
+                       [&](scheduling const& s) { return s.loop == loop && same_mode(s.mode, mode); });
+}
+
+bool hid_client::deliver_one()
 {
     IOHIDCallback removal = nullptr;
     void* removal_context = nullptr;
@@ -314,7 +325,9 @@ void hid_client::deliver_one()
         input(input_context, kIOReturnSuccess, device_, kIOHIDReportTypeInput, delivered->report_id, buffer,
               static_cast<CFIndex>(delivered->length));
     }
-    signal_if_pending();
+    else
+        return false;
+    return true;
 }
 
 } // namespace plinth::sim::detail

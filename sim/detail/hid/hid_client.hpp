@@ -84,8 +84,13 @@ private:
     };
 
     static void perform(void* info);
-    void deliver_one();
-    // Signals the source and wakes the loops it is in, when there is work.
+    void deliver();
+    // Delivers the most urgent thing waiting (a removal, a request's completion,
+    // an input report); false when nothing was.
+    bool deliver_one();
+    bool is_scheduled(CFRunLoopRef loop, CFStringRef mode) const;
+    // Signals the source and wakes the loops that run a mode it is in, when there
+    // is work.
     void signal_if_pending();
 
     std::shared_ptr<hid_hardware> hardware_;

@@ -300,6 +300,23 @@ void run_loop::invalidate(run_loop_source* source)
     run_callouts(callouts, false);
 }
 
+void run_loop::signal_and_wake_serving(run_loop_source* source)
+{
+    std::lock_guard guard(mutex());
+    if (!source->valid)
+        return;
+    source->signalled = true;
+    for (auto const& m : source->memberships)
+    {
+        auto* const loop = m.loop;
+        if (loop->activations_.empty() || *loop->activations_.back()->mode != m.mode || loop->wake_pending_)
+            continue;
+        // As wake_up(): notified with the mutex held.
+        loop->wake_pending_ = true;
+        loop->wake_.notify_one();
+    }
+}
+
 void run_loop::thread_ended()
 {
     callout_list callouts;
@@ -363,16 +380,18 @@ bool run_loop::perform_ready_sources(lock& held, std::string const& mode, bool o
 
 CFRunLoopRunResult run_loop::run_in_mode(CFStringRef mode, CFTimeInterval seconds, bool return_after_source_handled)
 {
-    std::string const key = key_of(mode);
     lock held(mutex());
-    if (mode_is_empty(key))
+    if (mode_is_empty(key_of(mode)))
         return kCFRunLoopRunFinished;
+    // The loop's own copy of the name, which lives as long as the loop: the
+    // caller's string need not outlive the run, and the run copies nothing.
+    std::string const& key = modes_.find(key_of(mode))->first;
     auto const start = clock::now();
     auto const deadline = seconds <= 0
                               ? start
                               : start + std::chrono::duration_cast<clock::duration>(
                                             std::chrono::duration<double>(std::min(seconds, longest_wait_seconds)));
-    activation me{key};
+    activation me{&key};
     activations_.push_back(&me);
     CFRunLoopRunResult result = 0;
     while (result == 0)
@@ -435,7 +454,7 @@ CFStringRef run_loop::copy_current_mode() const
     std::lock_guard guard(mutex());
     if (activations_.empty())
         return nullptr;
-    auto name = modes_.at(activations_.back()->mode).name;
+    auto name = modes_.at(*activations_.back()->mode).name;
     cf_object::from_ref(name)->retain();
     return name;
 }

@@ -52,6 +52,13 @@ public:
     // Takes a source out of every loop and mode it is in, with its cancel callouts.
     static void invalidate(run_loop_source* source);
 
+    // Signals a valid source and wakes each loop that is running a mode the source
+    // is in: what a message on a version-1 source's port does, which wakes only a
+    // loop waiting on a port set that holds the port. A loop that runs such a mode
+    // later performs the source on its first pass. Takes no reference and makes no
+    // copy: a kernel object's source pays little per event.
+    static void signal_and_wake_serving(run_loop_source* source);
+
     // Takes every source out of every mode, with cancel callouts: the thread that
     // owns the loop is ending.
     void thread_ended();
@@ -66,7 +73,7 @@ private:
     };
     struct activation
     {
-        std::string mode;
+        std::string const* mode; // a key of modes_, whose entries stay for the loop's life
         bool stopped = false;
     };
     // A schedule or cancel callout to make, and the reference to drop after it.
