@@ -661,7 +661,7 @@ void scaling(benchmark::State& state)
     for (auto const device : devices)
         streams.push_back(
             std::make_unique<hid_stream>(context.get_executor(), bench::device_of(device), hid_open_mode::seized,
-                                         hid_read_queue{queue_capacity, hid_queue_overflow::drop_newest}));
+                                         hid_read_queue{scaling_queue_capacity, hid_queue_overflow::drop_newest}));
     report_sink sink;
     std::vector<double> lateness;
     auto const expected = stream_count * static_cast<std::size_t>(scaling_run / period + 1);
