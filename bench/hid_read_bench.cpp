@@ -12,11 +12,9 @@
 //   read on every thread, counted after a warm-up;
 // - threads_per_context: threads an execution context has with N open streams.
 #include "bench/handoff_support.hpp"
+#include "bench/sim_hid_devices.hpp"
 #include "device/apple/hid_stream.hpp"
-#include "device/apple/tree.hpp"
-#include "io_kit/mach_port.hpp"
 #include "sim/control/hid.hpp"
-#include "sim/control/registry.hpp"
 #include "tests/support/counted_heap.hpp"
 
 #include <benchmark/benchmark.h>
@@ -58,19 +56,11 @@ std::size_t thread_count()
         std::distance(std::filesystem::directory_iterator("/proc/self/task"), std::filesystem::directory_iterator()));
 }
 
+constexpr int report_size = 8;
+
 sim::entry_id add_hid_device(int index)
 {
-    return sim::add_entry({"IOUSBHostHIDDevice",
-                           "Bench " + std::to_string(index),
-                           std::nullopt,
-                           {{"MaxInputReportSize", sim::make_number(8)}}},
-                          sim::root_entry_id);
-}
-
-plinth::apple::device entry(sim::entry_id id)
-{
-    plinth::apple::tree const registry(plinth::apple::io_kit::mach_port::master_port_default());
-    return plinth::apple::device(plinth::apple::io_kit::io_registry_entry(registry.get_by_id(id).next()));
+    return plinth::bench::add_hid_device(index, report_size);
 }
 
 // A fresh registry with one simulated HID device, and a stream open on it.
@@ -78,7 +68,7 @@ struct bench_device
 {
     sim::entry_id id = (sim::reset_registry(), add_hid_device(0));
     boost::asio::io_context context;
-    hid_stream stream{context.get_executor(), entry(id)};
+    hid_stream stream{context.get_executor(), plinth::bench::device_of(id)};
 };
 
 // Where the clock starts: the simulated device's report callback, on the
@@ -318,7 +308,7 @@ void threads_per_context(benchmark::State& state)
         boost::asio::io_context context;
         std::vector<std::unique_ptr<hid_stream>> streams;
         for (auto const id : ids)
-            streams.push_back(std::make_unique<hid_stream>(context.get_executor(), entry(id)));
+            streams.push_back(std::make_unique<hid_stream>(context.get_executor(), plinth::bench::device_of(id)));
         added = thread_count() - before;
         streams.clear();
     }
