@@ -160,8 +160,12 @@ bool hid_stream::has_record() const noexcept
 detail::hid_run_loop_token hid_stream::schedule_with_run_loop(CF::String mode)
 {
     CFRunLoopRef const run_loop = context.service->get_run_loop();
+    // No CFRunLoopWakeUp after scheduling: the device's port joins the port set
+    // the loop waits on, and the kernel hands a report already waiting on the port
+    // to a thread waiting on the set, so the loop wakes for a report by itself.
+    // Waking it besides made the run-loop thread take one more pass, for nothing,
+    // per read.
     hid_device.schedule_with_run_loop(run_loop, static_cast<CFStringRef>(mode.GetTypeRef()));
-    CFRunLoopWakeUp(run_loop);
     return {hid_device, run_loop, std::move(mode)};
 }
 
@@ -178,6 +182,15 @@ std::shared_ptr<detail::hid_run_loop_token> hid_stream::read_mode_scheduling(det
     return std::allocate_shared<detail::hid_run_loop_token>(
         detail::handoff_allocator<detail::hid_run_loop_token>(),
         schedule_with_run_loop(run_loop_service::read_run_loop_mode));
+}
+
+std::shared_ptr<detail::hid_run_loop_token> hid_stream::pending_read_scheduling(detail::hid_service::data& d)
+{
+    // A queued stream's scheduling serves its reads already: a read holds no
+    // share of it, so that reading touches no count the callback touches too.
+    if (d.queue_token)
+        return nullptr;
+    return read_mode_scheduling(d);
 }
 
 void hid_stream::open()

@@ -421,6 +421,8 @@ private:
     // The device's scheduling in the read mode: the one a pending read or a report
     // request holds already, else a new one.
     std::shared_ptr<detail::hid_run_loop_token> read_mode_scheduling(detail::hid_service::data& d);
+    // What a read that waits holds of that scheduling: nothing for a queued stream.
+    std::shared_ptr<detail::hid_run_loop_token> pending_read_scheduling(detail::hid_service::data& d);
     void start_async_read(detail::hid_service::data::read_target target, detail::hid_async_read::pointer op,
                           boost::asio::cancellation_slot slot);
     std::size_t read_until(detail::hid_service::data::read_target target, char const* name,

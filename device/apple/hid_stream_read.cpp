@@ -117,7 +117,7 @@ std::size_t hid_stream::read_until(detail::hid_service::data::read_target target
                                    [promise](boost::system::error_code const& code, std::size_t n) {
                                        promise->set_value({code, n});
                                    })},
-                      promise.get(), read_mode_scheduling(*locked));
+                      promise.get(), pending_read_scheduling(*locked));
     }
     if (deadline && result.wait_until(*deadline) == std::future_status::timeout)
     {
@@ -204,7 +204,7 @@ void hid_stream::start_async_read(detail::hid_service::data::read_target target,
                          else
                              detail::hid_async_read::post(std::move(op), code, n);
                      })},
-        owner, read_mode_scheduling(*locked));
+        owner, pending_read_scheduling(*locked));
 }
 
 } // namespace plinth::apple
