@@ -65,6 +65,15 @@ protected:
             std::this_thread::sleep_for(1ms);
         }
     }
+    // A blocking batch read on a thread of its own; the future holds its error code.
+    static std::future<boost::system::error_code> read_batch_on_a_thread(hid_stream& stream, hid_report_batch& batch)
+    {
+        return std::async(std::launch::async, [&stream, &batch] {
+            boost::system::error_code ec;
+            stream.read_batch(batch, ec);
+            return ec;
+        });
+    }
     static std::uint32_t read_number(hid_stream& stream, std::uint8_t* id = nullptr)
     {
         std::array<std::uint8_t, 4> bytes{};
@@ -271,11 +280,7 @@ TEST_F(hid_stream_queue_test, removal_during_a_queued_read_aborts_it_and_closes_
     boost::asio::io_context context;
     hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{8});
     hid_report_batch batch(4, 4);
-    auto reader = std::async(std::launch::async, [&] {
-        boost::system::error_code ec;
-        stream.read_batch(batch, ec);
-        return ec;
-    });
+    auto reader = read_batch_on_a_thread(stream, batch);
     EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
     sim::remove_entry(bare_id);
     EXPECT_EQ(reader.get(), boost::asio::error::operation_aborted);
@@ -287,11 +292,7 @@ TEST_F(hid_stream_queue_test, shutting_the_context_down_releases_queued_readers)
     shutting_context context;
     hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{8});
     hid_report_batch batch(4, 4);
-    auto reader = std::async(std::launch::async, [&] {
-        boost::system::error_code ec;
-        stream.read_batch(batch, ec);
-        return ec;
-    });
+    auto reader = read_batch_on_a_thread(stream, batch);
     EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
     context.shutdown();
     EXPECT_EQ(reader.get(), boost::asio::error::operation_aborted);

@@ -276,8 +276,11 @@ void hid_client::deliver()
 bool hid_client::is_scheduled(CFRunLoopRef loop, CFStringRef mode) const
 {
     std::lock_guard const lock(mutex_);
-    return std::any_of(schedulings_.begin(), schedulings_.end(),
-                       [&](scheduling const& s) { return s.loop == loop && same_mode(s.mode, mode); });
+    // The mode a loop runs is most often the very string the device was scheduled
+    // with: compared by address first, the drain rarely compares characters.
+    return std::any_of(schedulings_.begin(), schedulings_.end(), [&](scheduling const& s) {
+        return s.loop == loop && (s.mode == mode || same_mode(s.mode, mode));
+    });
 }
 
 bool hid_client::deliver_one()
