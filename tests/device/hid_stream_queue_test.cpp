@@ -16,6 +16,7 @@
 #include <chrono>
 #include <cstdint>
 #include <future>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -256,6 +257,37 @@ TEST_F(hid_stream_queue_test, a_read_cancelled_or_timed_out_loses_no_report_that
     EXPECT_EQ(read_number(stream), 0u);
     EXPECT_EQ(read_number(stream), 1u);
     EXPECT_EQ(stream.dropped_reports(), 0u);
+}
+
+// A batch read that is cancelled after its reports came (its completion not yet
+// run, as when a timer wins the same round) gives all of them back, ahead of the
+// reports queued since.
+TEST_F(hid_stream_queue_test, a_batch_read_cancelled_after_its_reports_came_gives_them_all_back_in_order)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{8});
+    post_numbered(0, 3);
+    wait_until_queued(stream, 3);
+    hid_report_batch batch(8, 4);
+    boost::asio::cancellation_signal signal;
+    std::optional<boost::system::error_code> result;
+    stream.async_read_batch(batch, boost::asio::bind_cancellation_slot(
+                                       signal.slot(), [&](boost::system::error_code ec, std::size_t) { result = ec; }));
+    post_numbered(3, 1);
+    wait_until_queued(stream, 1);
+    signal.emit(boost::asio::cancellation_type::terminal);
+    context.run();
+    ASSERT_TRUE(result);
+    EXPECT_EQ(*result, boost::asio::error::operation_aborted);
+    EXPECT_TRUE(batch.empty());
+    std::vector<std::uint32_t> numbers;
+    while (numbers.size() < 4)
+    {
+        ASSERT_NE(stream.read_batch(batch, 1s), 0u);
+        for (std::size_t i = 0; i < batch.size(); ++i)
+            numbers.push_back(number_of(batch[i].bytes));
+    }
+    EXPECT_EQ(numbers, (std::vector<std::uint32_t>{0, 1, 2, 3}));
 }
 
 TEST_F(hid_stream_queue_test, after_a_removal_the_queued_reports_are_read_before_the_read_that_learns_of_it)
