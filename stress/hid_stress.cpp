@@ -324,6 +324,9 @@ struct slot
     std::uint64_t ring_dropped_by_earlier_streams = 0;  // main thread only
     std::optional<std::uint64_t> ring_dropped_at_end{}; // main thread only
     std::atomic<std::uint32_t> last_sequence{0};
+    // The reports skipped between two read one after the other (and before the
+    // first after a plug): on a device with one stream, each is one it dropped.
+    std::atomic<std::uint64_t> gaps{0};
     std::atomic<int> pending_writes{0};
 
     // The callback chain's buffers: one read at a time.
@@ -597,6 +600,12 @@ public:
                                   totals_.heard_while_seized.load()));
         account.check(totals_.unexpected_errors == 0,
                       fmt::format("{} reads failed with an unexpected error", totals_.unexpected_errors.load()));
+        // What a stream skipped, it dropped: dropping the oldest reads forwards, and
+        // no further than the drops counted.
+        for (auto const& s : slots_)
+            account.check(
+                s.device->shared() || s.gaps <= dropped_by(s),
+                fmt::format("stream {}: {} reports skipped, {} dropped", s.index, s.gaps.load(), dropped_by(s)));
         account.check(totals_.aborted_at_shutdown > 0, "no reader was blocked at shutdown");
         account.check(totals_.queued_aborted_at_shutdown > 0, "no queued stream's reader was blocked at shutdown");
         account.check(totals_.batch_reads > 0, "no batch read completed");
@@ -847,8 +856,10 @@ private:
             ++totals_.heard_while_seized;
         auto const sequence = static_cast<std::uint32_t>(bytes[1] | bytes[2] << 8 | bytes[3] << 16);
         // Dropped reports leave gaps; a report twice or late goes backwards.
-        if (sequence <= s.last_sequence.exchange(sequence))
+        if (auto const last = s.last_sequence.exchange(sequence); sequence <= last)
             ++totals_.out_of_order;
+        else
+            s.gaps += sequence - last - 1;
     }
 
     // Checks the reports a batch read returned, oldest first.
