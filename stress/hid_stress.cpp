@@ -1465,7 +1465,19 @@ private:
         while (s.pending_writes != 0 && std::chrono::steady_clock::now() < until)
             std::this_thread::sleep_for(100us);
         if (s.pending_writes != 0)
+        {
+            // Said with how long they took in the end, which tells a slow machine
+            // from writes that the unplug did not end.
             ++totals_.writes_left_by_unplug;
+            auto const left = s.pending_writes.load();
+            auto const late = std::chrono::steady_clock::now() + settle_limit;
+            while (s.pending_writes != 0 && std::chrono::steady_clock::now() < late)
+                std::this_thread::sleep_for(100us);
+            fmt::print(stderr, "hid_stress: device {}: {} writes pending 2 s after its unplug; {}\n", d.index, left,
+                       s.pending_writes == 0
+                           ? fmt::format("all ended {} ms after that", (std::chrono::steady_clock::now() - until) / 1ms)
+                           : fmt::format("{} still pending {} s later", s.pending_writes.load(), settle_limit / 1s));
+        }
         std::lock_guard const lock(s.stream_mutex);
         std::lock_guard const lifecycle(lifecycle_mutex_);
         s.stream.reset();
