@@ -2,24 +2,33 @@
 // have one stream, which holds its device seized; two are opened by several
 // streams at once, shared. Each stream has one reader of its own kind: a
 // blocking read, a read with a (sometimes zero or negative) timeout, a chain of
-// callback reads, or a coroutine racing each read against a timer. Some devices
-// answer report requests at once, some late, some never. Meanwhile other threads
-// cancel reads; write output reports, blocking (with and without a timeout) and
-// asynchronously (left alone, raced against a timer through a cancellation slot,
-// or cancelled by cancel()); and, playing another program, seize a shared device
-// for a while and let it go. The main thread posts input reports and unplugs the
-// seized devices in the middle of reads, plugging each back in as a new entry
-// with a new stream. At the end the context is shut down while every reader is
-// blocked.
+// callback reads, or a coroutine racing each read against a timer. Other streams
+// are opened with a read queue (rings of 1 to 256 reports, dropping the newest
+// or the oldest when full), one device of them shared, and have readers of their
+// own kinds: a blocking read, a batch read with a timeout, a chain of callback
+// batch reads, or a coroutine racing each batch read against a timer (the timer's
+// win cancels the read through its cancellation slot, which gives back any
+// reports it had taken). Two of those readers are slow on purpose, sleeping
+// between reads of a small ring on a device of their own, so that their rings
+// drop. Some devices answer report requests at once, some late, some never.
+// Meanwhile other threads cancel reads; write output reports, blocking (with and
+// without a timeout) and asynchronously (left alone, raced against a timer
+// through a cancellation slot, or cancelled by cancel()); and, playing another
+// program, seize a shared device for a while and let it go. The main thread posts
+// input reports and unplugs the seized devices, queued or not, in the middle of
+// reads, plugging each back in as a new entry with a new stream. At the end the
+// context is shut down while every reader is blocked.
 //
 // The run proves that every stream received every report posted to its device
-// while it could hear it exactly once and in order, or its own kernel queue
-// dropped and counted it; that while another program held a shared device its
-// streams heard nothing, and no new stream could open it (the refusal naming
-// that program); that every output report a write confirmed reached its device,
-// and no more than the writes handed over; that every write completed exactly
-// once; that every reader was released; and that no handle, CF object or thread
-// was left.
+// while it could hear it exactly once and in order, or counted it as dropped:
+// by its own kernel queue, or by its read queue (whose reports read, dropping the
+// oldest, still only go forwards); that the slow readers' rings did drop, and
+// that what each of them read and dropped is exactly what was posted to it; that
+// while another program held a shared device its streams heard nothing, and no
+// new stream could open it (the refusal naming that program); that every output
+// report a write confirmed reached its device, and no more than the writes
+// handed over; that every write completed exactly once; that every reader, queued
+// or not, was released; and that no handle, CF object or thread was left.
 
 #if defined(__APPLE__)
 // The run plays the simulated I/O Kit's devices and registry, which a Mac does not
@@ -35,6 +44,8 @@ int main()
 
 #include "device/apple/device.hpp"
 #include "device/apple/hid_device_client.hpp"
+#include "device/apple/hid_read_queue.hpp"
+#include "device/apple/hid_report_batch.hpp"
 #include "device/apple/hid_stream.hpp"
 #include "device/apple/tree.hpp"
 #include "error/apple/hid_errc.hpp"
@@ -80,6 +91,9 @@ namespace {
 namespace asio = boost::asio;
 namespace sim = plinth::sim;
 using plinth::apple::hid_open_mode;
+using plinth::apple::hid_queue_overflow;
+using plinth::apple::hid_read_queue;
+using plinth::apple::hid_report_batch;
 using plinth::apple::hid_stream;
 using plinth::stress::write_outcome;
 using plinth::stress::write_tally;
@@ -99,8 +113,22 @@ enum class reader_kind
     timed,
     callbacks,
     coroutine,
+    // On a stream with a read queue: a blocking read of one report, a batch read
+    // with a timeout, a chain of asynchronous batch reads, a coroutine racing
+    // each batch read against a timer.
+    queued_blocking,
+    queued_timed_batch,
+    queued_callbacks,
+    queued_coroutine,
 };
+// Of each family, with a read queue and without.
 constexpr int reader_kinds = 4;
+
+bool is_sync(reader_kind kind)
+{
+    return kind == reader_kind::blocking || kind == reader_kind::timed || kind == reader_kind::queued_blocking ||
+           kind == reader_kind::queued_timed_batch;
+}
 
 // How a device answers report requests: at once, after a delay, or never.
 enum class answer_kind
@@ -120,11 +148,17 @@ struct device_plan
     // Its "RequestTimeout" (µs), IOKit's deadline for an asynchronous write; 0
     // leaves IOKit's default of a second.
     int request_timeout_us;
+    // The read queue its streams open with, if any.
+    std::optional<hid_read_queue> queue = std::nullopt;
+    // Its one reader sleeps between reads, so that its (small) ring drops.
+    bool slow = false;
 };
 
 // Delays within IOKit's shortest deadline (50 ms) and beyond it; a device that
-// never answers with IOKit's default deadline and with the shortest.
-constexpr std::array<device_plan, 10> plans{{
+// never answers with IOKit's default deadline and with the shortest. The queued
+// streams' rings range from one report to far more than the poster lets wait
+// (backlog_limit), and the slow readers' are small, so that they drop.
+constexpr std::array<device_plan, 19> plans{{
     {1, answer_kind::prompt, 0ms, 0},
     {1, answer_kind::prompt, 0ms, 0},
     {1, answer_kind::prompt, 0ms, 0},
@@ -135,6 +169,15 @@ constexpr std::array<device_plan, 10> plans{{
     {1, answer_kind::stalled, 0ms, 0},
     {2, answer_kind::delayed, 3ms, 0},
     {3, answer_kind::stalled, 0ms, 50'000},
+    {1, answer_kind::prompt, 0ms, 0, hid_read_queue{1, hid_queue_overflow::drop_newest}},
+    {1, answer_kind::prompt, 0ms, 0, hid_read_queue{3, hid_queue_overflow::drop_oldest}},
+    {1, answer_kind::delayed, 2ms, 0, hid_read_queue{64, hid_queue_overflow::drop_newest}},
+    {1, answer_kind::prompt, 0ms, 0, hid_read_queue{256, hid_queue_overflow::drop_oldest}},
+    {1, answer_kind::stalled, 0ms, 50'000, hid_read_queue{8, hid_queue_overflow::drop_newest}},
+    {1, answer_kind::prompt, 0ms, 0, hid_read_queue{16, hid_queue_overflow::drop_oldest}},
+    {2, answer_kind::delayed, 3ms, 0, hid_read_queue{32, hid_queue_overflow::drop_oldest}},
+    {1, answer_kind::prompt, 0ms, 0, hid_read_queue{4, hid_queue_overflow::drop_newest}, true},
+    {1, answer_kind::prompt, 0ms, 0, hid_read_queue{2, hid_queue_overflow::drop_oldest}, true},
 }};
 constexpr int device_count = static_cast<int>(plans.size());
 constexpr int stream_count = [] {
@@ -221,6 +264,11 @@ struct totals
     std::atomic<std::uint64_t> aborted_at_shutdown{0};
     std::atomic<std::uint64_t> unplugs_unseen{0};
     std::atomic<std::uint64_t> reads_refused_closed{0};
+    std::atomic<std::uint64_t> batch_reads{0};
+    std::atomic<std::uint64_t> reports_read_in_batches{0};
+    std::atomic<std::uint64_t> largest_batch{0};
+    std::atomic<std::uint64_t> batch_timer_wins{0};
+    std::atomic<std::uint64_t> queued_aborted_at_shutdown{0};
 
     std::atomic<std::uint64_t> sync_writes{0};
     std::atomic<std::uint64_t> timed_writes{0};
@@ -271,12 +319,22 @@ struct slot
     std::atomic<std::uint64_t> posted{0};
     std::atomic<std::uint64_t> delivered{0};
     std::uint64_t dropped_by_earlier_devices = 0; // main thread only
+    // What the read queues of the stream's earlier streams (before an unplug)
+    // dropped, and the present stream's count once the run has stopped posting.
+    std::uint64_t ring_dropped_by_earlier_streams = 0;  // main thread only
+    std::optional<std::uint64_t> ring_dropped_at_end{}; // main thread only
     std::atomic<std::uint32_t> last_sequence{0};
+    // The reports skipped between two read one after the other (and before the
+    // first after a plug): on a device with one stream, each is one it dropped.
+    std::atomic<std::uint64_t> gaps{0};
     std::atomic<int> pending_writes{0};
 
     // The callback chain's buffers: one read at a time.
     std::array<std::uint8_t, 8> chain_bytes{};
     std::uint8_t chain_id = 0;
+    // A queued stream's reader's batch, of its own room: it outlives every read
+    // into it, the context's included.
+    std::unique_ptr<hid_report_batch> batch;
 };
 
 // One device: its entry, its streams, what was posted and written to it.
@@ -360,7 +418,7 @@ public:
         for (int i = 0; i < 2; ++i)
             runners_.emplace_back([this] { run_context(); });
         for (auto& s : slots_)
-            if (s.kind == reader_kind::blocking || s.kind == reader_kind::timed)
+            if (is_sync(s.kind))
                 sync_readers_.emplace_back([this, &s] { sync_reader(s); });
         for (auto& s : slots_)
             activate(s);
@@ -409,6 +467,11 @@ public:
                                                  s.index, s.device->index, backlog(s), s.posted.load()));
         for (auto& d : devices_)
             check_output_reports(d, account, true);
+        // No report is posted any more and every one was read or dropped: the read
+        // queues' counts are final, and kept for after the shutdown.
+        for (auto& s : slots_)
+            s.ring_dropped_at_end = s.stream->dropped_reports();
+        auto const slow = check_slow_readers(account);
 
         // Shut the context down while the readers wait: every blocking read and
         // every pending asynchronous read is released with operation_aborted.
@@ -431,12 +494,23 @@ public:
         std::uint64_t due = 0;
         std::uint64_t delivered = 0;
         std::uint64_t dropped = 0;
+        std::uint64_t ring_dropped = 0;
+        std::uint64_t queued_streams = 0;
+        std::uint64_t queued_delivered = 0;
+        std::uint64_t queued_kernel_dropped = 0;
         std::uint64_t while_seized = 0;
         for (auto& s : slots_)
         {
             due += s.posted;
             delivered += s.delivered;
             dropped += dropped_by(s);
+            ring_dropped += ring_drops(s);
+            if (s.device->plan.queue)
+            {
+                ++queued_streams;
+                queued_delivered += s.delivered;
+                queued_kernel_dropped += kernel_drops(s);
+            }
         }
         for (auto& d : devices_)
         {
@@ -447,7 +521,7 @@ public:
             // device counted over every client it had.
             std::uint64_t streams_dropped = 0;
             for (auto const* s : d.streams)
-                streams_dropped += dropped_by(*s);
+                streams_dropped += kernel_drops(*s);
             account.check(streams_dropped <= sim::dropped_input_reports(d.id),
                           fmt::format("device {}: its streams dropped {} reports, its clients {}", d.index,
                                       streams_dropped, sim::dropped_input_reports(d.id)));
@@ -475,6 +549,18 @@ public:
         account.figure("reports due to streams", due);
         account.figure("reports delivered", delivered);
         account.figure("reports dropped (queue full)", dropped);
+        account.figure("  by read queues", ring_dropped);
+        account.figure("streams with a read queue", queued_streams);
+        account.figure("  reports they read", queued_delivered);
+        account.figure("  dropped by kernel queues", queued_kernel_dropped);
+        account.figure("  batch reads", totals_.batch_reads);
+        account.figure("  reports read in batches", totals_.reports_read_in_batches);
+        account.figure("  largest batch", totals_.largest_batch);
+        account.figure("  batch reads beaten by a timer", totals_.batch_timer_wins);
+        account.figure("  readers released at shutdown", totals_.queued_aborted_at_shutdown);
+        account.figure("slow queued readers: posted", slow.posted);
+        account.figure("  reports read", slow.delivered);
+        account.figure("  dropped by their rings", slow.ring_dropped);
         account.figure("reads completed", totals_.reads_completed);
         account.figure("reads aborted", totals_.reads_aborted);
         account.figure("reads timed out", totals_.reads_timed_out);
@@ -514,7 +600,15 @@ public:
                                   totals_.heard_while_seized.load()));
         account.check(totals_.unexpected_errors == 0,
                       fmt::format("{} reads failed with an unexpected error", totals_.unexpected_errors.load()));
+        // What a stream skipped, it dropped: dropping the oldest reads forwards, and
+        // no further than the drops counted.
+        for (auto const& s : slots_)
+            account.check(
+                s.device->shared() || s.gaps <= dropped_by(s),
+                fmt::format("stream {}: {} reports skipped, {} dropped", s.index, s.gaps.load(), dropped_by(s)));
         account.check(totals_.aborted_at_shutdown > 0, "no reader was blocked at shutdown");
+        account.check(totals_.queued_aborted_at_shutdown > 0, "no queued stream's reader was blocked at shutdown");
+        account.check(totals_.batch_reads > 0, "no batch read completed");
         account.check(totals_.unplugs_unseen == 0,
                       fmt::format("{} unplugs left a reader waiting", totals_.unplugs_unseen.load()));
         account.check(totals_.seizes > 0, "no device was seized by another program");
@@ -558,6 +652,9 @@ private:
     void set_up(plinth::stress::account& account)
     {
         std::size_t next_slot = 0;
+        int unqueued = 0;
+        int queued = 0;
+        int slow = 0;
         for (int i = 0; i < device_count; ++i)
         {
             auto& d = devices_[static_cast<std::size_t>(i)];
@@ -569,13 +666,17 @@ private:
             {
                 auto& s = slots_[next_slot];
                 s.index = static_cast<int>(next_slot++);
-                s.kind = static_cast<reader_kind>(s.index % reader_kinds);
-                if (s.kind == reader_kind::coroutine && !coroutines_)
-                    s.kind = reader_kind::callbacks;
+                s.kind = choose_kind(d.plan, unqueued, queued, slow);
+                if (d.plan.queue)
+                {
+                    // Batches of one report, of a few, and of more than most rings hold.
+                    constexpr std::array<std::size_t, 3> rooms{5, 1, 64};
+                    s.batch =
+                        std::make_unique<hid_report_batch>(rooms[static_cast<std::size_t>(queued) % rooms.size()], 8);
+                }
                 s.device = &d;
                 d.streams.push_back(&s);
-                s.stream = std::make_unique<hid_stream>(context_->get_executor(), entry(d.id),
-                                                        d.shared() ? hid_open_mode::shared : hid_open_mode::seized);
+                s.stream = open_stream(d);
                 if (!d.shared())
                     continue;
                 for (auto& client : plinth::apple::hid_device_clients(entry(d.id)))
@@ -588,6 +689,65 @@ private:
                               fmt::format("stream {}: no client of device {} of its own", s.index, d.index));
             }
         }
+    }
+
+    // Each family's kinds in turn; a slow reader reads on a thread of its own,
+    // which it may keep asleep.
+    reader_kind choose_kind(device_plan const& plan, int& unqueued, int& queued, int& slow) const
+    {
+        reader_kind kind{};
+        if (plan.slow)
+            kind = slow++ % 2 == 0 ? reader_kind::queued_blocking : reader_kind::queued_timed_batch;
+        else if (plan.queue)
+            kind = static_cast<reader_kind>(static_cast<int>(reader_kind::queued_blocking) + queued++ % reader_kinds);
+        else
+            kind = static_cast<reader_kind>(unqueued++ % reader_kinds);
+        if (kind == reader_kind::coroutine && !coroutines_)
+            return reader_kind::callbacks;
+        if (kind == reader_kind::queued_coroutine && !coroutines_)
+            return reader_kind::queued_callbacks;
+        return kind;
+    }
+
+    // A stream of the device, opened as its plan says.
+    std::unique_ptr<hid_stream> open_stream(test_device const& d) const
+    {
+        auto const mode = d.shared() ? hid_open_mode::shared : hid_open_mode::seized;
+        if (d.plan.queue)
+            return std::make_unique<hid_stream>(context_->get_executor(), entry(d.id), mode, *d.plan.queue);
+        return std::make_unique<hid_stream>(context_->get_executor(), entry(d.id), mode);
+    }
+
+    struct slow_figures
+    {
+        std::uint64_t posted = 0;
+        std::uint64_t delivered = 0;
+        std::uint64_t ring_dropped = 0;
+    };
+
+    // The slow readers, each alone on its device (which nobody else seizes), have
+    // read every report posted to it or counted it, exactly, and their rings did
+    // drop. Called once the posting has stopped and every stream has settled.
+    slow_figures check_slow_readers(plinth::stress::account& account) const
+    {
+        slow_figures figures;
+        for (auto const& s : slots_)
+        {
+            if (!s.device->plan.slow)
+                continue;
+            auto const ring = ring_drops(s);
+            auto const kernel = kernel_drops(s);
+            account.check(ring > 0, fmt::format("slow stream {}: its ring of {} never dropped a report", s.index,
+                                                s.device->plan.queue->capacity));
+            account.check(s.posted == s.delivered + ring + kernel,
+                          fmt::format("slow stream {}: {} reports posted, {} read, {} dropped by its ring, {} by "
+                                      "its kernel queue",
+                                      s.index, s.posted.load(), s.delivered.load(), ring, kernel));
+            figures.posted += s.posted;
+            figures.delivered += s.delivered;
+            figures.ring_dropped += ring;
+        }
+        return figures;
     }
 
     std::uint64_t shared_streams() const
@@ -619,12 +779,22 @@ private:
 
     // What the stream's kernel queue dropped: a shared stream's client counts its
     // own; a device with one stream counts them over its entries.
-    std::uint64_t dropped_by(slot const& s) const
+    std::uint64_t kernel_drops(slot const& s) const
     {
         if (s.client)
             return queue_drops(s.client);
         return s.dropped_by_earlier_devices + sim::dropped_input_reports(s.device->id);
     }
+
+    // What the stream's read queues dropped, over every stream it has had.
+    std::uint64_t ring_drops(slot const& s) const
+    {
+        if (s.ring_dropped_at_end)
+            return s.ring_dropped_by_earlier_streams + *s.ring_dropped_at_end;
+        return s.ring_dropped_by_earlier_streams + s.stream->dropped_reports();
+    }
+
+    std::uint64_t dropped_by(slot const& s) const { return kernel_drops(s) + ring_drops(s); }
 
     std::uint64_t backlog(slot const& s) const
     {
@@ -686,8 +856,26 @@ private:
             ++totals_.heard_while_seized;
         auto const sequence = static_cast<std::uint32_t>(bytes[1] | bytes[2] << 8 | bytes[3] << 16);
         // Dropped reports leave gaps; a report twice or late goes backwards.
-        if (sequence <= s.last_sequence.exchange(sequence))
+        if (auto const last = s.last_sequence.exchange(sequence); sequence <= last)
             ++totals_.out_of_order;
+        else
+            s.gaps += sequence - last - 1;
+    }
+
+    // Checks the reports a batch read returned, oldest first.
+    void received_batch(slot& s, std::size_t n)
+    {
+        auto const& batch = *s.batch;
+        ++totals_.batch_reads;
+        totals_.reports_read_in_batches += batch.size();
+        auto largest = totals_.largest_batch.load();
+        while (batch.size() > largest && !totals_.largest_batch.compare_exchange_weak(largest, batch.size()))
+        {
+        }
+        if (n != batch.size() || batch.empty())
+            ++totals_.malformed;
+        for (std::size_t i = 0; i < batch.size(); ++i)
+            received(s, batch[i].report_id, batch[i].bytes.data(), batch[i].bytes.size());
     }
 
     // A stream that its device's removal closed refuses a read by throwing,
@@ -730,10 +918,15 @@ private:
         s.park_changed.notify_all();
         if (s.kind == reader_kind::callbacks)
             asio::post(*context_, [this, &s, life = chain_life(totals_)]() mutable { chain_read(s, std::move(life)); });
+        else if (s.kind == reader_kind::queued_callbacks)
+            asio::post(*context_,
+                       [this, &s, life = chain_life(totals_)]() mutable { chain_read_batch(s, std::move(life)); });
         else if (s.kind == reader_kind::coroutine)
             // On a strand: the read and the timer of one race complete on the
             // context's two threads, and the race's state is the coroutine's.
             asio::co_spawn(asio::make_strand(*context_), coroutine_reader(s), asio::detached);
+        else if (s.kind == reader_kind::queued_coroutine)
+            asio::co_spawn(asio::make_strand(*context_), coroutine_batch_reader(s), asio::detached);
     }
 
     // True while the reader may go on; otherwise parks it.
@@ -770,29 +963,50 @@ private:
             std::uint8_t id = 0;
             boost::system::error_code ec;
             std::size_t n = 0;
+            // Mostly short timeouts, now and then none left at all.
+            auto const timeout = [&] {
+                auto const choice = random() % 16;
+                return choice == 0   ? 0ns
+                       : choice == 1 ? std::chrono::nanoseconds(-1ms)
+                                     : std::chrono::nanoseconds(std::chrono::microseconds(50 + random() % 2000));
+            };
+            bool const batched = s.kind == reader_kind::queued_timed_batch;
             if (!stream.is_open())
                 ec = plinth::apple::make_error_code(plinth::apple::hid_errc::not_open);
-            else if (s.kind == reader_kind::blocking)
+            else if (s.kind == reader_kind::blocking || s.kind == reader_kind::queued_blocking)
                 n = read_unless_closed([&] { return stream.read({&id, asio::buffer(bytes)}, ec); }, ec);
+            else if (batched)
+                n = read_unless_closed([&, t = timeout()] { return stream.read_batch(*s.batch, t, ec); }, ec);
             else
-            {
-                // Mostly short timeouts, now and then none left at all.
-                auto const choice = random() % 16;
-                auto const timeout = choice == 0 ? 0ns
-                                     : choice == 1
-                                         ? -1ms
-                                         : std::chrono::nanoseconds(std::chrono::microseconds(50 + random() % 2000));
-                n = read_unless_closed([&] { return stream.read({&id, asio::buffer(bytes)}, timeout, ec); }, ec);
-            }
-            if (!ec)
+                n = read_unless_closed(
+                    [&, t = timeout()] {
+                        return stream.read({&id, asio::buffer(bytes)}, t, ec);
+                    },
+                    ec);
+            if (!ec && batched)
+                received_batch(s, n);
+            else if (!ec)
                 received(s, id, bytes.data(), n);
             else
             {
                 failed(ec);
-                if (std::lock_guard const lock(s.park_mutex); s.ending && ec == asio::error::operation_aborted)
-                    ++totals_.aborted_at_shutdown;
+                released_at_shutdown(s, ec);
             }
+            // A slow reader lets its ring fill between reads.
+            if (s.device->plan.slow)
+                std::this_thread::sleep_for(std::chrono::microseconds(300 + random() % 1500));
         }
+    }
+
+    // Counts a read that the shutdown released.
+    void released_at_shutdown(slot& s, boost::system::error_code const& ec)
+    {
+        std::lock_guard const lock(s.park_mutex);
+        if (!s.ending || ec != asio::error::operation_aborted)
+            return;
+        ++totals_.aborted_at_shutdown;
+        if (s.device->plan.queue)
+            ++totals_.queued_aborted_at_shutdown;
     }
 
     void chain_read(slot& s, chain_life life)
@@ -806,12 +1020,27 @@ private:
                                  else
                                  {
                                      failed(ec);
-                                     if (std::lock_guard const lock(s.park_mutex);
-                                         s.ending && ec == asio::error::operation_aborted)
-                                         ++totals_.aborted_at_shutdown;
+                                     released_at_shutdown(s, ec);
                                  }
                                  chain_read(s, std::move(life));
                              });
+    }
+
+    void chain_read_batch(slot& s, chain_life life)
+    {
+        if (!may_go_on(s))
+            return;
+        s.stream->async_read_batch(
+            *s.batch, [this, &s, life = std::move(life)](boost::system::error_code ec, std::size_t n) mutable {
+                if (!ec)
+                    received_batch(s, n);
+                else
+                {
+                    failed(ec);
+                    released_at_shutdown(s, ec);
+                }
+                chain_read_batch(s, std::move(life));
+            });
     }
 
     asio::awaitable<void> coroutine_reader(slot& s)
@@ -835,6 +1064,33 @@ private:
             auto const [ec, n] = std::get<0>(outcome);
             if (!ec)
                 received(s, id, bytes.data(), n);
+            else
+                failed(ec);
+        }
+    }
+
+    // Races each batch read against a timer: the timer's win cancels the read
+    // through the cancellation slot the race binds to it, and a read cancelled
+    // after its reports came gives them back to the stream for the next.
+    asio::awaitable<void> coroutine_batch_reader(slot& s)
+    {
+        chain_life const life(totals_);
+        asio::steady_timer timer(co_await asio::this_coro::executor);
+        std::mt19937 random(static_cast<std::uint32_t>(options_.seed) + 200 + static_cast<std::uint32_t>(s.index));
+        while (may_go_on(s))
+        {
+            timer.expires_after(std::chrono::microseconds(100 + random() % 3000));
+            auto const outcome = co_await (s.stream->async_read_batch(*s.batch, asio::as_tuple(asio::use_awaitable)) ||
+                                           timer.async_wait(asio::as_tuple(asio::use_awaitable)));
+            if (outcome.index() == 1)
+            {
+                ++totals_.timer_wins;
+                ++totals_.batch_timer_wins;
+                continue;
+            }
+            auto const [ec, n] = std::get<0>(outcome);
+            if (!ec)
+                received_batch(s, n);
             else
                 failed(ec);
         }
@@ -1056,7 +1312,10 @@ private:
     {
         std::lock_guard const lock(lifecycle_mutex_);
         ++totals_.probes_while_seized;
-        hid_stream probe(context_->get_executor(), entry(d.id), hid_open_mode::shared);
+        // With the device's read queue, if its streams have one: the open refused
+        // makes none.
+        auto const probe_stream = open_stream(d);
+        auto& probe = *probe_stream;
         if (probe.is_open())
             return fault(fmt::format("device {}: a stream opened it while seized", d.index));
         auto const holder_text = fmt::format("seized by pid {}, {}", pid, grabber_name);
@@ -1102,8 +1361,8 @@ private:
     void opens_after_seize(test_device& d)
     {
         std::lock_guard const lock(lifecycle_mutex_);
-        hid_stream probe(context_->get_executor(), entry(d.id), hid_open_mode::shared);
-        if (!probe.is_open() || probe.seizer())
+        auto const probe = open_stream(d);
+        if (!probe->is_open() || probe->seizer())
             return fault(fmt::format("device {}: no stream could open it after the seize", d.index));
         ++totals_.opens_after_seize;
     }
@@ -1174,6 +1433,8 @@ private:
             check_output_reports(d, account, false);
             output_reports_arrived_ += sim::output_reports(d.id).size();
             s.dropped_by_earlier_devices += sim::dropped_input_reports(d.id);
+            // Final: the device gets no report now (this thread posts them).
+            s.ring_dropped_by_earlier_streams += s.stream->dropped_reports();
             sim::remove_entry(d.id);
         }
         {
@@ -1204,7 +1465,19 @@ private:
         while (s.pending_writes != 0 && std::chrono::steady_clock::now() < until)
             std::this_thread::sleep_for(100us);
         if (s.pending_writes != 0)
+        {
+            // Said with how long they took in the end, which tells a slow machine
+            // from writes that the unplug did not end.
             ++totals_.writes_left_by_unplug;
+            auto const left = s.pending_writes.load();
+            auto const late = std::chrono::steady_clock::now() + settle_limit;
+            while (s.pending_writes != 0 && std::chrono::steady_clock::now() < late)
+                std::this_thread::sleep_for(100us);
+            fmt::print(stderr, "hid_stress: device {}: {} writes pending 2 s after its unplug; {}\n", d.index, left,
+                       s.pending_writes == 0
+                           ? fmt::format("all ended {} ms after that", (std::chrono::steady_clock::now() - until) / 1ms)
+                           : fmt::format("{} still pending {} s later", s.pending_writes.load(), settle_limit / 1s));
+        }
         std::lock_guard const lock(s.stream_mutex);
         std::lock_guard const lifecycle(lifecycle_mutex_);
         s.stream.reset();
@@ -1212,15 +1485,12 @@ private:
         d.writes = std::make_shared<write_tally>();
         s.last_sequence = 0;
         d.next_sequence = 1;
-        s.stream = std::make_unique<hid_stream>(context_->get_executor(), entry(d.id));
+        s.stream = open_stream(d);
         activate(s);
     }
 
     // Which readers' devices are unplugged: "all", or the asynchronous ones (see main).
-    bool unplugs(reader_kind kind) const
-    {
-        return unplugged_ == "all" || kind == reader_kind::callbacks || kind == reader_kind::coroutine;
-    }
+    bool unplugs(reader_kind kind) const { return unplugged_ == "all" || !is_sync(kind); }
 
     plinth::stress::run_options options_;
     std::string unplugged_;
