@@ -58,6 +58,8 @@ void hid_client::detach()
     bool was_open = false;
     {
         std::lock_guard const lock(mutex_);
+        // From here on nothing signals the source, which goes below.
+        detached_ = true;
         schedulings.swap(schedulings_);
         input_callback_ = nullptr;
         removal_callback_ = nullptr;
@@ -241,13 +243,15 @@ void hid_client::removed()
 
 void hid_client::signal_if_pending()
 {
-    {
-        std::lock_guard const lock(mutex_);
-        bool const work = (removal_pending_ && removal_callback_ != nullptr) || requests_->has_completed() ||
-                          (queue_ && !queue_->empty() && input_callback_ != nullptr && open_);
-        if (!work)
-            return;
-    }
+    // Signalled under the client's lock: a request's timer thread may come here
+    // while detach() releases the source, and must find it either still there or
+    // marked gone. (The run loops' lock is taken inside; nothing takes the two the
+    // other way round.)
+    std::lock_guard const lock(mutex_);
+    bool const work = (removal_pending_ && removal_callback_ != nullptr) || requests_->has_completed() ||
+                      (queue_ && !queue_->empty() && input_callback_ != nullptr && open_);
+    if (detached_ || !work)
+        return;
     run_loop::signal_and_wake_serving(static_cast<run_loop_source*>(cf_object::from_ref(source_)));
 }
 

@@ -102,6 +102,7 @@ private:
     mutable std::mutex mutex_;
     bool open_ = false;
     bool removal_pending_ = false;
+    bool detached_ = false;
     std::uint8_t* buffer_ = nullptr;
     CFIndex buffer_length_ = 0;
     IOHIDReportCallback input_callback_ = nullptr;
