@@ -235,19 +235,16 @@ TEST_F(hid_stream_queue_test, a_read_cancelled_or_timed_out_loses_no_report_that
     stream.cancel();
     EXPECT_EQ(reader.get(), boost::asio::error::operation_aborted);
 
+    // The code crosses threads as a value: an exception that a future hands from
+    // the context's thread to this one is counted inside the C++ runtime, where
+    // ThreadSanitizer cannot see the ordering and reports a race.
     boost::asio::cancellation_signal signal;
-    auto cancelled = stream.async_read({&id, boost::asio::buffer(bytes)},
-                                       boost::asio::bind_cancellation_slot(signal.slot(), boost::asio::use_future));
+    std::promise<boost::system::error_code> cancelled;
+    stream.async_read({&id, boost::asio::buffer(bytes)},
+                      boost::asio::bind_cancellation_slot(
+                          signal.slot(), [&](boost::system::error_code ec, std::size_t) { cancelled.set_value(ec); }));
     boost::asio::post(running.context, [&] { signal.emit(boost::asio::cancellation_type::terminal); });
-    try
-    {
-        cancelled.get();
-        FAIL() << "a cancelled read completed";
-    }
-    catch (boost::system::system_error const& e)
-    {
-        EXPECT_EQ(e.code(), boost::asio::error::operation_aborted);
-    }
+    EXPECT_EQ(cancelled.get_future().get(), boost::asio::error::operation_aborted);
     boost::system::error_code ec;
     EXPECT_EQ(stream.read({&id, boost::asio::buffer(bytes)}, 5ms, ec), 0u);
     EXPECT_EQ(ec, boost::asio::error::timed_out);
