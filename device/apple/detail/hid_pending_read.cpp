@@ -1,8 +1,8 @@
 // hid_pending_read: starting a stream's pending read, handing it the kept report, taking its handler to complete it.
 #include "device/apple/detail/hid_pending_read.hpp"
 
-#include <algorithm>
-#include <cstring>
+#include <boost/asio/buffer.hpp>
+
 #include <utility>
 
 namespace plinth::apple::detail {
@@ -26,8 +26,6 @@ bool hid_pending_read::has_ready() const noexcept
 
 std::size_t hid_pending_read::take_ready(target const& read)
 {
-    if (read.batch != nullptr)
-        read.batch->clear();
     std::size_t taken = 0;
     do
     {
@@ -56,10 +54,7 @@ std::size_t hid_pending_read::fill(target const& read, std::uint8_t report_id,
     }
     if (read.report_id != nullptr)
         *read.report_id = report_id;
-    auto const n = std::min(read.buffer.size(), bytes.size());
-    if (n != 0)
-        std::memcpy(read.buffer.data(), bytes.data(), n);
-    return n;
+    return boost::asio::buffer_copy(read.buffer, boost::asio::buffer(bytes.data(), bytes.size()));
 }
 
 hid_pending_read::completion hid_pending_read::take_handler() noexcept

@@ -40,7 +40,7 @@ public:
     // Hands a read the reports ready for it (has_ready() must be true), the kept
     // ones before the queued ones, and forgets them: the oldest one to a read of
     // one report, and returns the bytes copied; as many as fit to a batch read,
-    // and returns how many.
+    // which its caller has emptied, and returns how many.
     std::size_t take_ready(target const& read);
     // Puts a report that has just come into a read: its ID to *report_id unless
     // that is null and its bytes, cut to the buffer, to the buffer, returning the
