@@ -103,7 +103,11 @@ struct taken_reports
 
     void add(std::uint64_t n)
     {
-        if (count.fetch_add(n) + n >= awaited.load())
+        // One notification per wait: until the poster wakes and looks, every
+        // later read would reach the count too and call into the kernel again,
+        // which a reader of one report at a time pays many times a batch's.
+        auto target = awaited.load();
+        if (count.fetch_add(n) + n >= target && awaited.compare_exchange_strong(target, nobody_waits))
             count.notify_one();
     }
 

@@ -15,8 +15,8 @@
 
 #include <chrono>
 #include <cstdint>
-#include <future>
 #include <memory>
+#include <optional>
 #include <utility>
 
 namespace plinth::apple {
@@ -72,13 +72,11 @@ std::size_t hid_stream::read_until(detail::hid_service::data::read_target target
     detail::throw_unless_open(has_record(), name);
     if (target.batch != nullptr)
         target.batch->clear();
-    // The reader shares its promise with the handler: a later read that replaces
-    // this one destroys the handler uncalled, and the promise, still held here,
-    // is then never satisfied (no broken promise), so that this caller stays
-    // blocked, as overlapping reads are defined to leave it.
-    using outcome = std::promise<std::pair<boost::system::error_code, std::size_t>>;
-    std::shared_ptr<outcome> promise;
-    std::future<std::pair<boost::system::error_code, std::size_t>> result;
+    // The reader waits on a ticket that the handler completes by number. A later
+    // read that replaces this one destroys the handler uncalled, and the ticket is
+    // then never completed, so that this caller stays blocked, as overlapping reads
+    // are defined to leave it.
+    std::optional<detail::hid_blocking_wait::ticket> ticket;
     {
         auto locked = record().lock();
         // Under the lock: a removal may close the stream at any time, and a read
@@ -104,28 +102,25 @@ std::size_t hid_stream::read_until(detail::hid_service::data::read_target target
             ec = boost::asio::error::operation_aborted;
             return 0;
         }
-        // Only a read that waits needs the promise. Its state and the handler
-        // are made here and released on the completing thread: from the shared
-        // pools, a steady stream of reads needs no new memory.
-        detail::handoff_allocator<> const memory;
-        promise = std::allocate_shared<outcome>(memory, std::allocator_arg, memory);
-        result = promise->get_future();
+        // The handler is made here and released on the completing thread: from
+        // the shared pools, a steady stream of reads needs no new memory.
+        ticket.emplace(locked->blocking_reads);
         // A read already pending loses its handler uncalled (destroyed here):
         // overlapping reads are not supported, and its caller stays blocked.
         pending.start({target, detail::hid_pending_read::completion(
-                                   std::allocator_arg, memory,
-                                   [promise](boost::system::error_code const& code, std::size_t n) {
-                                       promise->set_value({code, n});
+                                   std::allocator_arg, detail::handoff_allocator<>(),
+                                   [wait = locked->blocking_reads, number = ticket->number()](
+                                       boost::system::error_code const& code, std::size_t n) {
+                                       wait->complete(number, code, n);
                                    })},
-                      promise.get(), pending_read_scheduling(*locked));
+                      &*ticket, pending_read_scheduling(*locked));
     }
-    if (deadline && result.wait_until(*deadline) == std::future_status::timeout)
+    if (deadline && !ticket->wait_until(*deadline))
     {
         auto locked = record().lock();
         // A later read replaced this one, whose handler went uncalled: nothing
         // will complete it now, and its time is up.
-        if (locked->read_owner != promise.get() &&
-            result.wait_for(std::chrono::nanoseconds::zero()) == std::future_status::timeout)
+        if (locked->read_owner != &*ticket && !ticket->done())
         {
             ec = boost::asio::error::timed_out;
             return 0;
@@ -148,7 +143,7 @@ std::size_t hid_stream::read_until(detail::hid_service::data::read_target target
         // Otherwise a report, a removal or a shutdown holds it: its result is on
         // its way.
     }
-    auto const [code, n] = result.get();
+    auto const [code, n] = ticket->wait();
     ec = code;
     return n;
 }

@@ -1,6 +1,7 @@
 // hid_service: the execution-context service that owns every HID stream's record and their run-loop thread.
 #pragma once
 
+#include "device/apple/detail/hid_blocking_wait.hpp"
 #include "device/apple/detail/hid_report_ring.hpp"
 #include "device/apple/detail/hid_run_loop_token.hpp"
 #include "device/apple/hid_report_batch.hpp"
@@ -124,7 +125,7 @@ public:
         std::optional<read_request> pending_read;
         bool opened = false;
         // Who started pending_read: an asynchronous read's operation, or a
-        // blocking reader's promise. How a cancellation through a handler's slot,
+        // blocking reader's ticket. How a cancellation through a handler's slot,
         // or a timed read's deadline, knows that its read is still the pending one
         // and not a later read that replaced it.
         void const* read_owner = nullptr;
@@ -134,6 +135,8 @@ public:
         // cancelled, with no read left to abort: the next read is aborted with it
         // and closes the stream, as the removal would have done.
         bool removal_unread = false;
+        // Where the stream's blocking reads wait for their handlers.
+        std::shared_ptr<hid_blocking_wait> blocking_reads = std::make_shared<hid_blocking_wait>();
         // Expires with the record: a cancellation that comes after its stream is
         // gone finds it expired.
         std::shared_ptr<void const> alive = std::make_shared<char>();
