@@ -565,3 +565,35 @@ TEST_F(hid_stream_test, a_timed_read_that_a_later_read_replaced_times_out_at_its
 }
 
 } // namespace
+
+namespace {
+
+// cancel() posts an aborted read's handler; its caller, timed, has long gone
+// when the handler runs. Running it then must not end the read that is waiting
+// by that time.
+TEST_F(hid_stream_test, a_cancelled_timed_reads_handler_run_late_leaves_the_next_blocking_read_waiting)
+{
+    boost::asio::io_context handlers;
+    hid_stream stream(handlers.get_executor(), entry(keyboard_id));
+    std::array<std::uint8_t, 8> first_bytes{}, bytes{};
+    std::uint8_t first_id = 0, id = 0;
+    auto first = std::async(std::launch::async, [&] {
+        boost::system::error_code ec;
+        stream.read({&first_id, boost::asio::buffer(first_bytes)}, 200ms, ec);
+        return ec;
+    });
+    wait_for_a_pending_read(keyboard_id);
+    stream.cancel();
+    EXPECT_EQ(first.get(), boost::asio::error::operation_aborted);
+
+    auto second = read_on_a_thread(stream, id, bytes);
+    wait_for_a_pending_read(keyboard_id);
+    EXPECT_EQ(handlers.run_one(), 1u) << "the first read's handler was not posted";
+    EXPECT_EQ(second.wait_for(100ms), std::future_status::timeout) << "the late handler ended the next read";
+    post(keyboard_id, 5, {6});
+    EXPECT_EQ(second.get(), boost::system::error_code());
+    EXPECT_EQ(id, 5);
+    EXPECT_EQ(bytes[0], 6);
+}
+
+} // namespace
