@@ -7,9 +7,9 @@
 
 namespace plinth::apple::detail {
 
-// Memory for what one thread makes and another releases: a read's handler and
-// its promise are made on the reader's thread and released on the run-loop
-// thread or the executor's. Pools shared by every thread (one per block size,
+// Memory for what one thread makes and another releases: a read's handler is
+// made on the reader's thread and released on the run-loop thread or the
+// executor's. Pools shared by every thread (one per block size,
 // each behind its own mutex) take a block back on any thread and hand it out
 // again, so that reading in a loop reaches the heap only while they warm up.
 template <typename T = std::byte>

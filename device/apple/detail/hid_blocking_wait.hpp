@@ -22,8 +22,9 @@ namespace plinth::apple::detail {
 // any more, which is ignored. The stream's record and the handlers of its reads
 // share it, so that a handler cancel() posted finds it after the stream is gone.
 //
-// It replaces a promise per read: a reader that waits makes no shared state,
-// and the handler's call takes one uncontended lock and wakes one thread.
+// A promise per read would cost a shared state from the pools and a call_once
+// per report; here a reader that waits makes no shared state, and the
+// handler's call takes one short lock and wakes one thread.
 class hid_blocking_wait
 {
 public:
