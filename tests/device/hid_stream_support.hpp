@@ -14,6 +14,7 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <future>
@@ -101,6 +102,18 @@ std::future<boost::system::error_code> read_on_a_thread(plinth::apple::hid_strea
     return std::async(std::launch::async, [&stream, &id, &bytes] {
         boost::system::error_code ec;
         stream.read({&id, boost::asio::buffer(bytes)}, ec);
+        return ec;
+    });
+}
+
+// The same with a timeout.
+template <typename Bytes>
+std::future<boost::system::error_code> read_on_a_thread(plinth::apple::hid_stream& stream, std::uint8_t& id,
+                                                        Bytes& bytes, std::chrono::nanoseconds timeout)
+{
+    return std::async(std::launch::async, [&stream, &id, &bytes, timeout] {
+        boost::system::error_code ec;
+        stream.read({&id, boost::asio::buffer(bytes)}, timeout, ec);
         return ec;
     });
 }

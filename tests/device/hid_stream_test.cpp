@@ -549,11 +549,7 @@ TEST_F(hid_stream_test, a_timed_read_that_a_later_read_replaced_times_out_at_its
     hid_stream stream(running.context.get_executor(), entry(keyboard_id));
     std::array<std::uint8_t, 8> first_bytes{}, bytes{};
     std::uint8_t first_id = 0, id = 0;
-    auto first = std::async(std::launch::async, [&] {
-        boost::system::error_code ec;
-        stream.read({&first_id, boost::asio::buffer(first_bytes)}, 500ms, ec);
-        return ec;
-    });
+    auto first = read_on_a_thread(stream, first_id, first_bytes, 500ms);
     wait_for_a_pending_read(keyboard_id);
     std::promise<boost::system::error_code> second;
     stream.async_read({&id, boost::asio::buffer(bytes)},
@@ -577,11 +573,7 @@ TEST_F(hid_stream_test, a_cancelled_timed_reads_handler_run_late_leaves_the_next
     hid_stream stream(handlers.get_executor(), entry(keyboard_id));
     std::array<std::uint8_t, 8> first_bytes{}, bytes{};
     std::uint8_t first_id = 0, id = 0;
-    auto first = std::async(std::launch::async, [&] {
-        boost::system::error_code ec;
-        stream.read({&first_id, boost::asio::buffer(first_bytes)}, 200ms, ec);
-        return ec;
-    });
+    auto first = read_on_a_thread(stream, first_id, first_bytes, 200ms);
     wait_for_a_pending_read(keyboard_id);
     stream.cancel();
     EXPECT_EQ(first.get(), boost::asio::error::operation_aborted);
