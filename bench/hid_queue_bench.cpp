@@ -13,7 +13,11 @@
 //   poster's own, which is the simulated hardware's); context switches per
 //   report; heap allocations per report on every thread, the simulation's too;
 //   and the CPU time and context switches of the poster, the run-loop thread
-//   and the reader apiece, which tell where the cost is;
+//   and the reader apiece, which tell where the cost is. Unpinned, and pinned:
+//   the poster and the run-loop thread on one CPU, the reader on the other.
+//   Unpinned, a side's three threads settle into a placement that may last the
+//   whole run and change its figures by a fifth; pinned, both sides share one
+//   placement, slower for both, and the ratios hold to a per cent or two;
 // - one_at_a_time (pinned and unpinned): the latency from the device's report
 //   callback, and from the post, to the reader holding the report, median and
 //   99th percentile, with allocations per report again;
@@ -564,9 +568,9 @@ void report_costs(benchmark::State& state, std::string const& prefix, side const
 constexpr std::uint64_t back_to_back_chunk = 4000;
 constexpr std::uint64_t warm_up_reports = 2000;
 
-void back_to_back(benchmark::State& state, subject s)
+void back_to_back(benchmark::State& state, subject s, bool pinned)
 {
-    compared c(s, false);
+    compared c(s, pinned);
     for (auto* each : {&c.tested, &c.baseline})
         each->post_back_to_back(warm_up_reports);
     std::int64_t index = 0;
@@ -738,7 +742,11 @@ constexpr int back_to_back_rounds = 16;
 constexpr int one_at_a_time_rounds = 8;
 
 #define PLINTH_QUEUE_BENCH(name, ...)                                                                                  \
-    BENCHMARK_CAPTURE(back_to_back, name, __VA_ARGS__)                                                                 \
+    BENCHMARK_CAPTURE(back_to_back, name, __VA_ARGS__, false)                                                          \
+        ->Iterations(back_to_back_rounds)                                                                              \
+        ->UseRealTime()                                                                                                \
+        ->Unit(benchmark::kMillisecond);                                                                               \
+    BENCHMARK_CAPTURE(back_to_back, name##_pinned, __VA_ARGS__, true)                                                  \
         ->Iterations(back_to_back_rounds)                                                                              \
         ->UseRealTime()                                                                                                \
         ->Unit(benchmark::kMillisecond);                                                                               \
