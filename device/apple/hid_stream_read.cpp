@@ -103,14 +103,12 @@ std::size_t hid_stream::read_until(detail::hid_service::data::read_target target
             return 0;
         }
         ticket.emplace(locked->blocking_reads);
-        auto wake = [wait = locked->blocking_reads, number = ticket->number()](
-                        boost::system::error_code const& code, std::size_t n) { wait->complete(number, code, n); };
         // The handler is made here and released on the completing thread: from
         // the shared pools, a steady stream of reads needs no new memory. A read
         // already pending loses its handler uncalled (destroyed here): overlapping
         // reads are not supported, and its caller stays blocked.
         pending.start({target, detail::hid_pending_read::completion(std::allocator_arg, detail::handoff_allocator<>(),
-                                                                    std::move(wake))},
+                                                                    ticket->completion())},
                       &*ticket, pending_read_scheduling(*locked));
     }
     if (deadline && !ticket->wait_until(*deadline))

@@ -41,7 +41,14 @@ public:
         ticket(ticket const&) = delete;
         ticket& operator=(ticket const&) = delete;
 
-        std::uint64_t number() const noexcept { return number_; }
+        // What the read's handler calls to complete this ticket, on any thread,
+        // however long after the ticket is gone.
+        auto completion() const
+        {
+            return [wait = wait_, number = number_](boost::system::error_code const& code, std::size_t n) {
+                wait->complete(number, code, n);
+            };
+        }
         // The outcome once its handler has run; nullopt if `deadline` came first.
         std::optional<outcome> wait_until(std::chrono::steady_clock::time_point deadline);
         outcome wait();
