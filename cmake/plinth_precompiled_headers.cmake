@@ -49,8 +49,12 @@ option(PLINTH_PRECOMPILED_HEADERS
   ${_plinth_pch_default})
 
 # plinth_target_precompiled_headers(<target> <header>...) precompiles the headers for
-# <target>'s own sources: for a library whose files all parse the same heavy headers.
+# <target>'s own sources, when PLINTH_PRECOMPILED_HEADERS is on: for a library whose
+# files all parse the same heavy headers.
 function(plinth_target_precompiled_headers target)
+  if(NOT PLINTH_PRECOMPILED_HEADERS)
+    return()
+  endif()
   target_precompile_headers(${target} PRIVATE ${ARGN})
   _plinth_pch_without_timestamp(${target})
 endfunction()
@@ -72,8 +76,12 @@ endfunction()
 # plinth_reuse_precompiled_headers(<target> <owner>) compiles <target> with the
 # header <owner> precompiled. Both must be compiled with the same options and
 # definitions (warnings, sanitizers, -D of the libraries they use); a definition of
-# the target's own is fine as long as no precompiled header reads it.
+# the target's own is fine as long as no precompiled header reads it. Nothing when
+# PLINTH_PRECOMPILED_HEADERS is off.
 function(plinth_reuse_precompiled_headers target owner)
+  if(NOT PLINTH_PRECOMPILED_HEADERS)
+    return()
+  endif()
   target_precompile_headers(${target} REUSE_FROM ${owner})
   _plinth_pch_without_timestamp(${target})
 endfunction()
