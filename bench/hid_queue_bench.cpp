@@ -69,6 +69,8 @@ using plinth::apple::hid_stream;
 using bench::clock_type;
 using bench::microseconds;
 
+// A cache line on the machines this runs on: what keeps two threads' hot fields apart.
+constexpr std::size_t cache_line = 64;
 constexpr int report_size = 64;
 // The stream's ring and the queue reader's: room for far more than the poster
 // keeps in flight.
@@ -99,11 +101,13 @@ clock_type::time_point stamp_of(std::span<std::uint8_t const> bytes)
 // wakes the poster only once that count is reached, so that a reader taking one
 // report at a time does not wake it once per report more than a reader taking
 // batches does (the poster's wake-ups are the benchmark's, not the reader's).
+// Each is written by one thread and read by another: on a line of its own, so
+// that no thread's writes evict what another thread is using (see report_sink).
 struct taken_reports
 {
     static constexpr std::uint64_t nobody_waits = std::numeric_limits<std::uint64_t>::max();
-    std::atomic<std::uint64_t> count{0};
-    std::atomic<std::uint64_t> awaited{nobody_waits};
+    alignas(cache_line) std::atomic<std::uint64_t> count{0};
+    alignas(cache_line) std::atomic<std::uint64_t> awaited{nobody_waits};
 
     void add(std::uint64_t n)
     {
@@ -128,16 +132,23 @@ struct taken_reports
 // What every reader does with what it takes: notes the latencies when asked
 // to (into room reserved beforehand, so that it allocates nothing), then
 // acknowledges the reports to the poster.
+//
+// The poster, the delivering thread and the reader each write their own fields
+// here once per report. Sharing a cache line, those writes would cost each side
+// misses that depend on where its sink happens to fall relative to the lines:
+// the subject's and the queue reader's would differ by layout alone, which a
+// run that compares the queue reader with itself showed as a bias of several
+// per cent. Each field that one thread writes has a line of its own.
 struct report_sink
 {
     taken_reports taken;
-    std::vector<double>* post_to_reader = nullptr;
+    alignas(cache_line) std::vector<double>* post_to_reader = nullptr;
     std::vector<double>* callback_to_reader = nullptr;
     // Set by the device's report observer just before the report callback runs.
-    std::atomic<clock_type::rep> called{0};
+    alignas(cache_line) std::atomic<clock_type::rep> called{0};
     // The threads that deliver the reports and take them.
-    std::atomic<int> delivering_thread{0};
-    std::atomic<int> reading_thread{0};
+    alignas(cache_line) std::atomic<int> delivering_thread{0};
+    alignas(cache_line) std::atomic<int> reading_thread{0};
 
     void report(std::span<std::uint8_t const> bytes)
     {
@@ -151,7 +162,8 @@ struct report_sink
     void read(std::size_t n)
     {
         thread_local int const me = bench::this_thread_id();
-        reading_thread.store(me);
+        if (reading_thread.load(std::memory_order_relaxed) != me)
+            reading_thread.store(me);
         taken.add(n);
     }
 };
@@ -404,7 +416,8 @@ struct side
                 thread_local bench::pinned_to_cpu const on_sender(bench::sender_cpu);
             }
             thread_local int const me = bench::this_thread_id();
-            sink.delivering_thread.store(me);
+            if (sink.delivering_thread.load(std::memory_order_relaxed) != me)
+                sink.delivering_thread.store(me);
             sink.called.store(clock_type::now().time_since_epoch().count());
         });
         reader = start_reading(s, device, sink, pinned);
@@ -765,6 +778,10 @@ PLINTH_QUEUE_BENCH(queued_read, subject::queued_read);
 PLINTH_QUEUE_BENCH(queued_async_read, subject::queued_async_read);
 PLINTH_QUEUE_BENCH(queued_read_batch, subject::queued_read_batch);
 PLINTH_QUEUE_BENCH(queued_async_read_batch, subject::queued_async_read_batch);
+// The queue reader against a second queue reader: the ratios the comparison
+// gives when both sides do the same work, which is how far from 1 the others
+// may stray by noise and layout alone.
+PLINTH_QUEUE_BENCH(queue_reader_against_itself, subject::queue_reader);
 BENCHMARK(plinth::bench::promise_handoff)->Iterations(20000)->UseRealTime();
 BENCHMARK(scaling)
     ->ArgNames({"streams", "hz"})
