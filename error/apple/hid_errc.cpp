@@ -23,6 +23,7 @@ public:
         case hid_errc::input_monitoring_denied:
             return "not permitted: this program lacks the Input Monitoring permission";
         case hid_errc::seized_by_another: return "exclusive access: another program has seized the device";
+        case hid_errc::bad_recording: return "HID recording is malformed";
         }
         return "unknown HID error " + std::to_string(value);
     }

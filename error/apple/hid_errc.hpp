@@ -17,6 +17,7 @@ enum class hid_errc : int
     no_such_usage = 5,           // the descriptor defines no field for a usage
     input_monitoring_denied = 6, // the user has not let this program listen to keyboards, mice, touch pads
     seized_by_another = 7,       // another program (or stream) holds the device seized
+    bad_recording = 8,           // a HID recording is malformed
 };
 
 boost::system::error_category const& hid_category() noexcept;
