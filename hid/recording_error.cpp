@@ -7,7 +7,8 @@ namespace plinth::apple {
 
 hid_recording_error::hid_recording_error(std::size_t line, std::string const& problem)
     : boost::system::system_error(make_error_code(hid_errc::bad_recording), fmt::format("line {}: {}", line, problem)),
-      line_(line)
+      line_(line),
+      problem_(problem)
 {
 }
 

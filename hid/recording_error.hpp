@@ -19,9 +19,12 @@ public:
 
     // The line at fault, counted from 1.
     std::size_t line() const noexcept { return line_; }
+    // What is wrong there, without the line.
+    std::string const& problem() const noexcept { return problem_; }
 
 private:
     std::size_t line_;
+    std::string problem_;
 };
 
 } // namespace plinth::apple

@@ -540,6 +540,51 @@ TEST_F(ioreg_program_test, a_dump_piped_to_standard_input_is_read_once)
     EXPECT_EQ(twice.err, "plinth-ioreg: standard input (-) can be given only once\n");
 }
 
+// A mouse recorded on Linux: three reports, a tenth of a second apart.
+constexpr char const* recorded_mouse =
+    "# recorded on Linux\n"
+    "D: 0\n"
+    "R: 25 05 01 09 02 a1 01 85 01 05 09 19 01 29 03 15 00 25 01 75 08 95 03 81 02 c0\n"
+    "N: Replayed Mouse\n"
+    "I: 3 046d c077\n"
+    "E: 000000.100000 4 01 01 00 00\n"
+    "E: 000000.200000 4 01 00 01 00\n"
+    "E: 000000.300000 4 01 00 00 01\n";
+
+TEST_F(ioreg_program_test, a_replayed_recording_is_a_hid_device_that_every_command_sees_and_reads)
+{
+    scratch_folder const scratch("ioreg-replay");
+    auto const file = scratch.write("mouse.hid", recorded_mouse).string();
+    auto const listed = run_tool({"--replay", file, "--json", "hid"});
+    ASSERT_EQ(listed.status, 0) << listed.err;
+    std::string id;
+    for (auto const& item : nlohmann::json::parse(listed.out))
+        if (item["product"] == "Replayed Mouse")
+        {
+            id = item["id"].get<std::string>();
+            EXPECT_EQ(item["path"], "IOService:/Replayed Mouse/IOUSBHostInterface@0/IOUSBHostHIDDevice");
+        }
+    ASSERT_FALSE(id.empty()) << listed.out;
+
+    auto const read = run_tool({"--replay", file, "hid", "read", id, "--count", "3"});
+    ASSERT_EQ(read.status, 0) << read.err;
+    auto const lines = lines_of(read.out);
+    ASSERT_EQ(lines.size(), 3u) << read.out;
+    EXPECT_TRUE(lines[0].ends_with("  id 1  01 01 00 00")) << lines[0];
+    EXPECT_TRUE(lines[2].ends_with("  id 1  01 00 00 01")) << lines[2];
+
+    auto const decoded = run_tool({"--replay", file, "hid", "read", id, "--count", "1", "--decode"});
+    EXPECT_TRUE(decoded.out.ends_with("  id 1  Button 1 = 1, Button 2 = 0, Button 3 = 0\n")) << decoded.out;
+
+    auto const bad = scratch.write("bad.hid", "R: 2 a1 c0\nE: 0.1 2 00\n").string();
+    auto const refused = run_tool({"--replay", bad, "hid"});
+    EXPECT_EQ(refused.status, 1);
+    EXPECT_EQ(refused.err, "plinth-ioreg: " + bad + ": line 2: the length says 2 bytes, the line has 1\n");
+    auto const empty = scratch.write("empty.hid", "# nothing recorded\n").string();
+    EXPECT_EQ(run_tool({"--replay", empty, "hid"}).err,
+              "plinth-ioreg: " + empty + ": the recording holds no device\n");
+}
+
 TEST_F(ioreg_program_test, a_dump_with_an_equals_sign_in_its_file_name_is_read)
 {
     scratch_folder const scratch("ioreg-input");

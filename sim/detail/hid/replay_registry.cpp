@@ -5,6 +5,8 @@
 #include "sim/control/loaders.hpp"
 #include "sim/control/registry.hpp"
 
+#include <IOKit/IOKitLib.h>
+
 #include <boost/system/error_code.hpp>
 
 #include <algorithm>
@@ -15,12 +17,28 @@
 namespace plinth::sim::detail {
 namespace {
 
+// Where a Mac's devices hang: below the top of the IOService plane (the platform
+// expert device, "IOService:/"), so that they have paths in it; below the root
+// entry in a registry that has no such top.
+entry_id device_parent()
+{
+    io_registry_entry_t const top = IORegistryEntryFromPath(kIOMainPortDefault, "IOService:/");
+    if (top == IO_OBJECT_NULL)
+        return root_entry_id;
+    std::uint64_t id = root_entry_id;
+    if (IORegistryEntryGetRegistryEntryID(top, &id) != KERN_SUCCESS)
+        id = root_entry_id;
+    IOObjectRelease(top);
+    return id;
+}
+
 // The recorded entries, each added anew: a device recorded twice, or replayed
 // twice, is two devices. Entries keep their links among themselves; the tops
 // hang under the root.
 replay_entries add_recorded(std::string const& registry)
 {
     auto const recorded = read_ioreg_xml(registry);
+    auto const plane_top = device_parent();
     replay_entries added;
     std::map<entry_id, entry_id> new_ids;
     std::map<entry_id, entry_id> created_under; // by recorded IDs
@@ -32,12 +50,12 @@ replay_entries add_recorded(std::string const& registry)
         auto const link = std::find_if(recorded.links.begin(), recorded.links.end(), [&](auto const& l) {
             return l.second == entry.id && new_ids.contains(l.first);
         });
-        auto const parent = link == recorded.links.end() ? root_entry_id : new_ids.at(link->first);
+        auto const parent = link == recorded.links.end() ? plane_top : new_ids.at(link->first);
         auto const id =
             add_entry({entry.class_name, entry.name, entry.location, entry.properties}, parent, recorded.plane);
         new_ids[entry.id] = id;
         created_under[entry.id] = link == recorded.links.end() ? root_entry_id : link->first;
-        if (parent == root_entry_id)
+        if (link == recorded.links.end())
             added.tops.push_back(id);
         if (!hid && property::find_key(entry.properties, "ReportDescriptor") != nullptr)
             hid = id;
@@ -92,6 +110,8 @@ void add_descriptor_properties(property::dictionary& properties, apple::hid_reco
             auto const& primary = std::get<property::dictionary>(pairs.front().content);
             properties.emplace_back("PrimaryUsagePage", primary[0].second);
             properties.emplace_back("PrimaryUsage", primary[1].second);
+            properties.emplace_back("DeviceUsagePage", primary[0].second);
+            properties.emplace_back("DeviceUsage", primary[1].second);
             properties.emplace_back("DeviceUsagePairs", std::move(pairs));
         }
         largest_input = std::max(largest_input, descriptor.max_report_size(apple::hid_report_type::input));
@@ -127,7 +147,7 @@ replay_entries add_made_up(apple::hid_recorded_device const& device)
                                      {"idProduct", property::make_number(identity.product)},
                                      {"USB Product Name", name},
                                      {"kUSBProductString", name}}},
-                                   root_entry_id);
+                                   device_parent());
         auto const interface = add_entry({"IOUSBHostInterface", "IOUSBHostInterface", "0"}, usb);
         added.hid =
             add_entry({"IOUSBHostHIDDevice", "IOUSBHostHIDDevice", std::nullopt, std::move(service)}, interface);
@@ -135,7 +155,7 @@ replay_entries add_made_up(apple::hid_recorded_device const& device)
     }
     else
     {
-        added.hid = add_entry({"IOHIDUserDevice", name, std::nullopt, std::move(service)}, root_entry_id);
+        added.hid = add_entry({"IOHIDUserDevice", name, std::nullopt, std::move(service)}, device_parent());
         added.tops.push_back(added.hid);
     }
     return added;

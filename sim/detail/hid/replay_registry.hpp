@@ -11,7 +11,7 @@ namespace plinth::sim::detail {
 // The entries added for one replayed device.
 struct replay_entries
 {
-    // Those hung under the root entry: removing them removes the device.
+    // Those hung under the top of the IOService plane: removing them removes the device.
     std::vector<entry_id> tops;
     // The HID device, whose clients get the reports.
     entry_id hid = 0;

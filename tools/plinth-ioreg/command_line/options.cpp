@@ -118,6 +118,12 @@ parsed_command_line parse_command_line(int argc, char const* const* argv)
                    "argument is split at its first '=' into PLANE=FILE")
         ->type_name("[PLANE=]FILE")
         ->allow_extra_args(false);
+    app.add_option("--replay", chosen.replays,
+                   "Add the HID devices of this recording (the Linux recorder's text format, or one "
+                   "made with hid record) to the simulated registry, each playing its reports in real "
+                   "time from the start of the command; repeat for more")
+        ->type_name("FILE")
+        ->allow_extra_args(false);
     app.add_flag("--json", chosen.json, "Write JSON instead of ioreg's text layout");
 
     for (auto const& row : command_table())

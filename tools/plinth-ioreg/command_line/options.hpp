@@ -26,7 +26,8 @@ struct options
     bool verbose = false;    // usb: each device's descriptor too
     std::vector<std::string>
         registries; // "[PLANE=]FILE" dumps ("-": standard input) to load instead of the default registry
-    std::optional<std::string> path;          // show: the entry by registry path
+    std::vector<std::string> replays; // HID recordings whose devices play in the simulated registry
+    std::optional<std::string> path;  // show: the entry by registry path
     std::optional<std::uint64_t> id;          // show, hid describe, read, write: the entry by registry entry ID
     std::vector<std::string> watched_classes; // watch: the classes to watch (every service when empty)
     bool simulate_hotplug = false;            // watch: plug and unplug a bundled device every second

@@ -43,7 +43,7 @@ template <typename TextOf>
 int print_registry_text(options const& chosen, std::FILE* out, TextOf&& text_of)
 {
     auto const p = parse_plane(chosen.plane);
-    prepare_registry(chosen.registries);
+    auto const prepared = prepare_registry(chosen.registries, chosen.replays);
     std::string text;
     {
         apple::tree const registry(apple::io_kit::mach_port::master_port_default());

@@ -227,13 +227,13 @@ std::string format_decoded_report(std::chrono::system_clock::time_point time, st
 
 int run_hid_read(options const& chosen, std::FILE* out)
 {
-    prepare_registry(chosen.registries);
+    auto const prepared = prepare_registry(chosen.registries, chosen.replays);
     return read_hid_reports(chosen, out);
 }
 
 int run_hid_write(options const& chosen)
 {
-    prepare_registry(chosen.registries);
+    auto const prepared = prepare_registry(chosen.registries, chosen.replays);
     return write_hid_report(chosen);
 }
 

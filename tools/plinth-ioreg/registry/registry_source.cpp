@@ -8,6 +8,9 @@
 #include <utility>
 
 #if !defined(__APPLE__)
+#include "hid/recording.hpp"
+#include "hid/recording_error.hpp"
+#include "sim/control/hid_replay.hpp"
 #include "sim/control/loaders.hpp"
 #include "sim/control/registry.hpp"
 
@@ -16,6 +19,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fstream>
+#include <sstream>
+#include <stdexcept>
 #endif
 
 namespace plinth::ioreg_tool {
@@ -55,13 +60,25 @@ std::vector<dump_argument> read_dump_arguments(std::vector<std::string> const& d
 
 #if defined(__APPLE__)
 
-void prepare_registry(std::vector<std::string> const& dumps)
+struct prepared_registry::replays
+{
+};
+
+prepared_registry prepare_registry(std::vector<std::string> const& dumps, std::vector<std::string> const& recordings)
 {
     if (!dumps.empty())
         throw tool_error("--registry needs the simulated I/O Kit; this host shows its own registry");
+    if (!recordings.empty())
+        throw tool_error("--replay needs the simulated I/O Kit; this host shows its own registry");
+    return {};
 }
 
 #else
+
+struct prepared_registry::replays
+{
+    std::vector<std::unique_ptr<sim::hid_replay>> playing;
+};
 
 namespace {
 
@@ -92,9 +109,7 @@ void load_standard_input(std::string const& plane)
     }
 }
 
-} // namespace
-
-void prepare_registry(std::vector<std::string> const& dumps)
+void load_registry(std::vector<std::string> const& dumps)
 {
     if (dumps.empty())
     {
@@ -122,6 +137,59 @@ void prepare_registry(std::vector<std::string> const& dumps)
     }
 }
 
+apple::hid_recording read_recording(std::string const& file)
+{
+    check_readable(file);
+    std::ifstream stream(file, std::ios::binary);
+    std::ostringstream text;
+    text << stream.rdbuf();
+    try
+    {
+        return apple::hid_recording::parse(text.str());
+    }
+    catch (apple::hid_recording_error const& e)
+    {
+        throw tool_error(fmt::format("{}: line {}: {}", file, e.line(), e.problem()));
+    }
+}
+
+} // namespace
+
+prepared_registry prepare_registry(std::vector<std::string> const& dumps, std::vector<std::string> const& recordings)
+{
+    load_registry(dumps);
+    prepared_registry prepared;
+    for (auto const& file : recordings)
+    {
+        auto const recording = read_recording(file);
+        if (recording.devices.empty())
+            throw tool_error(fmt::format("{}: the recording holds no device", file));
+        for (std::size_t i = 0; i < recording.devices.size(); ++i)
+        {
+            try
+            {
+                prepared.replays_->playing.push_back(std::make_unique<sim::hid_replay>(recording, i));
+            }
+            catch (sim::dump_error const& e)
+            {
+                throw tool_error(fmt::format("{}: device {}: {}", file, i, e.what()));
+            }
+            catch (std::invalid_argument const& e)
+            {
+                throw tool_error(fmt::format("{}: device {}: {}", file, i, e.what()));
+            }
+        }
+    }
+    for (auto& replay : prepared.replays_->playing)
+        replay->start();
+    return prepared;
+}
+
 #endif
+
+prepared_registry::prepared_registry() : replays_(std::make_unique<replays>()) {}
+prepared_registry::~prepared_registry() = default;
+prepared_registry::prepared_registry(prepared_registry&&) noexcept = default;
+prepared_registry& prepared_registry::operator=(prepared_registry&&) noexcept = default;
 
 } // namespace plinth::ioreg_tool

@@ -1,6 +1,7 @@
 // Where the registry the tool reads comes from: the machine's own, or the simulated I/O Kit's bundled registry or --registry dumps.
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -23,11 +24,29 @@ struct dump_argument
 // fails before any dump is loaded.
 std::vector<dump_argument> read_dump_arguments(std::vector<std::string> const& dumps);
 
+// The registry a command reads, ready: what plays in it (the --replay devices)
+// lives as long as this does.
+class prepared_registry
+{
+public:
+    prepared_registry();
+    ~prepared_registry();
+    prepared_registry(prepared_registry&&) noexcept;
+    prepared_registry& operator=(prepared_registry&&) noexcept;
+
+private:
+    friend prepared_registry prepare_registry(std::vector<std::string> const&, std::vector<std::string> const&);
+    struct replays;
+    std::unique_ptr<replays> replays_;
+};
+
 // Makes the registry the tool reads. On a Mac it is the machine's own, and
-// `dumps` must be empty. Elsewhere it is the simulated I/O Kit's: the bundled
-// registry of a realistic Mac, or, when `dumps` names files (read as
-// read_dump_arguments() does), those dumps merged by registry entry ID.
-// Throws tool_error for an unknown plane or a file that cannot be read or parsed.
-void prepare_registry(std::vector<std::string> const& dumps);
+// `dumps` and `recordings` must be empty. Elsewhere it is the simulated I/O Kit's:
+// the bundled registry of a realistic Mac, or, when `dumps` names files (read as
+// read_dump_arguments() does), those dumps merged by registry entry ID; then
+// every device of each recording in `recordings`, added and playing its reports
+// in real time. Throws tool_error for an unknown plane or a file that cannot be
+// read or parsed, naming the file (and the line of a recording).
+prepared_registry prepare_registry(std::vector<std::string> const& dumps, std::vector<std::string> const& recordings);
 
 } // namespace plinth::ioreg_tool

@@ -52,7 +52,7 @@ private:
 
 int run_watch(options const& chosen, std::FILE* out)
 {
-    prepare_registry(chosen.registries);
+    auto const prepared = prepare_registry(chosen.registries, chosen.replays);
     auto io = std::make_unique<boost::asio::io_context>();
     event_writer writer(out, chosen.json, *io);
     std::optional<registry_watch> watch;
