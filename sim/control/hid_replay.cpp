@@ -4,7 +4,7 @@
 #include "hid/report_descriptor.hpp"
 #include "sim/control/hid.hpp"
 #include "sim/control/registry.hpp"
-#include "sim/detail/hid/replay_registry.hpp"
+#include "sim/control/replay_registry.hpp"
 
 #include <boost/system/error_code.hpp>
 

@@ -68,6 +68,7 @@ TEST(command_table_test, each_command_line_runs_the_row_it_names_and_every_row_i
         {{"hid", "describe", "0x100000100"}, "hid describe"},
         {{"hid", "read", "--decode", "0x100000100"}, "hid read"},
         {{"hid", "write", "1", "02"}, "hid write"},
+        {{"hid", "record", "1", "--seconds", "5", "-o", "out.hid"}, "hid record"},
     };
     std::set<std::string> reached;
     for (auto const& [args, command] : command_lines)

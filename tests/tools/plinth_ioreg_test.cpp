@@ -581,8 +581,7 @@ TEST_F(ioreg_program_test, a_replayed_recording_is_a_hid_device_that_every_comma
     EXPECT_EQ(refused.status, 1);
     EXPECT_EQ(refused.err, "plinth-ioreg: " + bad + ": line 2: the length says 2 bytes, the line has 1\n");
     auto const empty = scratch.write("empty.hid", "# nothing recorded\n").string();
-    EXPECT_EQ(run_tool({"--replay", empty, "hid"}).err,
-              "plinth-ioreg: " + empty + ": the recording holds no device\n");
+    EXPECT_EQ(run_tool({"--replay", empty, "hid"}).err, "plinth-ioreg: " + empty + ": the recording holds no device\n");
 }
 
 TEST_F(ioreg_program_test, a_dump_with_an_equals_sign_in_its_file_name_is_read)

@@ -171,6 +171,28 @@ std::function<void()> add_hid_read_options(CLI::App& read, options& chosen)
     return [&chosen, id] { chosen.id = parse_entry_id(id->as<std::string>()); };
 }
 
+std::function<void()> add_hid_record_options(CLI::App& record, options& chosen)
+{
+    auto* id = record.add_option("id", "The device's registry entry ID, decimal or 0x hexadecimal")
+                   ->required()
+                   ->type_name("ID")
+                   ->check(entry_id_validator());
+    auto* count = record.add_option("--count", chosen.count, "Stop after this many reports")
+                      ->type_name("N")
+                      ->check(report_count_validator());
+    auto* seconds = record.add_option("--seconds", "Stop after this many seconds")
+                        ->type_name("N")
+                        ->check(CLI::Range(1, 86400 * 365));
+    count->excludes(seconds);
+    record.add_option("--output,-o", chosen.output_file, "Write the recording to FILE instead of standard output")
+        ->type_name("FILE");
+    return [&chosen, id, seconds] {
+        chosen.id = parse_entry_id(id->as<std::string>());
+        if (*seconds)
+            chosen.record_time = std::chrono::seconds(seconds->as<long>());
+    };
+}
+
 std::function<void()> add_hid_write_options(CLI::App& write, options& chosen)
 {
     auto* id = write.add_option("id", "The device's registry entry ID, decimal or 0x hexadecimal")

@@ -17,5 +17,6 @@ std::function<void()> add_hid_options(CLI::App& hid, options& chosen);
 std::function<void()> add_hid_describe_options(CLI::App& describe, options& chosen);
 std::function<void()> add_hid_read_options(CLI::App& read, options& chosen);
 std::function<void()> add_hid_write_options(CLI::App& write, options& chosen);
+std::function<void()> add_hid_record_options(CLI::App& record, options& chosen);
 
 } // namespace plinth::ioreg_tool

@@ -4,6 +4,7 @@
 #include "tools/plinth-ioreg/command_line/command_options.hpp"
 #include "tools/plinth-ioreg/command_line/registry_commands.hpp"
 #include "tools/plinth-ioreg/hid/hid_command.hpp"
+#include "tools/plinth-ioreg/hid/hid_record.hpp"
 #include "tools/plinth-ioreg/watch/watch_command.hpp"
 
 namespace plinth::ioreg_tool {
@@ -21,6 +22,10 @@ constexpr command hid_subcommands[] = {
      "Print each input report of one HID device (time, report ID, bytes; with --decode, usage = value) until --count "
      "reports or Ctrl-C",
      add_hid_read_options, run_hid_read},
+    {"record",
+     "Record one HID device (descriptor, identity, registry entries, then each input report with its time) until "
+     "--count reports, --seconds or Ctrl-C, opened shared",
+     add_hid_record_options, run_hid_record},
     {"write", "Send one output report to one HID device", add_hid_write_options, run_hid_write_command},
 };
 

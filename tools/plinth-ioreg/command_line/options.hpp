@@ -26,15 +26,17 @@ struct options
     bool verbose = false;    // usb: each device's descriptor too
     std::vector<std::string>
         registries; // "[PLANE=]FILE" dumps ("-": standard input) to load instead of the default registry
-    std::vector<std::string> replays; // HID recordings whose devices play in the simulated registry
-    std::optional<std::string> path;  // show: the entry by registry path
-    std::optional<std::uint64_t> id;          // show, hid describe, read, write: the entry by registry entry ID
-    std::vector<std::string> watched_classes; // watch: the classes to watch (every service when empty)
-    bool simulate_hotplug = false;            // watch: plug and unplug a bundled device every second
-    std::optional<std::size_t> count;         // hid read: stop after this many reports
-    bool decode = false;                      // hid read: usage = value pairs instead of bytes
-    std::vector<std::uint8_t> output_report;  // hid write: the output report's bytes
-    bool shared = false;                      // hid read, write: open the device shared, not seized
+    std::vector<std::string> replays;                // HID recordings whose devices play in the simulated registry
+    std::optional<std::string> path;                 // show: the entry by registry path
+    std::optional<std::uint64_t> id;                 // show, hid describe, read, write: the entry by registry entry ID
+    std::vector<std::string> watched_classes;        // watch: the classes to watch (every service when empty)
+    bool simulate_hotplug = false;                   // watch: plug and unplug a bundled device every second
+    std::optional<std::size_t> count;                // hid read, record: stop after this many reports
+    std::optional<std::chrono::seconds> record_time; // hid record: stop after this long
+    std::optional<std::string> output_file;          // hid record: the recording's file (standard output when none)
+    bool decode = false;                             // hid read: usage = value pairs instead of bytes
+    std::vector<std::uint8_t> output_report;         // hid write: the output report's bytes
+    bool shared = false;                             // hid read, write: open the device shared, not seized
     std::optional<std::chrono::milliseconds> write_timeout; // hid write: give up after this long
 };
 

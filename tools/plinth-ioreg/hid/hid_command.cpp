@@ -10,6 +10,7 @@
 #include "tools/plinth-ioreg/command_line/tool_error.hpp"
 #include "tools/plinth-ioreg/hid/hid_describe.hpp"
 #include "tools/plinth-ioreg/hid/hid_device_lookup.hpp"
+#include "tools/plinth-ioreg/hid/hid_session.hpp"
 #include "tools/plinth-ioreg/output/time_text.hpp"
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
 #include "tools/plinth-ioreg/registry/registry_source.hpp"
@@ -46,114 +47,6 @@ std::string hex_bytes(std::span<std::uint8_t const> bytes, char const* separator
         text += fmt::format("{}{:02x}", i == 0 ? "" : separator, bytes[i]);
     return text;
 }
-
-// The library reports a device it cannot open through its log; the tool keeps the
-// line to make it the error it reports.
-class log_keeper
-{
-public:
-    log_keeper() : previous_(set_log_sink([this](log_level, std::string_view line) { last_ = std::string(line); })) {}
-    ~log_keeper() { set_log_sink(previous_); }
-    std::string const& last() const noexcept { return last_; }
-
-private:
-    std::string last_;
-    log_sink previous_;
-};
-
-// A cancel of a read that was cancelled already (the repeated cancel below, or
-// close() after a cancel) posts a call that throws std::bad_function_call when
-// run: the stream's documented behaviour, absorbed here.
-void run_absorbing_empty_cancels(boost::asio::io_context& io)
-{
-    for (;;)
-    {
-        try
-        {
-            io.run();
-            return;
-        }
-        catch (std::bad_function_call const&)
-        {
-        }
-    }
-}
-
-// Runs a context's handlers on a thread of its own, so that a cancel completes
-// while the main thread is blocked in a read; stops and joins it when destroyed,
-// before the objects whose handlers it runs go.
-class context_thread
-{
-public:
-    explicit context_thread(boost::asio::io_context& io)
-        : io_(io), guard_(io.get_executor()), thread_([&io] { run_absorbing_empty_cancels(io); })
-    {
-    }
-    ~context_thread()
-    {
-        guard_.reset();
-        io_.stop();
-        thread_.join();
-    }
-    context_thread(context_thread const&) = delete;
-    context_thread& operator=(context_thread const&) = delete;
-
-private:
-    boost::asio::io_context& io_;
-    boost::asio::executor_work_guard<boost::asio::io_context::executor_type> guard_;
-    std::thread thread_;
-};
-
-// Why the device would not open, in words a user can act on: who holds it, or
-// where to grant the permission that is missing.
-std::string open_failure(apple::hid_stream const& stream, boost::system::error_code const& ec,
-                         std::string const& logged)
-{
-    if (ec == apple::hid_errc::input_monitoring_denied)
-        return ec.message() + " (grant it in System Settings > Privacy & Security > Input Monitoring)";
-    if (ec == apple::hid_errc::seized_by_another)
-    {
-        if (auto const holder = stream.seizer())
-            return "seized by " + holder->describe() + ", which has exclusive access until it closes the device";
-        return ec.message();
-    }
-    if (ec)
-        return ec.message();
-    return logged.empty() ? "unknown error" : logged;
-}
-
-// The HID device a command names, opened on a context of its own, seized unless
-// --shared; a device that cannot be opened is an error saying why.
-class hid_session
-{
-public:
-    explicit hid_session(options const& chosen) : id_(*chosen.id)
-    {
-        auto const mode = chosen.shared ? apple::hid_open_mode::shared : apple::hid_open_mode::seized;
-        stream.emplace(io.get_executor(), find_hid_device(id_), mode);
-        if (stream->is_open())
-            return;
-        // The constructor only logs why it failed; opening again gives the error
-        // itself. It asks nothing of the user twice: the system keeps its Input
-        // Monitoring answer for the device's handle, and a refused open holds
-        // nothing.
-        boost::system::error_code ec;
-        stream->open(mode, ec);
-        if (!ec && stream->is_open())
-            return;
-        throw tool_error(
-            fmt::format("cannot open HID device {}: {}", format_entry_id(id_), open_failure(*stream, ec, log_.last())));
-    }
-
-    std::uint64_t id() const noexcept { return id_; }
-
-    boost::asio::io_context io;
-    std::optional<apple::hid_stream> stream;
-
-private:
-    std::uint64_t id_;
-    log_keeper log_;
-};
 
 } // namespace
 
@@ -239,7 +132,7 @@ int run_hid_write(options const& chosen)
 
 int read_hid_reports(options const& chosen, std::FILE* out)
 {
-    hid_session session(chosen);
+    hid_session session(*chosen.id, chosen.shared ? apple::hid_open_mode::shared : apple::hid_open_mode::seized);
     auto& io = session.io;
     auto& stream = *session.stream;
 
@@ -307,7 +200,7 @@ int read_hid_reports(options const& chosen, std::FILE* out)
 
 int write_hid_report(options const& chosen)
 {
-    hid_session session(chosen);
+    hid_session session(*chosen.id, chosen.shared ? apple::hid_open_mode::shared : apple::hid_open_mode::seized);
     std::uint8_t report_id = 0;
     apple::basic_hid_report<boost::asio::const_buffer> const report{&report_id,
                                                                     boost::asio::buffer(chosen.output_report)};

@@ -1,5 +1,5 @@
 // replay_registry: a recorded device's entries added under new IDs, or a plausible device made from a Linux header.
-#include "sim/detail/hid/replay_registry.hpp"
+#include "sim/control/replay_registry.hpp"
 
 #include "hid/report_descriptor.hpp"
 #include "sim/control/loaders.hpp"
