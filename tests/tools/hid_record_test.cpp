@@ -77,7 +77,8 @@ protected:
     // apart once the recorder has the device open; the recording's text.
     std::string record(sim::entry_id device, std::vector<report> const& reports, std::chrono::milliseconds spacing)
     {
-        auto const file = scratch.path() / "recording.hid";
+        // A file of its own: the header of an earlier recording must not pass for this one's.
+        auto const file = scratch.path() / ("recording-" + std::to_string(++recordings) + ".hid");
         tool::options chosen;
         chosen.id = device;
         chosen.count = reports.size();
@@ -115,6 +116,7 @@ protected:
     }
 
     scratch_folder const scratch{"hid-record"};
+    int recordings = 0;
 };
 
 // A boot keyboard typing "hello": each key pressed, then released.

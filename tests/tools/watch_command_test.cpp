@@ -1,5 +1,6 @@
 // The registry watch and the watch command: arrivals and departures reported once, in order, and a clean stop.
 #include "device/apple/detail/notifier_service.hpp"
+#include "support/scratch_folder.hpp"
 #include "support/threaded_sim_test.hpp"
 #include "tools/plinth-ioreg/watch/registry_watch.hpp"
 #include "tools/plinth-ioreg/watch/watch_event.hpp"
@@ -218,6 +219,19 @@ TEST_F(watch_command_test, the_tool_shows_a_simulated_device_leave_and_come_back
     EXPECT_EQ(first["id"], second["id"]);
     EXPECT_EQ(first["path"], second["path"]);
     EXPECT_EQ(watching.stop(SIGINT), 0) << "Ctrl-C ends the watch cleanly";
+}
+
+TEST_F(watch_command_test, the_tool_shows_a_replayed_device_arrive)
+{
+    plinth::testing::scratch_folder const scratch("watch-replay");
+    auto const file = scratch.write("gadget.hid", "R: 2 a1 c0\nN: Replayed Gadget\nI: 3 1234 5678\n").string();
+    watching_tool watching({"--json", "--class", "IOHIDDevice", "--replay", file});
+    auto const arrived = watching.next_line();
+    ASSERT_TRUE(arrived);
+    auto const event = nlohmann::json::parse(*arrived);
+    EXPECT_EQ(event["event"], "arrived");
+    EXPECT_EQ(event["class"], "IOUSBHostHIDDevice");
+    EXPECT_EQ(watching.stop(SIGINT), 0);
 }
 
 TEST_F(watch_command_test, the_tool_fails_when_its_output_cannot_be_written)

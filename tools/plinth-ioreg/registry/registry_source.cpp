@@ -64,13 +64,18 @@ struct prepared_registry::replays
 {
 };
 
+prepared_registry play_recordings(std::vector<std::string> const& recordings)
+{
+    if (!recordings.empty())
+        throw tool_error("--replay needs the simulated I/O Kit; this host shows its own registry");
+    return {};
+}
+
 prepared_registry prepare_registry(std::vector<std::string> const& dumps, std::vector<std::string> const& recordings)
 {
     if (!dumps.empty())
         throw tool_error("--registry needs the simulated I/O Kit; this host shows its own registry");
-    if (!recordings.empty())
-        throw tool_error("--replay needs the simulated I/O Kit; this host shows its own registry");
-    return {};
+    return play_recordings(recordings);
 }
 
 #else
@@ -155,9 +160,8 @@ apple::hid_recording read_recording(std::string const& file)
 
 } // namespace
 
-prepared_registry prepare_registry(std::vector<std::string> const& dumps, std::vector<std::string> const& recordings)
+prepared_registry play_recordings(std::vector<std::string> const& recordings)
 {
-    load_registry(dumps);
     prepared_registry prepared;
     for (auto const& file : recordings)
     {
@@ -183,6 +187,12 @@ prepared_registry prepare_registry(std::vector<std::string> const& dumps, std::v
     for (auto& replay : prepared.replays_->playing)
         replay->start();
     return prepared;
+}
+
+prepared_registry prepare_registry(std::vector<std::string> const& dumps, std::vector<std::string> const& recordings)
+{
+    load_registry(dumps);
+    return play_recordings(recordings);
 }
 
 #endif

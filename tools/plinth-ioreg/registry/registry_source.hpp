@@ -35,7 +35,7 @@ public:
     prepared_registry& operator=(prepared_registry&&) noexcept;
 
 private:
-    friend prepared_registry prepare_registry(std::vector<std::string> const&, std::vector<std::string> const&);
+    friend prepared_registry play_recordings(std::vector<std::string> const&);
     struct replays;
     std::unique_ptr<replays> replays_;
 };
@@ -48,5 +48,10 @@ private:
 // in real time. Throws tool_error for an unknown plane or a file that cannot be
 // read or parsed, naming the file (and the line of a recording).
 prepared_registry prepare_registry(std::vector<std::string> const& dumps, std::vector<std::string> const& recordings);
+
+// The second half of prepare_registry, for a command that must be ready before
+// the devices arrive (watch): every device of each recording added to the
+// registry as it stands, playing. Throws tool_error as prepare_registry does.
+prepared_registry play_recordings(std::vector<std::string> const& recordings);
 
 } // namespace plinth::ioreg_tool

@@ -52,7 +52,8 @@ private:
 
 int run_watch(options const& chosen, std::FILE* out)
 {
-    auto const prepared = prepare_registry(chosen.registries, chosen.replays);
+    // Recorded devices arrive once the watch is armed, as devices plugged in do.
+    auto const prepared = prepare_registry(chosen.registries, {});
     auto io = std::make_unique<boost::asio::io_context>();
     event_writer writer(out, chosen.json, *io);
     std::optional<registry_watch> watch;
@@ -61,6 +62,7 @@ int run_watch(options const& chosen, std::FILE* out)
         signals.async_wait([&io](boost::system::error_code const&, int) { io->stop(); });
         auto& notifier = boost::asio::use_service<apple::detail::notifier_service>(*io);
         watch.emplace(notifier, chosen.watched_classes, [&writer](watch_event const& event) { writer.write(event); });
+        auto const played = play_recordings(chosen.replays);
 #if !defined(__APPLE__)
         std::optional<hotplug_simulator> hotplug;
         if (chosen.simulate_hotplug)
