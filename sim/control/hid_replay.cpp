@@ -60,11 +60,19 @@ struct hid_replay::state
         changed.notify_all();
     }
 
-    void remove()
+    // Removes the device's entries that are still there. The program may remove
+    // them itself at any time, also while this runs: one found gone is skipped.
+    void remove() noexcept
     {
         for (auto const top : entries.tops)
-            if (contains(top))
-                remove_entry(top);
+            try
+            {
+                if (contains(top))
+                    remove_entry(top);
+            }
+            catch (std::invalid_argument const&)
+            {
+            }
     }
 
     void run()
@@ -126,8 +134,15 @@ hid_replay::~hid_replay()
     }
     if (player_.joinable())
         player_.join();
-    if (contains(state_->entries.hid))
-        set_input_report_observer(state_->entries.hid, {});
+    try
+    {
+        if (contains(state_->entries.hid))
+            set_input_report_observer(state_->entries.hid, {});
+    }
+    catch (std::invalid_argument const&)
+    {
+        // The device has left the registry already, its observer with it.
+    }
     state_->remove();
 }
 
