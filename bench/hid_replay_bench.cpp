@@ -3,11 +3,9 @@
 // recorded time from the start of the replay (median, 99th percentile and worst,
 // in microseconds), beside the machine's own timer error in the same run: a
 // thread sleeping until the same offsets (sleep_until_*), which no replay can beat.
-#include "device/apple/device.hpp"
+#include "bench/sim_hid_devices.hpp"
 #include "device/apple/hid_stream.hpp"
-#include "device/apple/tree.hpp"
 #include "hid/recording.hpp"
-#include "io_kit/mach_port.hpp"
 #include "sim/control/hid_replay.hpp"
 #include "sim/control/registry.hpp"
 
@@ -75,10 +73,7 @@ void real_time_replay(benchmark::State& state)
         {
             sim::hid_replay replay(recording, 0, {sim::replay_pace::real_time});
             boost::asio::io_context io;
-            plinth::apple::tree const registry(plinth::apple::io_kit::mach_port::master_port_default());
-            plinth::apple::hid_stream stream(io.get_executor(),
-                                             plinth::apple::device(plinth::apple::io_kit::io_registry_entry(
-                                                 registry.get_by_id(replay.device()).next())));
+            plinth::apple::hid_stream stream(io.get_executor(), plinth::bench::device_of(replay.device()));
             replay.start();
             auto const start = replay.started_at();
             for (int i = 0; i < reports_per_run; ++i)

@@ -36,10 +36,6 @@
 namespace plinth::ioreg_tool {
 namespace {
 
-// Reports sizes from the device are trusted up to this; a device that names none
-// is read with this many bytes.
-constexpr std::size_t fallback_report_size = 64;
-
 std::string hex_bytes(std::span<std::uint8_t const> bytes, char const* separator)
 {
     std::string text;
@@ -136,10 +132,7 @@ int read_hid_reports(options const& chosen, std::FILE* out)
     auto& io = session.io;
     auto& stream = *session.stream;
 
-    std::size_t size = fallback_report_size;
-    if (auto const named = stream.get_max_input_report_size(); named > 0)
-        size = static_cast<std::size_t>(named);
-    std::vector<std::uint8_t> buffer(size);
+    std::vector<std::uint8_t> buffer(session.input_report_size());
 
     // With --decode, the descriptor is read before the first report, so that a device
     // whose descriptor is missing or malformed fails at once, saying where.

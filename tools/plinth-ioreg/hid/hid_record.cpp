@@ -27,10 +27,6 @@
 namespace plinth::ioreg_tool {
 namespace {
 
-// Reports sizes from the device are trusted up to this; a device that names none
-// is read with this many bytes.
-constexpr std::size_t fallback_report_size = 64;
-
 template <typename T>
 std::optional<T> property_of(apple::device const& d, char const* key)
 {
@@ -177,10 +173,7 @@ int record_hid_reports(options const& chosen, std::FILE* out)
     writer.device(0, header_of(stream));
     output.flush();
 
-    std::size_t size = fallback_report_size;
-    if (auto const named = stream.get_max_input_report_size(); named > 0)
-        size = static_cast<std::size_t>(named);
-    std::vector<std::uint8_t> buffer(size);
+    std::vector<std::uint8_t> buffer(session.input_report_size());
     std::uint8_t report_id = 0;
 
     // Ctrl-C, or the time given, cancels the pending read: the chain of reads ends.

@@ -84,4 +84,10 @@ hid_session::hid_session(std::uint64_t id, apple::hid_open_mode mode) : id_(id)
         fmt::format("cannot open HID device {}: {}", format_entry_id(id_), open_failure(*stream, ec, log_.last())));
 }
 
+std::size_t hid_session::input_report_size() const
+{
+    auto const named = stream->get_max_input_report_size();
+    return named > 0 ? static_cast<std::size_t>(named) : 64;
+}
+
 } // namespace plinth::ioreg_tool

@@ -8,6 +8,7 @@
 #include <boost/asio/executor_work_guard.hpp>
 #include <boost/asio/io_context.hpp>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -63,6 +64,9 @@ public:
     hid_session(std::uint64_t id, apple::hid_open_mode mode);
 
     std::uint64_t id() const noexcept { return id_; }
+    // The bytes a read of one input report needs: the device's "MaxInputReportSize",
+    // or 64 for a device that names none.
+    std::size_t input_report_size() const;
 
     boost::asio::io_context io;
     std::optional<apple::hid_stream> stream;
