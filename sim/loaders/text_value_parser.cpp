@@ -48,12 +48,14 @@ data printable_data(std::string_view inside_quotes)
     }
 }
 
-// The number ioreg prints as unsigned decimal: up to 32 bits it is a 32-bit
-// number whose bits are kept (4294967295 comes back as SInt32 -1), above that a
-// 64-bit one.
+// The number ioreg printed: it reads each one as a long long and prints that
+// unsigned, so a 32-bit number with its top bit set comes out sign-extended
+// (18446744071562067968), and a value from 2^31 to 2^32 - 1 can only have come
+// from a 64-bit number. Each is loaded at the width that prints it back the same:
+// 32 bits up to INT32_MAX, 64 above.
 number printed_number(std::uint64_t printed)
 {
-    if (printed <= UINT32_MAX)
+    if (printed <= INT32_MAX)
         return number{static_cast<std::int64_t>(printed), 32};
     return number{static_cast<std::int64_t>(printed), 64};
 }

@@ -107,6 +107,21 @@ TEST_F(ioreg_shared_dump, macos13_full_listing_with_properties)
               sim::value(sim::array{sim::number{-1, 64}, sim::number{0, 32}}));
 }
 
+// ioreg printed "acpi-mmcfg-seg0" = 3221225472: a program that reads it as a
+// long long, as ioreg does, must get that back, not a sign-extended 32-bit value.
+TEST_F(ioreg_shared_dump, a_number_from_2_to_the_31_up_reads_back_as_ioreg_printed_it)
+{
+    sim::load_dump_file(shared_dir / "macos13-intel-hackintosh-ioreg-l.txt");
+    auto const platform = plinth::testing::io::find_entry(0x100000118);
+    ASSERT_TRUE(platform);
+    auto const value = plinth::testing::io::property(platform.get(), "acpi-mmcfg-seg0");
+    ASSERT_TRUE(value);
+    long long printed = 0;
+    EXPECT_TRUE(CFNumberGetValue(value.as<CFNumberRef>(), kCFNumberLongLongType, &printed));
+    EXPECT_EQ(printed, 3221225472);
+    EXPECT_EQ(CFNumberGetType(value.as<CFNumberRef>()), kCFNumberSInt64Type);
+}
+
 TEST_F(ioreg_shared_dump, macos12_tree_without_properties)
 {
     auto const d = read("macos12-qemu-macpro7,1-ioreg.txt");

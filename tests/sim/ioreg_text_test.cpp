@@ -44,11 +44,14 @@ TEST(ioreg_text_values, every_form_ioreg_prints)
         {"list", sim::array{sim::number{2, 32}, std::string("x")}},
     };
     std::pair<std::string, sim::value> const cases[] = {
-        // Numbers keep the width the kernel gave them: printed unsigned, up to 32 bits
-        // it stays a 32-bit number, which reads back as SInt32 -1.
+        // Numbers load at the width that prints them back the same: ioreg prints a
+        // long long unsigned, so from 2^31 up the number it read was a 64-bit one.
         {"0", sim::number{0, 32}},
         {"1452", sim::number{1452, 32}},
-        {"4294967295", sim::number{4294967295, 32}},
+        {"2147483647", sim::number{2147483647, 32}},
+        {"2147483648", sim::number{2147483648, 64}},
+        {"3221225472", sim::number{3221225472, 64}},
+        {"4294967295", sim::number{4294967295, 64}},
         {"4294967296", sim::number{4294967296, 64}},
         {"18446744073709551615", sim::number{-1, 64}},
         {"-5", sim::make_number(-5)},
