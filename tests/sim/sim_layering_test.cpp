@@ -60,7 +60,7 @@ TEST(sim_layering, entry_points_and_models_never_include_the_loaders_or_the_cont
     auto const above_models = [](std::string const& header) {
         return starts_with(header, "sim/loaders/") || (starts_with(header, "sim/control/") && !is_value_model(header));
     };
-    for (auto const* folder : {"CoreFoundation", "IOKit", "detail"})
+    for (auto const* folder : {"CoreFoundation", "IOKit", "mach", "detail"})
         EXPECT_TRUE(includes_breaking_rule(folder, above_models).empty())
             << listed(includes_breaking_rule(folder, above_models));
 }
