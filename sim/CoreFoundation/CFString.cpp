@@ -83,14 +83,45 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex 
     return create_from_bytes(bytes, static_cast<std::size_t>(numBytes), encoding);
 }
 
-// Strings are immutable, so a copy is the same object with one more reference.
+// An immutable string's copy is the same object with one more reference; a
+// mutable one's is a new immutable string.
 CFStringRef CFStringCreateCopy(CFAllocatorRef, CFStringRef theString)
 {
     auto* string = detail::cf_checked<cf_string>(theString, "CFStringCreateCopy");
     if (string == nullptr)
         return nullptr;
+    if (string->is_mutable())
+        return detail::make_cf_string(string->utf8());
     string->retain();
     return theString;
+}
+
+CFStringRef CFStringCreateWithCharacters(CFAllocatorRef, const UniChar* chars, CFIndex numChars)
+{
+    if (!detail::cf_input_valid(chars != nullptr, numChars, "CFStringCreateWithCharacters",
+                                "no characters or a negative count"))
+        return nullptr;
+    auto utf8 = detail::utf16_to_utf8(
+        std::u16string_view(reinterpret_cast<char16_t const*>(chars), static_cast<std::size_t>(numChars)));
+    if (!utf8)
+    {
+        plinth::sim::detail::report_misuse("CFStringCreateWithCharacters: a lone surrogate, which this simulation's "
+                                           "strings cannot hold");
+        return nullptr;
+    }
+    return detail::make_cf_string(std::move(*utf8));
+}
+
+CFStringRef CFStringCreateWithSubstring(CFAllocatorRef, CFStringRef str, CFRange range)
+{
+    auto const* string = detail::cf_checked<cf_string>(str, "CFStringCreateWithSubstring");
+    if (string == nullptr ||
+        !detail::cf_range_within(range, static_cast<std::size_t>(string->length()), "CFStringCreateWithSubstring"))
+        return nullptr;
+    auto const bytes = detail::string_bytes_of(*string, range, "CFStringCreateWithSubstring");
+    if (!bytes)
+        return nullptr;
+    return detail::make_cf_string(string->utf8().substr(bytes->first, bytes->second - bytes->first));
 }
 
 CFIndex CFStringGetLength(CFStringRef theString)
@@ -132,15 +163,82 @@ Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSi
 }
 
 // The UTF-8 text is kept NUL-terminated, so it is the C string of any ASCII-compatible
-// encoding when it is plain ASCII; otherwise NULL, which callers must expect anyway.
+// encoding when it is plain ASCII. Otherwise NULL, in UTF-8 too: a Mac keeps such
+// text in UTF-16 and has no C string to point at, and programs written for it
+// fall back to CFStringGetCString.
 const char* CFStringGetCStringPtr(CFStringRef theString, CFStringEncoding encoding)
 {
     auto const* string = detail::cf_checked<cf_string>(theString, "CFStringGetCStringPtr");
-    if (string == nullptr || !is_ascii_superset(encoding))
-        return nullptr;
-    if (encoding != kCFStringEncodingUTF8 && !string->is_ascii())
+    if (string == nullptr || !is_ascii_superset(encoding) || !string->is_ascii())
         return nullptr;
     return string->utf8().c_str();
+}
+
+void CFStringGetCharacters(CFStringRef theString, CFRange range, UniChar* buffer)
+{
+    auto const* string = detail::cf_checked<cf_string>(theString, "CFStringGetCharacters");
+    if (string == nullptr ||
+        !detail::cf_range_within(range, static_cast<std::size_t>(string->length()), "CFStringGetCharacters"))
+        return;
+    if (buffer == nullptr)
+    {
+        plinth::sim::detail::report_misuse("CFStringGetCharacters: NULL buffer");
+        return;
+    }
+    auto const units = detail::to_utf16(string->utf8());
+    std::copy_n(units.begin() + range.location, range.length, reinterpret_cast<char16_t*>(buffer));
+}
+
+// Character by character, so that one with no form in the encoding stops the
+// conversion there, or becomes lossByte when one is given.
+CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStringEncoding encoding, UInt8 lossByte,
+                         Boolean isExternalRepresentation, UInt8* buffer, CFIndex maxBufLen, CFIndex* usedBufLen)
+{
+    auto const report_used = [&](CFIndex used) {
+        if (usedBufLen != nullptr)
+            *usedBufLen = used;
+    };
+    report_used(0);
+    auto const* string = detail::cf_checked<cf_string>(theString, "CFStringGetBytes");
+    if (string == nullptr ||
+        !detail::cf_range_within(range, static_cast<std::size_t>(string->length()), "CFStringGetBytes"))
+        return 0;
+    auto const bytes = detail::string_bytes_of(*string, range, "CFStringGetBytes");
+    if (!bytes || !detail::encode_from_utf8("", encoding))
+        return 0;
+    std::size_t const room = buffer == nullptr ? SIZE_MAX : static_cast<std::size_t>(std::max<CFIndex>(maxBufLen, 0));
+    std::string out;
+    // The external representation of the unmarked UTF-16 and UTF-32 opens with a
+    // byte-order mark, in the host's order.
+    if (isExternalRepresentation && (encoding == kCFStringEncodingUTF16 || encoding == kCFStringEncodingUTF32))
+        out = *detail::encode_from_utf8("\uFEFF", encoding);
+    if (out.size() > room)
+        return 0;
+    CFIndex converted = 0;
+    std::string_view const text = std::string_view(string->utf8()).substr(bytes->first, bytes->second - bytes->first);
+    for (std::size_t at = 0; at < text.size();)
+    {
+        std::size_t next = at + 1;
+        while (next < text.size() && (static_cast<unsigned char>(text[next]) & 0xC0) == 0x80)
+            ++next;
+        auto const character = text.substr(at, next - at);
+        auto encoded = detail::encode_from_utf8(character, encoding);
+        if (!encoded)
+        {
+            if (lossByte == 0)
+                break;
+            encoded = std::string(1, static_cast<char>(lossByte));
+        }
+        if (out.size() + encoded->size() > room)
+            break;
+        out += *encoded;
+        converted += static_cast<CFIndex>(detail::utf16_length(character));
+        at = next;
+    }
+    if (buffer != nullptr)
+        std::memcpy(buffer, out.data(), out.size());
+    report_used(static_cast<CFIndex>(out.size()));
+    return converted;
 }
 
 CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding)

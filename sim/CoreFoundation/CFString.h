@@ -2,12 +2,20 @@
 #ifndef __COREFOUNDATION_CFSTRING__
 #define __COREFOUNDATION_CFSTRING__
 
-// Immutable Unicode strings. Lengths and indices count UTF-16 units, as on Apple's
-// platforms, whatever the string holds.
+// Unicode strings, immutable and mutable. Lengths and indices count UTF-16 units,
+// as on Apple's platforms, whatever the string holds.
 
 #include <CoreFoundation/CFBase.h>
+#include <CoreFoundation/CFArray.h>
+#include <CoreFoundation/CFData.h>
+#include <CoreFoundation/CFDictionary.h>
+#include <stdarg.h>
 
 CF_EXTERN_C_BEGIN
+
+// The compiler cannot check a format whose text is a CFString.
+#define CF_FORMAT_FUNCTION(F, A)
+#define CF_FORMAT_ARGUMENT(A)
 
 typedef UInt32 CFStringEncoding;
 
@@ -53,18 +61,46 @@ CF_EXPORT CFStringRef CFStringCreateWithCString(CFAllocatorRef alloc, const char
 CF_EXPORT CFStringRef CFStringCreateWithBytes(CFAllocatorRef alloc, const UInt8* bytes, CFIndex numBytes,
                                               CFStringEncoding encoding, Boolean isExternalRepresentation);
 CF_EXPORT CFStringRef CFStringCreateCopy(CFAllocatorRef alloc, CFStringRef theString);
+CF_EXPORT CFStringRef CFStringCreateWithCharacters(CFAllocatorRef alloc, const UniChar* chars, CFIndex numChars);
+CF_EXPORT CFStringRef CFStringCreateWithSubstring(CFAllocatorRef alloc, CFStringRef str, CFRange range);
+// printf's conversions, with %@ for a CF object. Positional arguments (%1$@) are
+// not taken: such a format gives NULL, and a misuse report.
+CF_EXPORT CFStringRef CFStringCreateWithFormat(CFAllocatorRef alloc, CFDictionaryRef formatOptions, CFStringRef format,
+                                               ...);
+CF_EXPORT CFStringRef CFStringCreateWithFormatAndArguments(CFAllocatorRef alloc, CFDictionaryRef formatOptions,
+                                                           CFStringRef format, va_list arguments);
+
+// A mutable string; maxLength 0 means no limit (a limit is not enforced here).
+CF_EXPORT CFMutableStringRef CFStringCreateMutable(CFAllocatorRef alloc, CFIndex maxLength);
+CF_EXPORT CFMutableStringRef CFStringCreateMutableCopy(CFAllocatorRef alloc, CFIndex maxLength, CFStringRef theString);
 
 CF_EXPORT CFIndex CFStringGetLength(CFStringRef theString);
 CF_EXPORT UniChar CFStringGetCharacterAtIndex(CFStringRef theString, CFIndex idx);
 CF_EXPORT Boolean CFStringGetCString(CFStringRef theString, char* buffer, CFIndex bufferSize,
                                      CFStringEncoding encoding);
 CF_EXPORT const char* CFStringGetCStringPtr(CFStringRef theString, CFStringEncoding encoding);
+CF_EXPORT void CFStringGetCharacters(CFStringRef theString, CFRange range, UniChar* buffer);
+CF_EXPORT CFIndex CFStringGetBytes(CFStringRef theString, CFRange range, CFStringEncoding encoding, UInt8 lossByte,
+                                   Boolean isExternalRepresentation, UInt8* buffer, CFIndex maxBufLen,
+                                   CFIndex* usedBufLen);
 CF_EXPORT CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding);
 
 CF_EXPORT CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString2,
                                              CFStringCompareFlags compareOptions);
 CF_EXPORT Boolean CFStringHasPrefix(CFStringRef theString, CFStringRef prefix);
 CF_EXPORT Boolean CFStringHasSuffix(CFStringRef theString, CFStringRef suffix);
+
+CF_EXPORT void CFStringAppend(CFMutableStringRef theString, CFStringRef appendedString);
+CF_EXPORT void CFStringAppendCharacters(CFMutableStringRef theString, const UniChar* chars, CFIndex numChars);
+CF_EXPORT void CFStringAppendCString(CFMutableStringRef theString, const char* cStr, CFStringEncoding encoding);
+CF_EXPORT void CFStringAppendFormat(CFMutableStringRef theString, CFDictionaryRef formatOptions, CFStringRef format,
+                                    ...);
+CF_EXPORT void CFStringAppendFormatAndArguments(CFMutableStringRef theString, CFDictionaryRef formatOptions,
+                                                CFStringRef format, va_list arguments);
+CF_EXPORT void CFStringInsert(CFMutableStringRef str, CFIndex idx, CFStringRef insertedStr);
+CF_EXPORT void CFStringDelete(CFMutableStringRef theString, CFRange range);
+CF_EXPORT void CFStringReplace(CFMutableStringRef theString, CFRange range, CFStringRef replacement);
+CF_EXPORT void CFStringReplaceAll(CFMutableStringRef theString, CFStringRef replacement);
 
 // Writes the object's description to stderr.
 CF_EXPORT void CFShow(CFTypeRef obj);

@@ -276,4 +276,37 @@ std::u16string to_utf16(std::string_view utf8)
     return out;
 }
 
+std::optional<std::string> utf16_to_utf8(std::u16string_view units)
+{
+    std::string out;
+    out.reserve(units.size());
+    for (auto p = units.begin(); p != units.end();)
+    {
+        auto const c = utf::utf_traits<char16_t>::decode(p, units.end());
+        if (c == utf::illegal || c == utf::incomplete)
+            return std::nullopt;
+        utf::utf_traits<char>::encode(c, std::back_inserter(out));
+    }
+    return out;
+}
+
+std::optional<std::size_t> utf8_offset(std::string_view utf8, std::size_t index) noexcept
+{
+    std::size_t units = 0;
+    for (std::size_t at = 0; at < utf8.size(); ++at)
+    {
+        auto const byte = static_cast<unsigned char>(utf8[at]);
+        if ((byte & 0xC0) == 0x80)
+            continue;
+        if (units == index)
+            return at;
+        units += byte >= 0xF0 ? 2 : 1;
+        if (units > index)
+            return std::nullopt; // inside a surrogate pair
+    }
+    if (units == index)
+        return utf8.size();
+    return std::nullopt;
+}
+
 } // namespace plinth::sim::detail

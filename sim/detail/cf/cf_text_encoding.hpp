@@ -29,5 +29,12 @@ std::optional<std::string> encode_from_utf8(std::string_view utf8, CFStringEncod
 std::size_t utf16_length(std::string_view utf8) noexcept;
 
 std::u16string to_utf16(std::string_view utf8);
+// UTF-8 of UTF-16 code units, or nothing when they hold a lone surrogate, which
+// the UTF-8 form strings keep here cannot carry.
+std::optional<std::string> utf16_to_utf8(std::u16string_view units);
+// The byte offset in valid UTF-8 text of UTF-16 unit `index` (the end when it is
+// the length), or nothing when it lies past the end or between the two halves of
+// a surrogate pair.
+std::optional<std::size_t> utf8_offset(std::string_view utf8, std::size_t index) noexcept;
 
 } // namespace plinth::sim::detail
