@@ -7,6 +7,8 @@
 #include "sim/detail/cf/cf_lifetime.hpp"
 #include "sim/detail/cf/cf_range_check.hpp"
 
+#include <vector>
+
 namespace detail = plinth::sim::detail;
 using detail::cf_array;
 using detail::cf_callbacks;
@@ -134,6 +136,20 @@ void CFArrayApplyFunction(CFArrayRef theArray, CFRange range, CFArrayApplierFunc
 void CFArrayAppendValue(CFMutableArrayRef theArray, const void* value)
 {
     if (auto* array = detail::cf_checked_mutable<cf_array>(theArray, "CFArrayAppendValue"))
+        array->insert(array->size(), value);
+}
+
+// The values are read before any is added: the other array may be this one.
+void CFArrayAppendArray(CFMutableArrayRef theArray, CFArrayRef otherArray, CFRange otherRange)
+{
+    auto* array = detail::cf_checked_mutable<cf_array>(theArray, "CFArrayAppendArray");
+    auto const* other = detail::cf_checked<cf_array>(otherArray, "CFArrayAppendArray");
+    if (array == nullptr || other == nullptr ||
+        !detail::cf_range_within(otherRange, other->size(), "CFArrayAppendArray"))
+        return;
+    auto const first = other->values().begin() + otherRange.location;
+    std::vector<void const*> const values(first, first + otherRange.length);
+    for (void const* value : values)
         array->insert(array->size(), value);
 }
 

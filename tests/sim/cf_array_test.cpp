@@ -117,4 +117,20 @@ TEST_F(cf_array_test, bad_indices_and_changes_to_immutable_arrays_are_misuse)
     CFRelease(array);
 }
 
+TEST_F(cf_array_test, arrays_append_a_range_of_another_or_of_themselves)
+{
+    CFStringRef const values[] = {CFSTR("a"), CFSTR("b"), CFSTR("c")};
+    CFArrayRef const source = CFArrayCreate(nullptr, reinterpret_cast<void const**>(const_cast<CFStringRef*>(values)),
+                                            3, &kCFTypeArrayCallBacks);
+    CFMutableArrayRef const target = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
+    CFArrayAppendArray(target, source, CFRangeMake(1, 2));
+    CFArrayAppendArray(target, target, CFRangeMake(0, 2));
+    ASSERT_EQ(CFArrayGetCount(target), 4);
+    EXPECT_TRUE(CFEqual(CFArrayGetValueAtIndex(target, 3), CFSTR("c")));
+    CFArrayAppendArray(target, source, CFRangeMake(2, 2));
+    EXPECT_EQ(take_misuse_reports().size(), 1u);
+    EXPECT_EQ(CFArrayGetCount(target), 4);
+    release_all(source, target);
+}
+
 } // namespace
