@@ -12,6 +12,8 @@ namespace detail = plinth::sim::detail;
 
 extern "C" {
 
+// That of macOS 13.0.
+double kCFCoreFoundationVersionNumber = 1953.1;
 const CFAllocatorRef kCFAllocatorDefault = nullptr;
 const CFAllocatorRef kCFAllocatorSystemDefault = nullptr;
 
