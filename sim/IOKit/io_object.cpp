@@ -1,4 +1,4 @@
-// IOKit's object entry points: retain, release, class, conformance, equality, retain counts.
+// IOKit's object entry points: retain, release, class and conformance (also undeclared), equality, retain counts.
 #include <IOKit/IOKitLib.h>
 
 #include "sim/detail/diagnostics/misuse_reports.hpp"
@@ -7,6 +7,7 @@
 #include "sim/detail/kernel/io_name_text.hpp"
 #include "sim/detail/kernel/iokit_call_counter.hpp"
 #include "sim/detail/kernel/object_lookup.hpp"
+#include "sim/detail/registry/object_class.hpp"
 #include "sim/detail/registry/property_from_cf.hpp"
 #include "sim/detail/registry/property_to_cf.hpp"
 #include "sim/detail/registry/registry_model.hpp"
@@ -15,20 +16,62 @@
 
 using namespace plinth::sim::detail;
 
+// The framework exports these without declaring them in its public headers; Apple's
+// tools, and programs that copy their declarations, call them. So they are declared
+// here, and nowhere a client of the Apple-named headers would see them.
+extern "C" {
+kern_return_t _IOObjectGetClass(io_object_t object, uint64_t options, io_name_t className);
+CFStringRef _IOObjectCopyClass(io_object_t object, uint64_t options);
+boolean_t _IOObjectConformsTo(io_object_t object, const io_name_t className, uint64_t options);
+}
+
 namespace {
 
-// Iterators that a task holds are IOUserIterator objects wrapping the kernel's own.
-constexpr std::string_view iterator_class = "IOUserIterator";
+// The option bit (kIOClassNameOverrideNone) that asks for the real class; without
+// it the calls answer as the public ones, the override applied.
+constexpr uint64_t class_name_override_none = 0x1;
 
-// Hands the class that IOObjectGetClass reports to `use`; an entry's is read
-// under the registry's lock, as an override property may name it.
-template <typename Use>
-auto with_class_of(kernel_object const& object, Use&& use)
+class_name_override override_for(uint64_t options) noexcept
 {
-    if (auto const* entry = dynamic_cast<registry_entry const*>(&object))
-        return registry_model::instance().read(
-            [&](registry_model const&) { return use(std::string_view(entry->visible_class_name())); });
-    return use(iterator_class);
+    return (options & class_name_override_none) ? class_name_override::ignore : class_name_override::apply;
+}
+
+// A Mac copies the answer into className, or the name out of it, and crashes on a
+// NULL one; here it is reported and refused.
+bool refuse_null_name(char const* className, char const* call)
+{
+    if (className)
+        return false;
+    report_misuse(std::string(call) + ": className is NULL");
+    return true;
+}
+
+kern_return_t get_class(io_object_t object, class_name_override override, io_name_t className, char const* call)
+{
+    count_iokit_call();
+    auto const found = lookup_object(object, call);
+    if (!found)
+        return found.error;
+    if (refuse_null_name(className, call))
+        return kIOReturnBadArgument;
+    copy_io_name(reported_class(*found.object, override), className);
+    return KERN_SUCCESS;
+}
+
+CFStringRef copy_class(io_object_t object, class_name_override override, char const* call)
+{
+    count_iokit_call();
+    auto const found = lookup_object(object, call);
+    return found ? make_cf_string(reported_class(*found.object, override)) : nullptr;
+}
+
+boolean_t object_conforms_to(io_object_t object, char const* className, class_name_override override, char const* call)
+{
+    count_iokit_call();
+    auto const found = lookup_object(object, call);
+    if (!found || refuse_null_name(className, call))
+        return false;
+    return conforms_to(*found.object, className, override);
 }
 
 kern_return_t change_references(io_object_t object, char const* call,
@@ -60,21 +103,22 @@ kern_return_t IOObjectRetain(io_object_t object)
 
 kern_return_t IOObjectGetClass(io_object_t object, io_name_t className)
 {
-    count_iokit_call();
-    auto const found = lookup_object(object, "IOObjectGetClass");
-    if (!found)
-        return found.error;
-    if (!className)
-        return kIOReturnBadArgument;
-    with_class_of(*found.object, [&](std::string_view name) { copy_io_name(name, className); });
-    return KERN_SUCCESS;
+    return get_class(object, class_name_override::apply, className, "IOObjectGetClass");
+}
+
+kern_return_t _IOObjectGetClass(io_object_t object, uint64_t options, io_name_t className)
+{
+    return get_class(object, override_for(options), className, "_IOObjectGetClass");
 }
 
 CFStringRef IOObjectCopyClass(io_object_t object)
 {
-    count_iokit_call();
-    auto const found = lookup_object(object, "IOObjectCopyClass");
-    return found ? with_class_of(*found.object, [](std::string_view name) { return make_cf_string(name); }) : nullptr;
+    return copy_class(object, class_name_override::apply, "IOObjectCopyClass");
+}
+
+CFStringRef _IOObjectCopyClass(io_object_t object, uint64_t options)
+{
+    return copy_class(object, override_for(options), "_IOObjectCopyClass");
 }
 
 CFStringRef IOObjectCopySuperclassForClass(CFStringRef classname)
@@ -99,16 +143,12 @@ CFStringRef IOObjectCopyBundleIdentifierForClass(CFStringRef classname)
 
 boolean_t IOObjectConformsTo(io_object_t object, const io_name_t className)
 {
-    count_iokit_call();
-    auto const found = lookup_object(object, "IOObjectConformsTo");
-    if (!found || !className)
-        return false;
-    auto const wanted = plane_text(className);
-    return registry_model::instance().read([&](registry_model const& model) {
-        if (auto const* entry = dynamic_cast<registry_entry const*>(found.object.get()))
-            return model.conforms(*entry, wanted);
-        return model.classes().conforms(iterator_class, wanted, {});
-    });
+    return object_conforms_to(object, className, class_name_override::apply, "IOObjectConformsTo");
+}
+
+boolean_t _IOObjectConformsTo(io_object_t object, const io_name_t className, uint64_t options)
+{
+    return object_conforms_to(object, className, override_for(options), "_IOObjectConformsTo");
 }
 
 boolean_t IOObjectIsEqualTo(io_object_t object, io_object_t anObject)

@@ -462,8 +462,11 @@ registry_entry* registry_model::plane_top(std::string_view plane) const
 
 bool registry_model::conforms(registry_entry const& entry, std::string_view class_name) const
 {
-    if (entry.visible_class_name() == class_name)
-        return true;
+    return entry.visible_class_name() == class_name || conforms_by_real_class(entry, class_name);
+}
+
+bool registry_model::conforms_by_real_class(registry_entry const& entry, std::string_view class_name) const
+{
     // A class the table does not know still derives from IOService when the entry
     // is a service, and from IORegistryEntry otherwise.
     auto const fallback = entry.attached_in(service_plane) ? "IOService" : "IORegistryEntry";

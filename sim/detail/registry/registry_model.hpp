@@ -76,6 +76,9 @@ public:
     class_table const& classes() const noexcept { return classes_; }
     // Whether `entry` is `class_name` or derives from it, under the override rule.
     bool conforms(registry_entry const& entry, std::string_view class_name) const;
+    // The same by the real class alone, as the kernel's casts see it: whether the
+    // entry is an IOService is asked this way.
+    bool conforms_by_real_class(registry_entry const& entry, std::string_view class_name) const;
     // Every service (entry of the IOService plane below the root), in registry order.
     std::vector<std::shared_ptr<registry_entry>> services() const;
 
