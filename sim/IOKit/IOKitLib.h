@@ -65,6 +65,11 @@ kern_return_t IOServiceAddInterestNotification(IONotificationPortRef notifyPort,
                                                const io_name_t interestType, IOServiceInterestCallback callback,
                                                void* refCon, io_object_t* notification);
 
+// A service's busy count: how many registrations, matchings and terminations are
+// under way on it and its clients.
+kern_return_t IOServiceGetBusyState(io_service_t service, uint32_t* busyState);
+kern_return_t IOServiceWaitQuiet(io_service_t service, mach_timespec_t* waitTime);
+
 CFMutableDictionaryRef IOServiceMatching(const char* name);
 CFMutableDictionaryRef IOServiceNameMatching(const char* name);
 CFMutableDictionaryRef IOBSDNameMatching(mach_port_t mainPort, uint32_t options, const char* bsdName);

@@ -3,6 +3,7 @@
 #define _MACH_MACH_TYPES_H_
 
 #include <mach/boolean.h>
+#include <mach/clock_types.h>
 #include <mach/kern_return.h>
 #include <mach/message.h>
 #include <mach/port.h>
