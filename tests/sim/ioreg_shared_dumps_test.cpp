@@ -122,6 +122,44 @@ TEST_F(ioreg_shared_dump, a_number_from_2_to_the_31_up_reads_back_as_ioreg_print
     EXPECT_EQ(CFNumberGetType(value.as<CFNumberRef>()), kCFNumberSInt64Type);
 }
 
+// The names of the services matching a class, as a Mac program finds them.
+std::vector<std::string> services_of_class(char const* class_name)
+{
+    plinth::testing::io::handle iterator;
+    EXPECT_EQ(IOServiceGetMatchingServices(kIOMainPortDefault, IOServiceMatching(class_name), iterator.out()),
+              KERN_SUCCESS);
+    auto names = plinth::testing::io::drain_names(iterator.get());
+    std::ranges::sort(names);
+    return names;
+}
+
+// The dump's PS/2 keyboard and mouse come from third-party drivers whose classes
+// derive from IOHIDFamily's; matched by the family's classes, as on a Mac.
+TEST_F(ioreg_shared_dump, third_party_driver_classes_match_as_the_family_classes_they_derive_from)
+{
+    sim::load_dump_file(shared_dir / "macos13-intel-hackintosh-ioreg-l.txt");
+    EXPECT_EQ(services_of_class("IOHIKeyboard"), (std::vector<std::string>{"ApplePS2Keyboard"}));
+    EXPECT_EQ(services_of_class("IOHIPointing"), (std::vector<std::string>{"ApplePS2Mouse"}));
+    EXPECT_EQ(services_of_class("IOHIDDevice"),
+              (std::vector<std::string>{"IOHIDKeyboardEventDevice", "IOHIDPointingEventDevice"}));
+    EXPECT_EQ(services_of_class("ApplePS2Device"),
+              (std::vector<std::string>{"ApplePS2KeyboardDevice", "ApplePS2MouseDevice"}));
+}
+
+// A user client is an entry like any other: a child of the service it was opened
+// on, naming the process that made it.
+TEST_F(ioreg_shared_dump, user_clients_load_as_children_of_their_service)
+{
+    sim::load_dump_file(shared_dir / "macos13-intel-hackintosh-ioreg-l.txt");
+    auto const children = plinth::testing::io::child_names(0x1000003b7, "IOService");
+    EXPECT_NE(std::ranges::find(children, "IOHIDUserClient"), children.end());
+    auto const client = plinth::testing::io::find_entry(0x1000004fa);
+    ASSERT_TRUE(client);
+    EXPECT_TRUE(IOObjectConformsTo(client.get(), "IOUserClient"));
+    EXPECT_EQ(plinth::testing::io::text_property(client.get(), "IOUserClientCreator"), "pid 147, WindowServer");
+    EXPECT_EQ(plinth::testing::io::parent_names(0x1000004fa, "IOService"), (std::vector<std::string>{"IOHIDSystem"}));
+}
+
 TEST_F(ioreg_shared_dump, macos12_tree_without_properties)
 {
     auto const d = read("macos12-qemu-macpro7,1-ioreg.txt");
