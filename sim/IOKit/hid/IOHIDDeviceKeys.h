@@ -10,7 +10,9 @@
 #define kIOHIDManufacturerKey "Manufacturer"
 #define kIOHIDProductKey "Product"
 #define kIOHIDSerialNumberKey "SerialNumber"
+#define kIOHIDCountryCodeKey "CountryCode"
 #define kIOHIDLocationIDKey "LocationID"
+#define kIOHIDDeviceUsagePairsKey "DeviceUsagePairs"
 #define kIOHIDDeviceUsageKey "DeviceUsage"
 #define kIOHIDDeviceUsagePageKey "DeviceUsagePage"
 #define kIOHIDPrimaryUsageKey "PrimaryUsage"
@@ -18,7 +20,11 @@
 #define kIOHIDMaxInputReportSizeKey "MaxInputReportSize"
 #define kIOHIDMaxOutputReportSizeKey "MaxOutputReportSize"
 #define kIOHIDMaxFeatureReportSizeKey "MaxFeatureReportSize"
+#define kIOHIDReportIntervalKey "ReportInterval"
+#define kIOHIDBatchIntervalKey "BatchInterval"
+#define kIOHIDRequestTimeoutKey "RequestTimeout"
 #define kIOHIDReportDescriptorKey "ReportDescriptor"
 #define kIOHIDBuiltInKey "Built-In"
+#define kIOHIDPhysicalDeviceUniqueIDKey "PhysicalDeviceUniqueID"
 
 #endif
