@@ -19,9 +19,10 @@ using detail::dump_error;
 dump read_ioreg_xml(std::string_view text, std::string const& plane = "IOService");
 
 // Reads the text that `ioreg` and `ioreg -l` print, also with several matches
-// (-r, -S) and after the shell prompt line. Numbers up to 32 bits stay 32-bit, as
-// IOKit returns them. A line that ioreg clipped ('$') keeps what it shows: an entry
-// whose ID is visible, a property value as a string of its visible text.
+// (-r, -S) and after the shell prompt line. Each number gets the width that prints
+// it back as ioreg did: 32 bits up to INT32_MAX, 64 above. A line that ioreg
+// clipped ('$') keeps what it shows: an entry whose ID is visible, a property
+// value as a string of its visible text.
 dump read_ioreg_text(std::string_view text, std::string const& plane = "IOService");
 
 // Reads a dump file of either form, telling them apart by their first characters.
