@@ -109,17 +109,9 @@ void CFStringAppend(CFMutableStringRef theString, CFStringRef appendedString)
 
 void CFStringAppendCharacters(CFMutableStringRef theString, const UniChar* chars, CFIndex numChars)
 {
-    if (!detail::cf_input_valid(chars != nullptr, numChars, "CFStringAppendCharacters",
-                                "no characters or a negative count"))
-        return;
-    auto const text = detail::utf16_to_utf8(
-        std::u16string_view(reinterpret_cast<char16_t const*>(chars), static_cast<std::size_t>(numChars)));
+    auto const text = detail::text_of_characters(chars, numChars, "CFStringAppendCharacters");
     if (!text)
-    {
-        detail::report_misuse(
-            "CFStringAppendCharacters: a lone surrogate, which this simulation's strings cannot hold");
         return;
-    }
     append_text(theString, *text, "CFStringAppendCharacters");
 }
 

@@ -98,17 +98,9 @@ CFStringRef CFStringCreateCopy(CFAllocatorRef, CFStringRef theString)
 
 CFStringRef CFStringCreateWithCharacters(CFAllocatorRef, const UniChar* chars, CFIndex numChars)
 {
-    if (!detail::cf_input_valid(chars != nullptr, numChars, "CFStringCreateWithCharacters",
-                                "no characters or a negative count"))
-        return nullptr;
-    auto utf8 = detail::utf16_to_utf8(
-        std::u16string_view(reinterpret_cast<char16_t const*>(chars), static_cast<std::size_t>(numChars)));
+    auto utf8 = detail::text_of_characters(chars, numChars, "CFStringCreateWithCharacters");
     if (!utf8)
-    {
-        plinth::sim::detail::report_misuse("CFStringCreateWithCharacters: a lone surrogate, which this simulation's "
-                                           "strings cannot hold");
         return nullptr;
-    }
     return detail::make_cf_string(std::move(*utf8));
 }
 

@@ -2,6 +2,7 @@
 #include "sim/detail/cf/cf_string.hpp"
 
 #include "sim/detail/cf/cf_lifetime.hpp"
+#include "sim/detail/cf/cf_range_check.hpp"
 #include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/cf/cf_text_encoding.hpp"
 
@@ -64,6 +65,17 @@ std::optional<std::pair<std::size_t, std::size_t>> string_bytes_of(cf_string con
     if (!bytes)
         report_misuse(std::string(function) + ": the range splits a surrogate pair");
     return bytes;
+}
+
+std::optional<std::string> text_of_characters(UniChar const* chars, CFIndex count, char const* function)
+{
+    if (!cf_input_valid(chars != nullptr, count, function, "no characters or a negative count"))
+        return std::nullopt;
+    auto text =
+        utf16_to_utf8(std::u16string_view(reinterpret_cast<char16_t const*>(chars), static_cast<std::size_t>(count)));
+    if (!text)
+        report_misuse(std::string(function) + ": a lone surrogate, which this simulation's strings cannot hold");
+    return text;
 }
 
 CFStringRef make_cf_string(std::string utf8)

@@ -57,6 +57,11 @@ cf_string const& constant_string(std::string_view text);
 std::optional<std::pair<std::size_t, std::size_t>> string_bytes_of(cf_string const& string, CFRange range,
                                                                    char const* function);
 
+// The UTF-8 of `count` UniChars given to `function`; nothing, with a misuse report,
+// when the input is missing or negative, or holds a lone surrogate, which the UTF-8
+// these strings keep cannot carry.
+std::optional<std::string> text_of_characters(UniChar const* chars, CFIndex count, char const* function);
+
 // A new CFString (one reference) holding valid UTF-8 text.
 CFStringRef make_cf_string(std::string utf8);
 // A new CFMutableString (one reference) holding valid UTF-8 text.
