@@ -5,13 +5,17 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <filesystem>
+#include <system_error>
 #include <string>
 #include <string_view>
 
 namespace plinth::sim {
 namespace {
 
-// "bundled", a dump file, or PLANE=FILE, as the registry tool's --registry takes them.
+// "bundled", a dump file, or PLANE=FILE, as the registry tool's --registry takes
+// them: a file that exists is read as named, and only a name of no file is split
+// at its first '='.
 void load_one(std::string_view piece)
 {
     if (piece == "bundled")
@@ -21,10 +25,11 @@ void load_one(std::string_view piece)
     }
     std::string const text(piece);
     auto const equals = text.find('=');
-    if (equals != std::string::npos && equals > 0)
-        load_dump_file(text.substr(equals + 1), text.substr(0, equals));
-    else
+    std::error_code ignored; // a name the system cannot look up names no file
+    if (equals == std::string::npos || std::filesystem::exists(text, ignored))
         load_dump_file(text);
+    else
+        load_dump_file(text.substr(equals + 1), text.substr(0, equals));
 }
 
 // A program written for a Mac calls no function of this simulation's control
