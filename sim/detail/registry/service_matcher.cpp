@@ -140,6 +140,15 @@ service_matcher::service_matcher(dictionary const& matching)
         }
         else if (key == usage_page_key || key == usage_key)
             usage_.emplace_back(key, criterion);
+        else if (key == "DeviceUsagePairs")
+        {
+            // HID matching takes a list of usages as alternatives, each matched as
+            // DeviceUsagePage and DeviceUsage at the top level are.
+            wants_usage_alternatives_ = true;
+            for (auto const* item : one_or_many(criterion))
+                if (auto const* pair = std::get_if<dictionary>(&item->content))
+                    usage_alternatives_.push_back(*pair);
+        }
         else if (std::ranges::find(ignored_keys, key) == ignored_keys.end())
             family_properties_.emplace_back(key, criterion);
     }
@@ -154,9 +163,9 @@ bool service_matcher::names_match(registry_entry const& entry) const
     return std::ranges::any_of(names_, [&](auto const& name) { return std::ranges::find(known, name) != known.end(); });
 }
 
-bool service_matcher::usage_matches(registry_entry const& entry) const
+bool service_matcher::usage_matches(registry_entry const& entry, dictionary const& wanted)
 {
-    if (properties_include(entry.properties(), usage_))
+    if (properties_include(entry.properties(), wanted))
         return true;
     auto const* pairs = entry.find_property("DeviceUsagePairs");
     auto const* list = pairs ? std::get_if<array>(&pairs->content) : nullptr;
@@ -164,7 +173,7 @@ bool service_matcher::usage_matches(registry_entry const& entry) const
         return false;
     return std::ranges::any_of(*list, [&](value const& pair) {
         auto const* fields = std::get_if<dictionary>(&pair.content);
-        return fields && properties_include(*fields, usage_);
+        return fields && properties_include(*fields, wanted);
     });
 }
 
@@ -194,7 +203,11 @@ bool service_matcher::matches(registry_model const& model, registry_entry const&
         return false;
     if (path_ && entry_at_path(model, *path_) != &entry)
         return false;
-    if (!usage_.empty() && !usage_matches(entry))
+    if (!usage_.empty() && !usage_matches(entry, usage_))
+        return false;
+    if (wants_usage_alternatives_ && std::ranges::none_of(usage_alternatives_, [&](dictionary const& wanted) {
+            return usage_matches(entry, wanted);
+        }))
         return false;
     if (!properties_include(entry.properties(), family_properties_))
         return false;

@@ -42,7 +42,8 @@ public:
 
 private:
     bool names_match(registry_entry const& entry) const;
-    bool usage_matches(registry_entry const& entry) const;
+    // Whether the entry's usage, or one of its "DeviceUsagePairs", has the page and usage `wanted` names.
+    static bool usage_matches(registry_entry const& entry, dictionary const& wanted);
     bool parent_matches(registry_model const& model, registry_entry const& entry) const;
 
     bool impossible_ = false; // a criterion of a kind no service can satisfy
@@ -54,6 +55,9 @@ private:
     std::optional<std::string> path_;
     std::shared_ptr<service_matcher const> parent_;
     dictionary usage_;
+    // A "DeviceUsagePairs" criterion: the device matches when any one of them does.
+    std::vector<dictionary> usage_alternatives_;
+    bool wants_usage_alternatives_ = false;
     dictionary family_properties_;
 };
 
