@@ -60,6 +60,12 @@ std::size_t hid_schedulings(entry_id device)
     return hardware ? hardware->schedulings() : 0;
 }
 
+std::size_t hid_readers(entry_id device)
+{
+    auto const hardware = detail::hid_hardware::find(device);
+    return hardware ? hardware->readers() : 0;
+}
+
 std::vector<output_report> output_reports(entry_id device)
 {
     std::vector<output_report> reports;

@@ -37,6 +37,9 @@ void post_input_report(entry_id device, std::uint32_t report_id, std::span<std::
 // over all of them: how a test sees that its code scheduled a device, or left it
 // unscheduled once done. 0 for an entry that is no HID device or has no client.
 std::size_t hid_schedulings(entry_id device);
+// The device's clients that an input report posted now would reach: open, with a
+// report callback. 0 for an entry that is no HID device or has no client.
+std::size_t hid_readers(entry_id device);
 
 // Input reports dropped because a client's queue was full, over all the device's
 // clients. Each client's own count is its user client's "DebugState" →

@@ -75,6 +75,17 @@ struct hid_replay::state
             }
     }
 
+    // Whether a client reads the device, checked every millisecond, as the
+    // device's clients tell of none of their changes; false when stopped first.
+    bool wait_for_reader()
+    {
+        std::unique_lock lock(mutex);
+        while (hid_readers(entries.hid) == 0)
+            if (changed.wait_for(lock, std::chrono::milliseconds(1), [this] { return stopping; }))
+                return false;
+        return true;
+    }
+
     void run()
     {
         for (std::size_t i = 0; i < reports.size(); ++i)
@@ -86,6 +97,8 @@ struct hid_replay::state
                     return;
             }
             else if (i > 0 && !wait_for([&] { return delivered >= i; }))
+                return;
+            if (i == 0 && options.wait_for_reader && !wait_for_reader())
                 return;
             play(i);
         }
@@ -127,13 +140,7 @@ hid_replay::hid_replay(apple::hid_recording const& recording, std::size_t index,
 
 hid_replay::~hid_replay()
 {
-    {
-        std::lock_guard const lock(state_->mutex);
-        state_->stopping = true;
-        state_->changed.notify_all();
-    }
-    if (player_.joinable())
-        player_.join();
+    stop();
     try
     {
         if (contains(state_->entries.hid))
@@ -190,6 +197,17 @@ bool hid_replay::next()
     }
     state_->play(index);
     return true;
+}
+
+void hid_replay::stop()
+{
+    {
+        std::lock_guard const lock(state_->mutex);
+        state_->stopping = true;
+        state_->changed.notify_all();
+    }
+    if (player_.joinable())
+        player_.join();
 }
 
 bool hid_replay::wait_until_done(std::chrono::nanoseconds timeout)

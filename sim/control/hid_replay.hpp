@@ -31,6 +31,9 @@ struct replay_options
     // Whether the device leaves the registry once its last report has reached
     // the application, as an unplug does: a read then pending ends with the removal.
     bool remove_at_end = false;
+    // Whether the first report waits until a client reads the device (hid_readers),
+    // so that a program that finds and opens the device after start() misses none.
+    bool wait_for_reader = false;
 };
 
 // One device of a recording, added to the simulated registry and playing the
@@ -63,6 +66,9 @@ public:
     // Plays the next report now (stepped); false, and the end's removal when asked
     // for, once none is left. Throws std::logic_error unless stepped.
     bool next();
+    // Stops playing: the reports not yet played never are, and the device stays
+    // in the registry as it is.
+    void stop();
     // Waits until every report has been played (and the device removed, when
     // asked for); false if `timeout` came first.
     bool wait_until_done(std::chrono::nanoseconds timeout);

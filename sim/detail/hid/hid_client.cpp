@@ -119,6 +119,12 @@ bool hid_client::is_open() const
     return open_;
 }
 
+bool hid_client::listens() const
+{
+    std::lock_guard const lock(mutex_);
+    return open_ && !detached_ && input_callback_ != nullptr;
+}
+
 void hid_client::register_input(std::uint8_t* buffer, CFIndex length, IOHIDReportCallback callback, void* context)
 {
     // The queue's size is looked up on the user client, then on the device.

@@ -49,6 +49,8 @@ public:
     IOReturn open(IOOptionBits options);
     IOReturn close();
     bool is_open() const;
+    // Whether a report sent now would reach the application: open, with a callback to take it.
+    bool listens() const;
     // The (run loop, mode) pairs the client is scheduled in.
     std::size_t schedulings() const;
 

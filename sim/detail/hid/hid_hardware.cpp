@@ -312,6 +312,13 @@ std::size_t hid_hardware::schedulings() const
     return total;
 }
 
+std::size_t hid_hardware::readers() const
+{
+    auto const clients = live_clients();
+    return static_cast<std::size_t>(
+        std::ranges::count_if(clients, [](auto const& client) { return client->listens(); }));
+}
+
 void hid_hardware::record_output(IOHIDReportType type, std::uint32_t report_id, std::vector<std::uint8_t> bytes)
 {
     std::lock_guard const lock(mutex_);

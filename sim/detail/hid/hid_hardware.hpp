@@ -74,6 +74,8 @@ public:
     std::size_t dropped_input_reports() const;
     // The (run loop, mode) pairs the device's live clients are scheduled in, summed.
     std::size_t schedulings() const;
+    // The clients a report posted now would reach.
+    std::size_t readers() const;
     // Brings each user-client entry's "DebugState" up to date, as a client's report
     // queue changed (made, or a report dropped).
     void refresh_client_states();
