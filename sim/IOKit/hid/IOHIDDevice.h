@@ -49,6 +49,31 @@ IOReturn IOHIDDeviceGetReportWithCallback(IOHIDDeviceRef device, IOHIDReportType
                                           uint8_t* report, CFIndex* pReportLength, CFTimeInterval timeout,
                                           IOHIDReportCallback callback, void* context);
 
+// The device's elements that match every key of `matching` (all of them for
+// NULL); NULL when none does. The caller owns the array.
+CFArrayRef IOHIDDeviceCopyMatchingElements(IOHIDDeviceRef device, CFDictionaryRef matching, IOOptionBits options);
+
+void IOHIDDeviceRegisterInputValueCallback(IOHIDDeviceRef device, IOHIDValueCallback callback, void* context);
+void IOHIDDeviceSetInputValueMatching(IOHIDDeviceRef device, CFDictionaryRef matching);
+void IOHIDDeviceSetInputValueMatchingMultiple(IOHIDDeviceRef device, CFArrayRef multiple);
+
+IOReturn IOHIDDeviceSetValue(IOHIDDeviceRef device, IOHIDElementRef element, IOHIDValueRef value);
+IOReturn IOHIDDeviceSetValueWithCallback(IOHIDDeviceRef device, IOHIDElementRef element, IOHIDValueRef value,
+                                         CFTimeInterval timeout, IOHIDValueCallback callback, void* context);
+
+// Get rule: the element owns *pValue.
+IOReturn IOHIDDeviceGetValue(IOHIDDeviceRef device, IOHIDElementRef element, IOHIDValueRef* pValue);
+
+typedef CF_ENUM(uint32_t, IOHIDDeviceGetValueOptions) {
+    kIOHIDDeviceGetValueWithUpdate = 0x00020000,
+    kIOHIDDeviceGetValueWithoutUpdate = 0x00040000,
+};
+
+IOReturn IOHIDDeviceGetValueWithOptions(IOHIDDeviceRef device, IOHIDElementRef element, IOHIDValueRef* pValue,
+                                        uint32_t options);
+IOReturn IOHIDDeviceGetValueWithCallback(IOHIDDeviceRef device, IOHIDElementRef element, IOHIDValueRef* pValue,
+                                         CFTimeInterval timeout, IOHIDValueCallback callback, void* context);
+
 #ifdef __cplusplus
 }
 #endif

@@ -1,6 +1,8 @@
 // One IOHIDDeviceRef's client of a HID device: open, callbacks, its report queue, deliveries through run loops.
 #include "sim/detail/hid/hid_client.hpp"
 
+#include "sim/detail/hid/hid_device_elements.hpp"
+#include "sim/detail/hid/hid_device_object.hpp"
 #include "sim/detail/hid/hid_hardware.hpp"
 #include "sim/detail/hid/user_client_creator.hpp"
 #include "sim/detail/hid/hid_report_requests.hpp"
@@ -63,9 +65,11 @@ void hid_client::detach()
         schedulings.swap(schedulings_);
         input_callback_ = nullptr;
         removal_callback_ = nullptr;
+        value_callback_ = nullptr;
         was_open = std::exchange(open_, false);
         if (queue_)
             queue_->clear();
+        values_.clear_queue();
     }
     // Releasing the last reference to an open IOHIDDeviceRef closes it: its user
     // client leaves the device, and a seize it held ends.
@@ -102,6 +106,7 @@ IOReturn hid_client::close()
         open_ = false;
         if (queue_)
             queue_->clear();
+        values_.clear_queue();
     }
     hardware_->close(token_);
     return kIOReturnSuccess;
@@ -217,22 +222,84 @@ void hid_client::unschedule(CFRunLoopRef loop, CFStringRef mode)
 
 bool hid_client::queue_report(std::uint32_t report_id, std::span<std::uint8_t const> bytes)
 {
-    bool was_empty = false;
+    bool signal = false;
+    bool queued = true;
     {
         std::lock_guard const lock(mutex_);
-        // The queue fills only while started: the device open and a report callback
-        // registered. Otherwise the report goes nowhere and counts as no drop.
-        if (!open_ || input_callback_ == nullptr || !queue_)
-            return true;
-        was_empty = queue_->empty();
-        if (!queue_->push(report_id, bytes))
-            return false;
+        // The device's elements take their values from every report it sends; the
+        // value callback's queue fills only while the client is open with one.
+        signal = values_.take_report(kIOHIDReportTypeInput, report_id, bytes, hid_element_values::now(),
+                                     open_ && value_callback_ != nullptr);
+        // The report queue fills only while started: the device open and a report
+        // callback registered. Otherwise the report goes nowhere and counts as no drop.
+        if (open_ && input_callback_ != nullptr && queue_)
+        {
+            bool const was_empty = queue_->empty();
+            queued = queue_->push(report_id, bytes);
+            // The kernel tells the process only when the queue goes from empty to not
+            // empty: a report that joins others is taken by the drain already due.
+            signal = signal || (queued && was_empty);
+        }
     }
-    // The kernel tells the process only when the queue goes from empty to not
-    // empty: a report that joins others is taken by the drain already due.
-    if (was_empty)
+    if (signal)
         signal_if_pending();
-    return true;
+    return queued;
+}
+
+void hid_client::attach_elements(std::shared_ptr<hid_element_layout const> layout)
+{
+    // The device's present input reports, read before the client's lock is taken.
+    std::vector<std::pair<std::uint32_t, std::vector<std::uint8_t>>> present;
+    for (auto const& e : layout->elements())
+        if (e.what == hid_element_info::kind::report_handler)
+            if (std::vector<std::uint8_t> bytes; hardware_->input(e.report_id, bytes))
+                present.emplace_back(e.report_id, std::move(bytes));
+    std::lock_guard const lock(mutex_);
+    values_.attach(std::move(layout));
+    for (auto const& [id, bytes] : present)
+        values_.take_report(kIOHIDReportTypeInput, id, bytes, hid_element_values::now(), false);
+}
+
+hid_element_values::stored hid_client::element_value(std::uint32_t cookie) const
+{
+    std::lock_guard const lock(mutex_);
+    return values_.value(cookie);
+}
+
+void hid_client::store_element_value(std::uint32_t cookie, std::span<std::uint8_t const> bytes)
+{
+    std::lock_guard const lock(mutex_);
+    values_.store(cookie, bytes, hid_element_values::now());
+}
+
+void hid_client::take_polled_report(IOHIDReportType type, std::uint32_t report_id, std::span<std::uint8_t const> bytes)
+{
+    std::lock_guard const lock(mutex_);
+    values_.take_report(type, report_id, bytes, hid_element_values::now(), false);
+}
+
+std::vector<std::uint8_t> hid_client::element_report(IOHIDReportType type, std::uint32_t report_id) const
+{
+    std::lock_guard const lock(mutex_);
+    return values_.build_report(type, report_id);
+}
+
+void hid_client::register_value(IOHIDValueCallback callback, void* context)
+{
+    {
+        std::lock_guard const lock(mutex_);
+        value_callback_ = callback;
+        value_context_ = context;
+        if (callback == nullptr)
+            values_.clear_queue();
+    }
+    signal_if_pending();
+}
+
+void hid_client::set_value_matching(std::optional<std::vector<std::uint32_t>> cookies)
+{
+    std::lock_guard const lock(mutex_);
+    values_.set_matching(std::move(cookies));
 }
 
 void hid_client::removed()
@@ -242,6 +309,7 @@ void hid_client::removed()
         removal_pending_ = true;
         if (queue_)
             queue_->clear();
+        values_.clear_queue();
     }
     requests_->abort_all();
     signal_if_pending();
@@ -255,7 +323,8 @@ void hid_client::signal_if_pending()
     // other way round.)
     std::lock_guard const lock(mutex_);
     bool const work = (removal_pending_ && removal_callback_ != nullptr) || requests_->has_completed() ||
-                      (queue_ && !queue_->empty() && input_callback_ != nullptr && open_);
+                      (queue_ && !queue_->empty() && input_callback_ != nullptr && open_) ||
+                      (values_.has_queued() && value_callback_ != nullptr && open_);
     if (detached_ || !work)
         return;
     run_loop::signal_and_wake_serving(static_cast<run_loop_source*>(cf_object::from_ref(source_)));
@@ -302,6 +371,9 @@ bool hid_client::deliver_one()
     std::uint8_t* buffer = nullptr;
     std::optional<hid_report_queue::taken> delivered;
     std::optional<hid_report_requests::completion> request;
+    IOHIDValueCallback value_callback = nullptr;
+    void* value_context = nullptr;
+    std::optional<hid_element_values::queued> value;
     {
         std::lock_guard const lock(mutex_);
         if (removal_pending_ && removal_callback_ != nullptr)
@@ -323,6 +395,12 @@ bool hid_client::deliver_one()
             auto const room = buffer_ == nullptr ? 0 : static_cast<std::size_t>(std::max<CFIndex>(buffer_length_, 0));
             delivered = queue_->pop({buffer_, room});
         }
+        else if (values_.has_queued() && value_callback_ != nullptr && open_)
+        {
+            value_callback = value_callback_;
+            value_context = value_context_;
+            value = values_.take_queued();
+        }
     }
     if (removal != nullptr)
         removal(removal_context, kIOReturnSuccess, device_);
@@ -338,9 +416,23 @@ bool hid_client::deliver_one()
         input(input_context, kIOReturnSuccess, device_, kIOHIDReportTypeInput, delivered->report_id, buffer,
               static_cast<CFIndex>(delivered->length));
     }
+    else if (value_callback != nullptr)
+        deliver_value(value_callback, value_context, *value);
     else
         return false;
     return true;
+}
+
+// The value is made on the delivering thread, as IOHIDLib makes it from the
+// kernel's queue entry, and lives as long as the callback holds it.
+void hid_client::deliver_value(IOHIDValueCallback callback, void* context, hid_element_values::queued const& queued)
+{
+    auto* const elements = static_cast<hid_device_object*>(cf_object::from_ref(device_))->elements();
+    if (elements == nullptr)
+        return;
+    IOHIDValueRef const value = elements->make_value(queued.cookie, queued.bytes, queued.timestamp);
+    callback(context, kIOReturnSuccess, device_, value);
+    CFRelease(value);
 }
 
 } // namespace plinth::sim::detail

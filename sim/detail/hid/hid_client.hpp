@@ -5,6 +5,7 @@
 #include <IOKit/IOTypes.h>
 #include <IOKit/hid/IOHIDBase.h>
 
+#include "sim/detail/hid/hid_element_values.hpp"
 #include "sim/detail/hid/hid_report_queue.hpp"
 
 #include <cstdint>
@@ -63,6 +64,22 @@ public:
     // Nullopt until the client has a report queue.
     std::optional<queue_state> report_queue_state() const;
     void register_removal(IOHIDCallback callback, void* context);
+
+    // Elements and their values. The device's layout comes once, when its element
+    // objects are made; the values start from the device's present input reports.
+    void attach_elements(std::shared_ptr<hid_element_layout const> layout);
+    hid_element_values::stored element_value(std::uint32_t cookie) const;
+    void store_element_value(std::uint32_t cookie, std::span<std::uint8_t const> bytes);
+    // A report the device answered a poll with: its elements take their values from it.
+    void take_polled_report(IOHIDReportType type, std::uint32_t report_id, std::span<std::uint8_t const> bytes);
+    // A report of the elements' stored values.
+    std::vector<std::uint8_t> element_report(IOHIDReportType type, std::uint32_t report_id) const;
+    // The input value callback has its own queue, which fills while the client is
+    // open and the callback registered, apart from the report queue.
+    void register_value(IOHIDValueCallback callback, void* context);
+    // The elements the value callback gets, by cookie (nullopt: the default set);
+    // what was queued is discarded.
+    void set_value_matching(std::optional<std::vector<std::uint32_t>> cookies);
     void schedule(CFRunLoopRef loop, CFStringRef mode);
     void unschedule(CFRunLoopRef loop, CFStringRef mode);
 
@@ -90,6 +107,7 @@ private:
     // Delivers the most urgent thing waiting (a removal, a request's completion,
     // an input report); false when nothing was.
     bool deliver_one();
+    void deliver_value(IOHIDValueCallback callback, void* context, hid_element_values::queued const& queued);
     bool is_scheduled(CFRunLoopRef loop, CFStringRef mode) const;
     // Signals the source and wakes the loops that run a mode it is in, when there
     // is work.
@@ -114,6 +132,9 @@ private:
     std::optional<std::uint64_t> max_report_buffer_count_;
     std::optional<std::uint64_t> report_buffer_entry_size_;
     std::optional<hid_report_queue> queue_;
+    hid_element_values values_;
+    IOHIDValueCallback value_callback_ = nullptr;
+    void* value_context_ = nullptr;
     std::vector<scheduling> schedulings_;
 };
 

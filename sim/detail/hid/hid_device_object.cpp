@@ -4,6 +4,7 @@
 #include "sim/detail/cf/cf_type_registry.hpp"
 #include "sim/detail/hid/hid_access.hpp"
 #include "sim/detail/hid/hid_client.hpp"
+#include "sim/detail/hid/hid_device_elements.hpp"
 #include "sim/detail/registry/input_monitoring_tag.hpp"
 #include "sim/detail/registry/registry_model.hpp"
 
@@ -31,6 +32,7 @@ hid_device_object::~hid_device_object()
 {
     if (client_)
         client_->detach();
+    elements_.reset();
     for (auto const& [key, value] : properties_)
         CFRelease(value);
     IOObjectRelease(service_);
@@ -76,6 +78,26 @@ CFTypeRef hid_device_object::property(CFStringRef key)
     if (found != nullptr)
         properties_.emplace(name, found);
     return found;
+}
+
+hid_device_elements* hid_device_object::elements()
+{
+    std::call_once(elements_made_, [this] {
+        CFStringRef const key =
+            CFStringCreateWithCString(kCFAllocatorDefault, "ReportDescriptor", kCFStringEncodingUTF8);
+        CFTypeRef const descriptor = property(key);
+        CFRelease(key);
+        if (descriptor == nullptr || CFGetTypeID(descriptor) != CFDataGetTypeID())
+            return;
+        auto const data = static_cast<CFDataRef>(descriptor);
+        auto layout = hid_element_layout::of_descriptor(
+            {CFDataGetBytePtr(data), static_cast<std::size_t>(CFDataGetLength(data))});
+        if (!layout)
+            return;
+        elements_ = std::make_unique<hid_device_elements>(cf_ref<IOHIDDeviceRef>(this), layout);
+        client_->attach_elements(std::move(layout));
+    });
+    return elements_.get();
 }
 
 std::string hid_device_object::description() const

@@ -15,6 +15,7 @@
 namespace plinth::sim::detail {
 
 class hid_client;
+class hid_device_elements;
 class registry_entry;
 
 // What an IOHIDDeviceRef is: a CF object that holds its service and one client of
@@ -40,6 +41,11 @@ public:
     // it; kept until the device goes. Null when absent.
     CFTypeRef property(CFStringRef key);
 
+    // The device's elements, made from its "ReportDescriptor" on first use (and
+    // handed to its client, which keeps their values); nullptr when it has none
+    // or it does not parse.
+    hid_device_elements* elements();
+
     std::string description() const override;
 
 private:
@@ -49,6 +55,8 @@ private:
     std::mutex mutex_;
     std::map<std::string, CFTypeRef> properties_; // retained
     std::optional<bool> listen_access_;           // the user's answer, once asked
+    std::once_flag elements_made_;
+    std::unique_ptr<hid_device_elements> elements_;
 };
 
 } // namespace plinth::sim::detail
