@@ -73,8 +73,10 @@ info from_field(hid_field const& field, bool numbered, bool button)
     element.flags = field.flags.bits & 0x1FF;
     element.logical_min = field.logical_minimum;
     element.logical_max = field.logical_maximum;
-    element.physical_min = field.physical_minimum;
-    element.physical_max = field.physical_maximum;
+    // A descriptor that gives no physical range means the logical one.
+    bool const no_physical = field.physical_minimum == 0 && field.physical_maximum == 0;
+    element.physical_min = no_physical ? field.logical_minimum : field.physical_minimum;
+    element.physical_max = no_physical ? field.logical_maximum : field.physical_maximum;
     element.unit = field.unit;
     element.unit_exponent = field.unit_exponent;
     element.parent =
@@ -158,11 +160,13 @@ hid_element_layout::hid_element_layout(apple::hid_report_descriptor const& descr
 {
     // The kernel's root: a virtual collection that holds the top-level ones.
     info root;
+    root.what = info::kind::collection;
     root.is_virtual = true;
     elements_.push_back(root);
     for (auto const& c : descriptor.collections())
     {
         info element;
+        element.what = info::kind::collection;
         element.collection_type = c.type;
         add_usage(element, c.usage.extended());
         element.parent = c.parent == hid_collection::no_parent ? 0 : static_cast<std::uint32_t>(c.parent + 1);
