@@ -4,6 +4,8 @@
 
 #include <IOKit/hid/IOHIDBase.h>
 #include <IOKit/hid/IOHIDDevice.h>
+#include <IOKit/hid/IOHIDElement.h>
 #include <IOKit/hid/IOHIDKeys.h>
+#include <IOKit/hid/IOHIDValue.h>
 
 #endif
