@@ -20,6 +20,22 @@ typedef signed int SInt32;
 typedef unsigned long long UInt64;
 typedef signed long long SInt64;
 
+/* 64-bit values as two 32-bit halves, low half first on these little-endian
+   machines; AbsoluteTime is the Mach clock's time in that form. */
+struct wide
+{
+    UInt32 lo;
+    SInt32 hi;
+};
+typedef struct wide wide;
+struct UnsignedWide
+{
+    UInt32 lo;
+    UInt32 hi;
+};
+typedef struct UnsignedWide UnsignedWide;
+typedef UnsignedWide AbsoluteTime;
+
 typedef SInt32 Fixed;
 typedef SInt32 Fract;
 typedef UInt32 UnsignedFixed;

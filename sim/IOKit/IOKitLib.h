@@ -30,6 +30,13 @@ typedef void (*IOServiceMatchingCallback)(void* refcon, io_iterator_t iterator);
 typedef void (*IOServiceInterestCallback)(void* refcon, io_service_t service, uint32_t messageType,
                                           void* messageArgument);
 
+// The callbacks of asynchronous requests (a plug-in's reads and writes): the
+// caller's refcon, the result, and as many arguments as the request gives.
+typedef void (*IOAsyncCallback0)(void* refcon, IOReturn result);
+typedef void (*IOAsyncCallback1)(void* refcon, IOReturn result, void* arg0);
+typedef void (*IOAsyncCallback2)(void* refcon, IOReturn result, void* arg0, void* arg1);
+typedef void (*IOAsyncCallback)(void* refcon, IOReturn result, void** args, uint32_t numArgs);
+
 IONotificationPortRef IONotificationPortCreate(mach_port_t mainPort);
 void IONotificationPortDestroy(IONotificationPortRef notify);
 CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef notify);
