@@ -1,15 +1,24 @@
-// CFPropertyList's C entry points: a property list written as XML, as ioreg -a prints one.
+// CFPropertyList's C entry points: property lists written as XML, as ioreg -a prints one, and read back.
 #include <CoreFoundation/CFPropertyList.h>
 
+#include "sim/detail/cf/cf_checked.hpp"
+#include "sim/detail/cf/cf_from_plist.hpp"
+#include "sim/detail/cf/cf_property_list_check.hpp"
+#include "sim/detail/cf/cf_read_stream.hpp"
+#include "sim/detail/cf/cf_write_stream.hpp"
 #include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/registry/property_from_cf.hpp"
 
 #include <plist/plist.h>
 
 #include <algorithm>
+#include <cstring>
+#include <optional>
+#include <span>
 #include <memory>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace {
 
@@ -67,10 +76,111 @@ owned_plist node_of(value const& v)
         v.content);
 }
 
+// The XML text of a property list, as CFPropertyListCreateData and
+// CFPropertyListWrite both write it; nothing for a value with no registry form.
+std::optional<std::string> xml_text(CFPropertyListRef property_list)
+{
+    auto const read = plinth::sim::detail::value_from_cf(property_list);
+    if (!read)
+        return std::nullopt;
+    auto const root = node_of(*read);
+    char* xml = nullptr;
+    std::uint32_t length = 0;
+    plist_to_xml(root.get(), &xml, &length);
+    if (xml == nullptr)
+        return std::nullopt;
+    std::string text(xml, length);
+    plist_to_xml_free(xml);
+    return text;
+}
+
+// Hands an error to a caller that asked for one.
+void set_error(CFErrorRef* error, CFIndex code, std::string const& text)
+{
+    if (error != nullptr)
+        *error = plinth::sim::detail::make_property_list_error(code, text);
+}
+
+// The text of a property list to write in `format`, or nothing with the error set.
+std::optional<std::string> text_to_write(CFPropertyListRef property_list, CFPropertyListFormat format,
+                                         CFErrorRef* error, bool strict)
+{
+    if (format != kCFPropertyListXMLFormat_v1_0)
+    {
+        set_error(error, kCFPropertyListWriteStreamError,
+                  "Property list format " + std::to_string(format) + " is not written here: only XML (100) is");
+        return std::nullopt;
+    }
+    if (strict && !plinth::sim::detail::is_property_list(property_list, format))
+    {
+        set_error(error, kCFPropertyListWriteStreamError, "Property list invalid for format: 100");
+        return std::nullopt;
+    }
+    auto text = xml_text(property_list);
+    if (!text)
+        set_error(error, kCFPropertyListWriteStreamError, "Property list invalid for format: 100");
+    return text;
+}
+
+struct node_owner
+{
+    void operator()(plist_t node) const noexcept { plist_free(node); }
+};
+
+// Parses XML or binary property-list bytes into CF objects.
+CFPropertyListRef read_property_list(std::span<UInt8 const> bytes, CFOptionFlags options, CFPropertyListFormat* format,
+                                     CFErrorRef* error)
+{
+    constexpr std::string_view binary_magic = "bplist00";
+    bool const binary =
+        bytes.size() >= binary_magic.size() && std::memcmp(bytes.data(), binary_magic.data(), binary_magic.size()) == 0;
+    plist_t root = nullptr;
+    if (bytes.size() <= UINT32_MAX && !bytes.empty())
+    {
+        auto const* text = reinterpret_cast<char const*>(bytes.data());
+        auto const length = static_cast<std::uint32_t>(bytes.size());
+        if (binary)
+            plist_from_bin(text, length, &root);
+        else
+            plist_from_xml(text, length, &root);
+    }
+    std::unique_ptr<void, node_owner> const owner(root);
+    if (root == nullptr)
+    {
+        set_error(error, kCFPropertyListReadCorruptError,
+                  binary ? "Cannot parse a binary property list" : "Cannot parse the data as an XML property list");
+        return nullptr;
+    }
+    std::string problem;
+    auto const* result = plinth::sim::detail::cf_from_plist(root, options, problem);
+    if (result == nullptr)
+    {
+        set_error(error, kCFPropertyListReadCorruptError, "The property list holds " + problem);
+        return nullptr;
+    }
+    if (format != nullptr)
+        *format = binary ? kCFPropertyListBinaryFormat_v1_0 : kCFPropertyListXMLFormat_v1_0;
+    return result;
+}
+
 } // namespace
 
 extern "C" {
 
+// A value that is no property list (a set, a CFURL ...) is invalid in every format;
+// NULL is misuse, as CF asserts on it.
+Boolean CFPropertyListIsValid(CFPropertyListRef plist, CFPropertyListFormat format)
+{
+    if (plist == nullptr)
+    {
+        plinth::sim::detail::report_misuse("CFPropertyListIsValid: NULL property list");
+        return false;
+    }
+    return plinth::sim::detail::is_property_list(plist, format);
+}
+
+// A value whose registry form has one (a set, written as an array) is written as
+// before; CFPropertyListWrite is strict about it, as CF is.
 CFDataRef CFPropertyListCreateData(CFAllocatorRef, CFPropertyListRef propertyList, CFPropertyListFormat format,
                                    CFOptionFlags, CFErrorRef* error)
 {
@@ -81,20 +191,81 @@ CFDataRef CFPropertyListCreateData(CFAllocatorRef, CFPropertyListRef propertyLis
         plinth::sim::detail::report_misuse("CFPropertyListCreateData: NULL property list");
         return nullptr;
     }
-    if (format != kCFPropertyListXMLFormat_v1_0)
+    auto const text = text_to_write(propertyList, format, error, false);
+    if (!text)
         return nullptr;
-    auto const read = plinth::sim::detail::value_from_cf(propertyList);
-    if (!read)
+    return CFDataCreate(nullptr, reinterpret_cast<UInt8 const*>(text->data()), static_cast<CFIndex>(text->size()));
+}
+
+CFIndex CFPropertyListWrite(CFPropertyListRef propertyList, CFWriteStreamRef stream, CFPropertyListFormat format,
+                            CFOptionFlags, CFErrorRef* error)
+{
+    if (error != nullptr)
+        *error = nullptr;
+    if (propertyList == nullptr)
+    {
+        plinth::sim::detail::report_misuse("CFPropertyListWrite: NULL property list");
+        return 0;
+    }
+    auto* target = plinth::sim::detail::cf_checked<plinth::sim::detail::cf_write_stream>(stream, "CFPropertyListWrite");
+    if (target == nullptr)
+        return 0;
+    auto const text = text_to_write(propertyList, format, error, true);
+    if (!text)
+        return 0;
+    auto const written =
+        target->write(std::span<UInt8 const>(reinterpret_cast<UInt8 const*>(text->data()), text->size()));
+    if (written < 0)
+    {
+        set_error(error, kCFPropertyListWriteStreamError, "The stream could not be written to");
+        return 0;
+    }
+    return written;
+}
+
+CFPropertyListRef CFPropertyListCreateWithData(CFAllocatorRef, CFDataRef data, CFOptionFlags options,
+                                               CFPropertyListFormat* format, CFErrorRef* error)
+{
+    if (error != nullptr)
+        *error = nullptr;
+    if (data == nullptr)
+    {
+        plinth::sim::detail::report_misuse("CFPropertyListCreateWithData: NULL data");
         return nullptr;
-    auto const root = node_of(*read);
-    char* xml = nullptr;
-    std::uint32_t length = 0;
-    plist_to_xml(root.get(), &xml, &length);
-    if (xml == nullptr)
+    }
+    if (plinth::sim::detail::cf_checked_object(data, "CFPropertyListCreateWithData", CFDataGetTypeID()) == nullptr)
         return nullptr;
-    auto const* data = CFDataCreate(nullptr, reinterpret_cast<UInt8 const*>(xml), static_cast<CFIndex>(length));
-    plist_to_xml_free(xml);
-    return data;
+    std::span<UInt8 const> const bytes(CFDataGetBytePtr(data), static_cast<std::size_t>(CFDataGetLength(data)));
+    return read_property_list(bytes, options, format, error);
+}
+
+CFPropertyListRef CFPropertyListCreateWithStream(CFAllocatorRef, CFReadStreamRef stream, CFIndex streamLength,
+                                                 CFOptionFlags options, CFPropertyListFormat* format, CFErrorRef* error)
+{
+    if (error != nullptr)
+        *error = nullptr;
+    auto* source =
+        plinth::sim::detail::cf_checked<plinth::sim::detail::cf_read_stream>(stream, "CFPropertyListCreateWithStream");
+    if (source == nullptr)
+        return nullptr;
+    std::vector<UInt8> bytes;
+    std::vector<UInt8> chunk(16384);
+    while (streamLength <= 0 || bytes.size() < static_cast<std::size_t>(streamLength))
+    {
+        auto wanted = chunk.size();
+        if (streamLength > 0)
+            wanted = std::min(wanted, static_cast<std::size_t>(streamLength) - bytes.size());
+        auto const count = source->read(std::span<UInt8>(chunk.data(), wanted));
+        if (count < 0)
+        {
+            set_error(error, kCFPropertyListReadStreamError, "The stream could not be read from");
+            return nullptr;
+        }
+        if (count == 0)
+            break;
+        bytes.insert(bytes.end(), chunk.begin(), chunk.begin() + count);
+    }
+    return read_property_list(bytes, options, format, error);
 }
 
 } // extern "C"
