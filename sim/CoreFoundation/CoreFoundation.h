@@ -36,7 +36,9 @@
 #include <CoreFoundation/CFPropertyList.h>
 #include <CoreFoundation/CFRunLoop.h>
 #include <CoreFoundation/CFSet.h>
+#include <CoreFoundation/CFStream.h>
 #include <CoreFoundation/CFString.h>
+#include <CoreFoundation/CFURL.h>
 #include <CoreFoundation/CFUUID.h>
 
 #endif
