@@ -38,7 +38,7 @@ void post_input_report(entry_id device, std::uint32_t report_id, std::span<std::
 // unscheduled once done. 0 for an entry that is no HID device or has no client.
 std::size_t hid_schedulings(entry_id device);
 // The device's clients that an input report posted now would reach: open, with a
-// report callback. 0 for an entry that is no HID device or has no client.
+// report or value callback. 0 for an entry that is no HID device or has no client.
 std::size_t hid_readers(entry_id device);
 
 // Input reports dropped because a client's queue was full, over all the device's

@@ -127,7 +127,7 @@ bool hid_client::is_open() const
 bool hid_client::listens() const
 {
     std::lock_guard const lock(mutex_);
-    return open_ && !detached_ && input_callback_ != nullptr;
+    return open_ && !detached_ && (input_callback_ != nullptr || value_callback_ != nullptr);
 }
 
 void hid_client::register_input(std::uint8_t* buffer, CFIndex length, IOHIDReportCallback callback, void* context)
@@ -224,23 +224,36 @@ bool hid_client::queue_report(std::uint32_t report_id, std::span<std::uint8_t co
 {
     bool signal = false;
     bool queued = true;
+    bool reached_application = false;
     {
         std::lock_guard const lock(mutex_);
         // The device's elements take their values from every report it sends; the
         // value callback's queue fills only while the client is open with one.
-        signal = values_.take_report(kIOHIDReportTypeInput, report_id, bytes, hid_element_values::now(),
-                                     open_ && value_callback_ != nullptr);
+        bool const queueing_values = open_ && value_callback_ != nullptr;
+        auto const values_before = values_.queued_count();
+        signal =
+            values_.take_report(kIOHIDReportTypeInput, report_id, bytes, hid_element_values::now(), queueing_values);
+        bool const to_values = values_.queued_count() > values_before;
+        bool to_reports = false;
         // The report queue fills only while started: the device open and a report
         // callback registered. Otherwise the report goes nowhere and counts as no drop.
         if (open_ && input_callback_ != nullptr && queue_)
         {
             bool const was_empty = queue_->empty();
             queued = queue_->push(report_id, bytes);
+            to_reports = queued;
             // The kernel tells the process only when the queue goes from empty to not
             // empty: a report that joins others is taken by the drain already due.
             signal = signal || (queued && was_empty);
         }
+        // A report only the value callback takes reaches the application with
+        // the last of its values, or now when it changed none that is watched.
+        if (!to_reports && to_values)
+            values_.mark_report_end();
+        reached_application = !to_reports && !to_values && queueing_values;
     }
+    if (reached_application)
+        hardware_->report_delivery();
     if (signal)
         signal_if_pending();
     return queued;
@@ -374,6 +387,7 @@ bool hid_client::deliver_one()
     IOHIDValueCallback value_callback = nullptr;
     void* value_context = nullptr;
     std::optional<hid_element_values::queued> value;
+    bool ends_report = false;
     {
         std::lock_guard const lock(mutex_);
         if (removal_pending_ && removal_callback_ != nullptr)
@@ -400,6 +414,7 @@ bool hid_client::deliver_one()
             value_callback = value_callback_;
             value_context = value_context_;
             value = values_.take_queued();
+            ends_report = value->ends_report;
         }
     }
     if (removal != nullptr)
@@ -417,7 +432,11 @@ bool hid_client::deliver_one()
               static_cast<CFIndex>(delivered->length));
     }
     else if (value_callback != nullptr)
+    {
+        if (ends_report)
+            hardware_->report_delivery();
         deliver_value(value_callback, value_context, *value);
+    }
     else
         return false;
     return true;

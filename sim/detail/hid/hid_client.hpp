@@ -50,7 +50,7 @@ public:
     IOReturn open(IOOptionBits options);
     IOReturn close();
     bool is_open() const;
-    // Whether a report sent now would reach the application: open, with a callback to take it.
+    // Whether a report sent now would reach the application: open, with a report or value callback to take it.
     bool listens() const;
     // The (run loop, mode) pairs the client is scheduled in.
     std::size_t schedulings() const;

@@ -31,6 +31,9 @@ public:
         std::uint32_t cookie = 0;
         std::vector<std::uint8_t> bytes;
         std::uint64_t timestamp = 0;
+        // The last value queued from a report that went to no report callback:
+        // delivering it is when that report reaches the application.
+        bool ends_report = false;
     };
 
     // The value callback's internal queue holds this many values; more are dropped.
@@ -60,6 +63,12 @@ public:
     void set_matching(std::optional<std::vector<std::uint32_t>> cookies);
     std::optional<queued> take_queued();
     bool has_queued() const noexcept { return !queue_.empty(); }
+    std::size_t queued_count() const noexcept { return queue_.size(); }
+    void mark_report_end()
+    {
+        if (!queue_.empty())
+            queue_.back().ends_report = true;
+    }
     void clear_queue() { queue_.clear(); }
 
 private:
