@@ -144,6 +144,33 @@ void IOHIDManagerRegisterInputReportWithTimeStampCallback(IOHIDManagerRef manage
                  });
 }
 
+void IOHIDManagerRegisterInputValueCallback(IOHIDManagerRef manager, IOHIDValueCallback callback, void* context)
+{
+    with_manager(manager, "IOHIDManagerRegisterInputValueCallback",
+                 [&](hid_manager_object& checked_manager) { checked_manager.register_input_value(callback, context); });
+}
+
+void IOHIDManagerSetInputValueMatching(IOHIDManagerRef manager, CFDictionaryRef matching)
+{
+    with_manager(manager, "IOHIDManagerSetInputValueMatching", [&](hid_manager_object& checked_manager) {
+        if (matching == nullptr)
+        {
+            checked_manager.set_input_value_matching(nullptr);
+            return;
+        }
+        void const* one[] = {matching};
+        CFArrayRef const multiple = CFArrayCreate(kCFAllocatorDefault, one, 1, &kCFTypeArrayCallBacks);
+        checked_manager.set_input_value_matching(multiple);
+        CFRelease(multiple);
+    });
+}
+
+void IOHIDManagerSetInputValueMatchingMultiple(IOHIDManagerRef manager, CFArrayRef multiple)
+{
+    with_manager(manager, "IOHIDManagerSetInputValueMatchingMultiple",
+                 [&](hid_manager_object& checked_manager) { checked_manager.set_input_value_matching(multiple); });
+}
+
 void IOHIDManagerSaveToPropertyDomain(IOHIDManagerRef manager, CFStringRef, CFStringRef, CFStringRef, IOOptionBits)
 {
     // The simulated machine keeps no preferences between runs: nothing to save to.

@@ -83,6 +83,8 @@ hid_manager_object::~hid_manager_object()
     CFRunLoopSourceInvalidate(first_batch_source_);
     CFRelease(first_batch_source_);
     CFRelease(properties_);
+    if (value_matching_ != nullptr)
+        CFRelease(value_matching_);
 }
 
 CFTypeID hid_manager_object::class_type_id()
@@ -281,6 +283,28 @@ void hid_manager_object::register_input_report_with_time_stamp(IOHIDReportWithTi
             give_input_callbacks(*tracked);
 }
 
+void hid_manager_object::register_input_value(IOHIDValueCallback callback, void* context)
+{
+    std::lock_guard const lock(mutex_);
+    value_callback_ = {callback, context};
+    if (open_ && forwards_to_devices())
+        for (auto const& tracked : devices_)
+            give_input_callbacks(*tracked);
+}
+
+void hid_manager_object::set_input_value_matching(CFArrayRef multiple)
+{
+    std::lock_guard const lock(mutex_);
+    if (multiple != nullptr)
+        CFRetain(multiple);
+    if (value_matching_ != nullptr)
+        CFRelease(value_matching_);
+    value_matching_ = multiple;
+    if (open_ && forwards_to_devices())
+        for (auto const& tracked : devices_)
+            give_input_callbacks(*tracked);
+}
+
 void hid_manager_object::services_matched(void* refcon, io_iterator_t iterator)
 {
     static_cast<hid_manager_object*>(refcon)->take_services(iterator);
@@ -318,6 +342,18 @@ void hid_manager_object::report_arrived(void* context, IOReturn result, void* se
         plain.function(plain.context, result, sender, type, id, report, length);
     if (stamped.function != nullptr)
         stamped.function(stamped.context, result, sender, type, id, report, length, absolute_time_now());
+}
+
+void hid_manager_object::value_arrived(void* context, IOReturn result, void* sender, IOHIDValueRef value)
+{
+    auto* const manager = static_cast<tracked_device*>(context)->manager;
+    callback_with_context<IOHIDValueCallback> callback;
+    {
+        std::lock_guard const lock(manager->mutex_);
+        callback = manager->value_callback_;
+    }
+    if (callback.function != nullptr)
+        callback.function(callback.context, result, sender, value);
 }
 
 void hid_manager_object::take_services(io_iterator_t iterator)
@@ -372,6 +408,11 @@ IOReturn hid_manager_object::adopt(tracked_device& tracked)
 
 void hid_manager_object::give_input_callbacks(tracked_device& tracked) const
 {
+    if (value_callback_.function != nullptr)
+    {
+        IOHIDDeviceSetInputValueMatchingMultiple(tracked.device, value_matching_);
+        IOHIDDeviceRegisterInputValueCallback(tracked.device, value_arrived, &tracked);
+    }
     if (report_callback_.function == nullptr && stamped_report_callback_.function == nullptr)
         return;
     if (tracked.report_buffer.empty())

@@ -54,6 +54,9 @@ public:
     void register_removal(IOHIDDeviceCallback callback, void* context);
     void register_input_report(IOHIDReportCallback callback, void* context);
     void register_input_report_with_time_stamp(IOHIDReportWithTimeStampCallback callback, void* context);
+    void register_input_value(IOHIDValueCallback callback, void* context);
+    // NULL: the devices' default, every input element.
+    void set_input_value_matching(CFArrayRef multiple);
 
 private:
     // One matched device and what the manager keeps for it. Its address is the
@@ -78,6 +81,7 @@ private:
     static void service_interest(void* refcon, io_service_t service, std::uint32_t type, void* argument);
     // The first batch's source.
     static void perform_first_batch(void* info);
+    static void value_arrived(void* context, IOReturn result, void* sender, IOHIDValueRef value);
     static void report_arrived(void* context, IOReturn result, void* sender, IOHIDReportType type, std::uint32_t id,
                                std::uint8_t* report, CFIndex length);
 
@@ -115,6 +119,8 @@ private:
     callback_with_context<IOHIDDeviceCallback> removal_callback_;
     callback_with_context<IOHIDReportCallback> report_callback_;
     callback_with_context<IOHIDReportWithTimeStampCallback> stamped_report_callback_;
+    callback_with_context<IOHIDValueCallback> value_callback_;
+    CFArrayRef value_matching_ = nullptr; // retained
 };
 
 } // namespace plinth::sim::detail
