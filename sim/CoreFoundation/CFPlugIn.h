@@ -15,6 +15,7 @@
 #include <CoreFoundation/CFArray.h>
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFString.h>
+#include <CoreFoundation/CFURL.h>
 #include <CoreFoundation/CFUUID.h>
 
 CF_EXTERN_C_BEGIN
