@@ -124,6 +124,30 @@ TEST_F(hid_replay_test, as_fast_as_read_every_report_arrives_in_order_and_the_re
     EXPECT_THROW(replay.next(), std::logic_error);
 }
 
+// A program that finds the device only after the replay started misses nothing
+// when the replay waits for a reader; stopped, the replay plays no more and the
+// device stays.
+TEST_F(hid_replay_test, a_replay_that_waits_for_a_reader_plays_from_the_first_report_once_one_reads)
+{
+    running_context running;
+    auto const recording = mouse_recording(20);
+    sim::replay_options options{sim::replay_pace::as_fast_as_read};
+    options.wait_for_reader = true;
+    sim::hid_replay replay(recording, 0, options);
+    replay.start();
+    std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(replay.played(), 0u) << "nothing plays before someone reads";
+    hid_stream stream(running.context.get_executor(), entry(replay.device()));
+    auto const [numbers, ec] = read_reports(stream, 10);
+    EXPECT_EQ(numbers, zero_to(10));
+    replay.stop();
+    auto const played = replay.played();
+    EXPECT_LE(played, 11u) << "as fast as read: at most one report ahead of the reader";
+    std::this_thread::sleep_for(20ms);
+    EXPECT_EQ(replay.played(), played);
+    EXPECT_TRUE(sim::contains(replay.device()));
+}
+
 // The reader takes a report every 3 ms from a device that sent one every
 // millisecond: the kernel's queue holds the rest, as on a Mac, and nothing is lost.
 TEST_F(hid_replay_test, in_real_time_a_slow_reader_still_gets_every_report_once_in_order)
