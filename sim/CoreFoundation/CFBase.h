@@ -6,6 +6,9 @@
 // CF object answers: reference counting, type identity, equality and hashing.
 
 #include <TargetConditionals.h>
+#include <Availability.h>
+#include <AvailabilityMacros.h>
+#include <os/availability.h>
 #include <stdbool.h>
 #include <stddef.h>
 #include <stdint.h>

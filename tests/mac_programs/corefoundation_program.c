@@ -37,6 +37,13 @@ static char* copy_c_string(CFStringRef string)
     return buffer;
 }
 
+/* Mac code marks its own declarations and picks code paths by the macOS it is built for. */
+static double seconds_since_1970(void) API_AVAILABLE(macos(10.15));
+static double seconds_since_1970(void)
+{
+    return CFAbsoluteTimeGetCurrent() + kCFAbsoluteTimeIntervalSince1970;
+}
+
 static void check_text(CFStringRef string, const char* expected)
 {
     char* text = copy_c_string(string);
@@ -48,6 +55,11 @@ int main(void)
 {
     check(kCFCoreFoundationVersionNumber >= kCFCoreFoundationVersionNumber10_11, "CoreFoundation %.2f is too old",
           kCFCoreFoundationVersionNumber);
+    check(MAC_OS_X_VERSION_MIN_REQUIRED >= MAC_OS_X_VERSION_10_15 && __MAC_OS_X_VERSION_MAX_ALLOWED >= __MAC_13_0,
+          "built for macOS %d", MAC_OS_X_VERSION_MIN_REQUIRED);
+    double now = seconds_since_1970();
+    check(fabs(now - (double)time(NULL)) < 5, "the absolute time is %f seconds from the time of day",
+          now - (double)time(NULL));
 
     CFMutableStringRef listing = CFStringCreateMutable(kCFAllocatorDefault, 0);
     CFStringRef names[] = {CFSTR("Keyboard"), CFSTR("Mouse")};

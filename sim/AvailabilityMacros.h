@@ -1,0 +1,50 @@
+// <AvailabilityMacros.h>: the older names of the macOS a program is built for, and their annotations.
+#ifndef __AVAILABILITYMACROS__
+#define __AVAILABILITYMACROS__
+
+// The bounds follow Availability.h's (macOS 13 unless the program sets them),
+// under the names older code tests: `#if MAC_OS_X_VERSION_MAX_ALLOWED < 120000`.
+
+#include <Availability.h>
+
+#ifndef MAC_OS_X_VERSION_MIN_REQUIRED
+#define MAC_OS_X_VERSION_MIN_REQUIRED __MAC_OS_X_VERSION_MIN_REQUIRED
+#endif
+#ifndef MAC_OS_X_VERSION_MAX_ALLOWED
+#define MAC_OS_X_VERSION_MAX_ALLOWED __MAC_OS_X_VERSION_MAX_ALLOWED
+#endif
+
+#define WEAK_IMPORT_ATTRIBUTE __attribute__((weak))
+#define DEPRECATED_ATTRIBUTE __attribute__((deprecated))
+#define DEPRECATED_MSG_ATTRIBUTE(s) __attribute__((deprecated(s)))
+#define UNAVAILABLE_ATTRIBUTE __attribute__((unavailable))
+
+// Everything a program can name here is there on macOS 13: the "and later"
+// marks are empty, and so are the deprecations, as they only warn on a Mac.
+#define AVAILABLE_MAC_OS_X_VERSION_10_0_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_1_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_2_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_3_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_4_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_5_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_6_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_7_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_8_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_9_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_10_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_11_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_12_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_13_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_14_AND_LATER
+#define AVAILABLE_MAC_OS_X_VERSION_10_15_AND_LATER
+#define DEPRECATED_IN_MAC_OS_X_VERSION_10_5_AND_LATER
+#define DEPRECATED_IN_MAC_OS_X_VERSION_10_6_AND_LATER
+#define DEPRECATED_IN_MAC_OS_X_VERSION_10_7_AND_LATER
+#define DEPRECATED_IN_MAC_OS_X_VERSION_10_8_AND_LATER
+#define DEPRECATED_IN_MAC_OS_X_VERSION_10_9_AND_LATER
+#define DEPRECATED_IN_MAC_OS_X_VERSION_10_10_AND_LATER
+#define DEPRECATED_IN_MAC_OS_X_VERSION_10_11_AND_LATER
+#define DEPRECATED_IN_MAC_OS_X_VERSION_10_12_AND_LATER
+#define DEPRECATED_IN_MAC_OS_X_VERSION_10_13_AND_LATER
+
+#endif
