@@ -13,6 +13,19 @@
 
 #include <stdint.h>
 
+// Apple declares the names and paths these functions read as `const io_name_t`
+// and `const io_string_t`. Adjusted, such a parameter is a `const char *` either
+// way, but GCC takes the array's bound for a promise that 128 (or 512) bytes are
+// readable, and warns wherever a short name such as kIOServicePlane is passed.
+// Under GCC they are declared as the pointers they are.
+#if defined(__GNUC__) && !defined(__clang__)
+#define __IOKIT_NAME_IN const char*
+#define __IOKIT_STRING_IN const char*
+#else
+#define __IOKIT_NAME_IN const io_name_t
+#define __IOKIT_STRING_IN const io_string_t
+#endif
+
 #ifdef __cplusplus
 extern "C" {
 #endif
@@ -48,7 +61,7 @@ kern_return_t IOObjectGetClass(io_object_t object, io_name_t className);
 CFStringRef IOObjectCopyClass(io_object_t object);
 CFStringRef IOObjectCopySuperclassForClass(CFStringRef classname);
 CFStringRef IOObjectCopyBundleIdentifierForClass(CFStringRef classname);
-boolean_t IOObjectConformsTo(io_object_t object, const io_name_t className);
+boolean_t IOObjectConformsTo(io_object_t object, __IOKIT_NAME_IN className);
 boolean_t IOObjectIsEqualTo(io_object_t object, io_object_t anObject);
 uint32_t IOObjectGetKernelRetainCount(io_object_t object);
 uint32_t IOObjectGetUserRetainCount(io_object_t object);
@@ -65,11 +78,11 @@ kern_return_t IOServiceGetMatchingServices(mach_port_t mainPort, CFDictionaryRef
 
 // Notifications of services that arrive or leave (consumes one reference of
 // `matching`), and of one service's messages.
-kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef notifyPort, const io_name_t notificationType,
+kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef notifyPort, __IOKIT_NAME_IN notificationType,
                                                CFDictionaryRef matching, IOServiceMatchingCallback callback,
                                                void* refCon, io_iterator_t* notification);
 kern_return_t IOServiceAddInterestNotification(IONotificationPortRef notifyPort, io_service_t service,
-                                               const io_name_t interestType, IOServiceInterestCallback callback,
+                                               __IOKIT_NAME_IN interestType, IOServiceInterestCallback callback,
                                                void* refCon, io_object_t* notification);
 
 // A service's busy count: how many registrations, matchings and terminations are
@@ -84,39 +97,39 @@ CFMutableDictionaryRef IORegistryEntryIDMatching(uint64_t entryID);
 
 // The registry.
 io_registry_entry_t IORegistryGetRootEntry(mach_port_t mainPort);
-io_registry_entry_t IORegistryEntryFromPath(mach_port_t mainPort, const io_string_t path);
+io_registry_entry_t IORegistryEntryFromPath(mach_port_t mainPort, __IOKIT_STRING_IN path);
 io_registry_entry_t IORegistryEntryCopyFromPath(mach_port_t mainPort, CFStringRef path);
 
-kern_return_t IORegistryCreateIterator(mach_port_t mainPort, const io_name_t plane, IOOptionBits options,
+kern_return_t IORegistryCreateIterator(mach_port_t mainPort, __IOKIT_NAME_IN plane, IOOptionBits options,
                                        io_iterator_t* iterator);
-kern_return_t IORegistryEntryCreateIterator(io_registry_entry_t entry, const io_name_t plane, IOOptionBits options,
+kern_return_t IORegistryEntryCreateIterator(io_registry_entry_t entry, __IOKIT_NAME_IN plane, IOOptionBits options,
                                             io_iterator_t* iterator);
 kern_return_t IORegistryIteratorEnterEntry(io_iterator_t iterator);
 kern_return_t IORegistryIteratorExitEntry(io_iterator_t iterator);
 
 kern_return_t IORegistryEntryGetName(io_registry_entry_t entry, io_name_t name);
-kern_return_t IORegistryEntryGetNameInPlane(io_registry_entry_t entry, const io_name_t plane, io_name_t name);
-kern_return_t IORegistryEntryGetLocationInPlane(io_registry_entry_t entry, const io_name_t plane, io_name_t location);
-kern_return_t IORegistryEntryGetPath(io_registry_entry_t entry, const io_name_t plane, io_string_t path);
-CFStringRef IORegistryEntryCopyPath(io_registry_entry_t entry, const io_name_t plane);
+kern_return_t IORegistryEntryGetNameInPlane(io_registry_entry_t entry, __IOKIT_NAME_IN plane, io_name_t name);
+kern_return_t IORegistryEntryGetLocationInPlane(io_registry_entry_t entry, __IOKIT_NAME_IN plane, io_name_t location);
+kern_return_t IORegistryEntryGetPath(io_registry_entry_t entry, __IOKIT_NAME_IN plane, io_string_t path);
+CFStringRef IORegistryEntryCopyPath(io_registry_entry_t entry, __IOKIT_NAME_IN plane);
 kern_return_t IORegistryEntryGetRegistryEntryID(io_registry_entry_t entry, uint64_t* entryID);
 
 kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t entry, CFMutableDictionaryRef* properties,
                                                 CFAllocatorRef allocator, IOOptionBits options);
 CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef allocator,
                                           IOOptionBits options);
-CFTypeRef IORegistryEntrySearchCFProperty(io_registry_entry_t entry, const io_name_t plane, CFStringRef key,
+CFTypeRef IORegistryEntrySearchCFProperty(io_registry_entry_t entry, __IOKIT_NAME_IN plane, CFStringRef key,
                                           CFAllocatorRef allocator, IOOptionBits options);
 
-kern_return_t IORegistryEntryGetChildIterator(io_registry_entry_t entry, const io_name_t plane,
+kern_return_t IORegistryEntryGetChildIterator(io_registry_entry_t entry, __IOKIT_NAME_IN plane,
                                               io_iterator_t* iterator);
-kern_return_t IORegistryEntryGetChildEntry(io_registry_entry_t entry, const io_name_t plane,
+kern_return_t IORegistryEntryGetChildEntry(io_registry_entry_t entry, __IOKIT_NAME_IN plane,
                                            io_registry_entry_t* child);
-kern_return_t IORegistryEntryGetParentIterator(io_registry_entry_t entry, const io_name_t plane,
+kern_return_t IORegistryEntryGetParentIterator(io_registry_entry_t entry, __IOKIT_NAME_IN plane,
                                                io_iterator_t* iterator);
-kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t entry, const io_name_t plane,
+kern_return_t IORegistryEntryGetParentEntry(io_registry_entry_t entry, __IOKIT_NAME_IN plane,
                                             io_registry_entry_t* parent);
-boolean_t IORegistryEntryInPlane(io_registry_entry_t entry, const io_name_t plane);
+boolean_t IORegistryEntryInPlane(io_registry_entry_t entry, __IOKIT_NAME_IN plane);
 
 #ifdef __cplusplus
 }
