@@ -66,6 +66,7 @@ void hid_client::detach()
         input_callback_ = nullptr;
         removal_callback_ = nullptr;
         value_callback_ = nullptr;
+        value_queues_.clear();
         was_open = std::exchange(open_, false);
         if (queue_)
             queue_->clear();
@@ -231,8 +232,15 @@ bool hid_client::queue_report(std::uint32_t report_id, std::span<std::uint8_t co
         // value callback's queue fills only while the client is open with one.
         bool const queueing_values = open_ && value_callback_ != nullptr;
         auto const values_before = values_.queued_count();
+        auto const timestamp = hid_element_values::now();
+        hid_element_values::input_visitor offer_to_queues;
+        if (open_ && !value_queues_.empty())
+            offer_to_queues = [&](std::uint32_t cookie, std::span<std::uint8_t const> value, bool wanted) {
+                for (auto const& queue : value_queues_)
+                    queue->offer(cookie, value, timestamp, wanted);
+            };
         signal =
-            values_.take_report(kIOHIDReportTypeInput, report_id, bytes, hid_element_values::now(), queueing_values);
+            values_.take_report(kIOHIDReportTypeInput, report_id, bytes, timestamp, queueing_values, offer_to_queues);
         bool const to_values = values_.queued_count() > values_before;
         bool to_reports = false;
         // The report queue fills only while started: the device open and a report
@@ -307,6 +315,20 @@ void hid_client::register_value(IOHIDValueCallback callback, void* context)
             values_.clear_queue();
     }
     signal_if_pending();
+}
+
+void hid_client::attach_queue(std::shared_ptr<hid_value_queue> queue)
+{
+    std::lock_guard const lock(mutex_);
+    value_queues_.push_back(std::move(queue));
+}
+
+// Under the client's lock: once this returns, no report reaches the queue, nor
+// the callback it announces values with.
+void hid_client::detach_queue(hid_value_queue const* queue)
+{
+    std::lock_guard const lock(mutex_);
+    std::erase_if(value_queues_, [&](auto const& attached) { return attached.get() == queue; });
 }
 
 void hid_client::set_value_matching(std::optional<std::vector<std::uint32_t>> cookies)

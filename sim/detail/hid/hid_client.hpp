@@ -7,6 +7,7 @@
 
 #include "sim/detail/hid/hid_element_values.hpp"
 #include "sim/detail/hid/hid_report_queue.hpp"
+#include "sim/detail/hid/hid_value_queue.hpp"
 
 #include <cstdint>
 #include <memory>
@@ -80,6 +81,10 @@ public:
     // The elements the value callback gets, by cookie (nullopt: the default set);
     // what was queued is discarded.
     void set_value_matching(std::optional<std::vector<std::uint32_t>> cookies);
+    // The IOHIDQueues made on this IOHIDDeviceRef: while the client is open, each
+    // is offered every input element's value, with one verdict on whether it changed.
+    void attach_queue(std::shared_ptr<hid_value_queue> queue);
+    void detach_queue(hid_value_queue const* queue);
     void schedule(CFRunLoopRef loop, CFStringRef mode);
     void unschedule(CFRunLoopRef loop, CFStringRef mode);
 
@@ -135,6 +140,7 @@ private:
     hid_element_values values_;
     IOHIDValueCallback value_callback_ = nullptr;
     void* value_context_ = nullptr;
+    std::vector<std::shared_ptr<hid_value_queue>> value_queues_;
     std::vector<scheduling> schedulings_;
 };
 

@@ -49,7 +49,8 @@ void hid_element_values::store(std::uint32_t cookie, std::span<std::uint8_t cons
 }
 
 bool hid_element_values::take_report(IOHIDReportType type, std::uint32_t report_id,
-                                     std::span<std::uint8_t const> report, std::uint64_t timestamp, bool queueing)
+                                     std::span<std::uint8_t const> report, std::uint64_t timestamp, bool queueing,
+                                     input_visitor const& each_input)
 {
     if (!layout_)
         return false;
@@ -70,6 +71,8 @@ bool hid_element_values::take_report(IOHIDReportType type, std::uint32_t report_
         if (queueing && type == kIOHIDReportTypeInput && wanted && matched(element) &&
             queue_.size() < callback_queue_depth)
             queue_.push_back({element.cookie, bytes, timestamp});
+        if (type == kIOHIDReportTypeInput && each_input)
+            each_input(element.cookie, bytes, wanted);
         slot = {std::move(bytes), timestamp};
     }
     return was_empty && !queue_.empty();

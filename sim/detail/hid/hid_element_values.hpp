@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -53,8 +54,11 @@ public:
     // its value from the report. For an input report, while `queueing`, the values of
     // the matched elements that changed (or are relative, or carry the whole report)
     // join the callback's queue. True when the queue went from empty to not empty.
+    // `each_input` sees every input element's new value, and whether it changed by
+    // that rule: decided once here for all the client's queues.
+    using input_visitor = std::function<void(std::uint32_t cookie, std::span<std::uint8_t const> bytes, bool wanted)>;
     bool take_report(IOHIDReportType type, std::uint32_t report_id, std::span<std::uint8_t const> report,
-                     std::uint64_t timestamp, bool queueing);
+                     std::uint64_t timestamp, bool queueing, input_visitor const& each_input = {});
     // A report of `type` and `report_id` made of the elements' stored values.
     std::vector<std::uint8_t> build_report(IOHIDReportType type, std::uint32_t report_id) const;
 
