@@ -8,6 +8,7 @@
 #include <IOKit/hid/IOHIDKeys.h>
 #include <IOKit/hid/IOHIDLibObsolete.h>
 #include <IOKit/hid/IOHIDManager.h>
+#include <IOKit/hid/IOHIDQueue.h>
 #include <IOKit/hid/IOHIDUsageTables.h>
 #include <IOKit/hid/IOHIDValue.h>
 
