@@ -12,16 +12,6 @@ using namespace plinth::sim::detail;
 
 namespace {
 
-// A Mac reads the out-pointers' targets and writes through them, and crashes on a
-// NULL one; here it is reported and the call refused.
-bool refuse_null(void const* pointer, char const* call, char const* argument)
-{
-    if (pointer)
-        return false;
-    report_misuse(std::string(call) + ": " + argument + " is NULL");
-    return true;
-}
-
 } // namespace
 
 extern "C" {

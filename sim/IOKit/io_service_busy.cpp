@@ -66,16 +66,6 @@ kern_return_t read_state(io_service_t service, char const* call, service_state& 
     return KERN_SUCCESS;
 }
 
-// A Mac writes the answer through the pointer and crashes on a NULL one; here it
-// is reported and refused.
-bool refuse_null(void const* pointer, char const* call, char const* argument)
-{
-    if (pointer)
-        return false;
-    report_misuse(std::string(call) + ": " + argument + " is NULL");
-    return true;
-}
-
 } // namespace
 
 extern "C" {

@@ -1,6 +1,7 @@
 // The parser of property values as `ioreg -l` prints them.
 #include "sim/loaders/text_value_parser.hpp"
 
+#include "sim/detail/kernel/hex_text.hpp"
 #include "sim/loaders/syntax_error.hpp"
 
 #include <charconv>
@@ -18,17 +19,6 @@ namespace {
 // Deeper nesting than any driver publishes; the limit keeps hostile input from
 // exhausting the stack.
 constexpr int max_depth = 256;
-
-int hex_digit(char c)
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
-}
 
 // Data that ioreg shows as text: each string ends with a NUL byte, which ioreg
 // does not print ("a","b" are the bytes a\0b\0).

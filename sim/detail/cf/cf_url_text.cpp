@@ -2,6 +2,7 @@
 #include "sim/detail/cf/cf_url_text.hpp"
 
 #include "sim/detail/cf/cf_text_encoding.hpp"
+#include "sim/detail/kernel/hex_text.hpp"
 
 #include <fmt/format.h>
 
@@ -27,17 +28,6 @@ bool is_path_character(char c) noexcept
 bool is_url_character(char c) noexcept
 {
     return is_path_character(c) || c == ';' || c == '?' || c == '[' || c == ']';
-}
-
-int hex_value(char c) noexcept
-{
-    if (c >= '0' && c <= '9')
-        return c - '0';
-    if (c >= 'a' && c <= 'f')
-        return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F')
-        return c - 'A' + 10;
-    return -1;
 }
 
 // RFC 3986 section 5.2.4: "a/./b/../c" is "a/c".
@@ -139,8 +129,8 @@ std::optional<std::string> unescape(std::string_view text)
         }
         if (i + 2 >= text.size())
             return std::nullopt;
-        int const high = hex_value(text[i + 1]);
-        int const low = hex_value(text[i + 2]);
+        int const high = hex_digit(text[i + 1]);
+        int const low = hex_digit(text[i + 2]);
         if (high < 0 || low < 0)
             return std::nullopt;
         bytes.push_back(static_cast<UInt8>(high * 16 + low));
@@ -163,7 +153,7 @@ bool is_url_text(std::string_view text) noexcept
         }
         else if (c == '%')
         {
-            if (i + 2 >= text.size() || hex_value(text[i + 1]) < 0 || hex_value(text[i + 2]) < 0)
+            if (i + 2 >= text.size() || hex_digit(text[i + 1]) < 0 || hex_digit(text[i + 2]) < 0)
                 return false;
             i += 2;
         }

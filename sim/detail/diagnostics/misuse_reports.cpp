@@ -21,6 +21,14 @@ report_log& report_store()
 
 } // namespace
 
+bool refuse_null(void const* pointer, char const* call, char const* argument)
+{
+    if (pointer != nullptr)
+        return false;
+    report_misuse(std::string(call) + ": " + argument + " is NULL");
+    return true;
+}
+
 std::vector<std::string> misuse_reports()
 {
     auto& l = report_store();

@@ -269,27 +269,21 @@ void hid_manager_object::register_input_report(IOHIDReportCallback callback, voi
 {
     std::lock_guard const lock(mutex_);
     report_callback_ = {callback, context};
-    if (open_ && forwards_to_devices())
-        for (auto const& tracked : devices_)
-            give_input_callbacks(*tracked);
+    give_input_callbacks_when_open();
 }
 
 void hid_manager_object::register_input_report_with_time_stamp(IOHIDReportWithTimeStampCallback callback, void* context)
 {
     std::lock_guard const lock(mutex_);
     stamped_report_callback_ = {callback, context};
-    if (open_ && forwards_to_devices())
-        for (auto const& tracked : devices_)
-            give_input_callbacks(*tracked);
+    give_input_callbacks_when_open();
 }
 
 void hid_manager_object::register_input_value(IOHIDValueCallback callback, void* context)
 {
     std::lock_guard const lock(mutex_);
     value_callback_ = {callback, context};
-    if (open_ && forwards_to_devices())
-        for (auto const& tracked : devices_)
-            give_input_callbacks(*tracked);
+    give_input_callbacks_when_open();
 }
 
 void hid_manager_object::set_input_value_matching(CFArrayRef multiple)
@@ -300,9 +294,7 @@ void hid_manager_object::set_input_value_matching(CFArrayRef multiple)
     if (value_matching_ != nullptr)
         CFRelease(value_matching_);
     value_matching_ = multiple;
-    if (open_ && forwards_to_devices())
-        for (auto const& tracked : devices_)
-            give_input_callbacks(*tracked);
+    give_input_callbacks_when_open();
 }
 
 void hid_manager_object::services_matched(void* refcon, io_iterator_t iterator)
@@ -404,6 +396,14 @@ IOReturn hid_manager_object::adopt(tracked_device& tracked)
     if (loop_ != nullptr)
         IOHIDDeviceScheduleWithRunLoop(tracked.device, loop_, mode_);
     return result;
+}
+
+void hid_manager_object::give_input_callbacks_when_open()
+{
+    // A manager not yet open passes its callbacks on when it opens.
+    if (open_ && forwards_to_devices())
+        for (auto const& tracked : devices_)
+            give_input_callbacks(*tracked);
 }
 
 void hid_manager_object::give_input_callbacks(tracked_device& tracked) const

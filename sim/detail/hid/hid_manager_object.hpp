@@ -93,6 +93,7 @@ private:
     // callbacks, scheduling. The result of opening it, or kIOReturnSuccess.
     IOReturn adopt(tracked_device& tracked);
     void give_input_callbacks(tracked_device& tracked) const;
+    void give_input_callbacks_when_open();
     void remove(io_service_t service);
     void report_matched(std::vector<std::pair<IOHIDDeviceRef, IOReturn>> const& devices) const;
     void unschedule_locked();
