@@ -76,10 +76,44 @@ owned_plist node_of(value const& v)
         v.content);
 }
 
+// Whether a string or key of the property list holds U+0000, which no XML
+// document can carry: written, it would cut the text short.
+bool holds_nul(CFTypeRef object)
+{
+    auto const type = CFGetTypeID(object);
+    if (type == CFStringGetTypeID())
+    {
+        auto const text = static_cast<CFStringRef>(object);
+        std::vector<UniChar> characters(static_cast<std::size_t>(CFStringGetLength(text)));
+        CFStringGetCharacters(text, CFRangeMake(0, CFStringGetLength(text)), characters.data());
+        return std::ranges::find(characters, UniChar{0}) != characters.end();
+    }
+    if (type == CFArrayGetTypeID())
+    {
+        auto const array = static_cast<CFArrayRef>(object);
+        for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
+            if (holds_nul(CFArrayGetValueAtIndex(array, i)))
+                return true;
+        return false;
+    }
+    if (type == CFDictionaryGetTypeID())
+    {
+        auto const dictionary = static_cast<CFDictionaryRef>(object);
+        std::vector<void const*> keys(static_cast<std::size_t>(CFDictionaryGetCount(dictionary)));
+        std::vector<void const*> values(keys.size());
+        CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
+        return std::ranges::any_of(keys, holds_nul) || std::ranges::any_of(values, holds_nul);
+    }
+    return false;
+}
+
 // The XML text of a property list, as CFPropertyListCreateData and
-// CFPropertyListWrite both write it; nothing for a value with no registry form.
+// CFPropertyListWrite both write it; nothing for a value with no registry form,
+// or with text XML cannot carry.
 std::optional<std::string> xml_text(CFPropertyListRef property_list)
 {
+    if (holds_nul(property_list))
+        return std::nullopt;
     auto const read = plinth::sim::detail::value_from_cf(property_list);
     if (!read)
         return std::nullopt;

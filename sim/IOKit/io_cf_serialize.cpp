@@ -7,6 +7,8 @@
 #include "sim/detail/serialize/iokit_xml_reader.hpp"
 #include "sim/detail/serialize/iokit_xml_writer.hpp"
 
+#include <fmt/format.h>
+
 #include <cstring>
 #include <string>
 #include <string_view>
@@ -18,6 +20,18 @@ namespace {
 // The kernel's binary serialization starts with this 32-bit word (little-endian).
 constexpr char binary_signature[] = {'\xd3', '\0', '\0', '\0'};
 
+// The reason as a CF string. It may quote the text, which need not be UTF-8: then
+// every byte outside ASCII is shown as \xNN, so that a reason is never lost.
+CFStringRef reason_text(std::string const& reason)
+{
+    if (CFStringRef const text = CFStringCreateWithCString(nullptr, reason.c_str(), kCFStringEncodingUTF8))
+        return text;
+    std::string escaped;
+    for (unsigned char const c : reason)
+        escaped += c < 0x80 ? std::string(1, static_cast<char>(c)) : fmt::format("\\x{:02X}", c);
+    return CFStringCreateWithCString(nullptr, escaped.c_str(), kCFStringEncodingASCII);
+}
+
 CFTypeRef unserialize(std::string_view text, CFStringRef* errorString)
 {
     std::string error;
@@ -27,7 +41,7 @@ CFTypeRef unserialize(std::string_view text, CFStringRef* errorString)
     if (!value && error.empty())
         error = "binary serialization is not read here: only IOKit's XML form";
     if (errorString)
-        *errorString = value ? nullptr : CFStringCreateWithCString(nullptr, error.c_str(), kCFStringEncodingUTF8);
+        *errorString = value ? nullptr : reason_text(error);
     return value;
 }
 

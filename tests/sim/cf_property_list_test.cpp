@@ -150,6 +150,20 @@ TEST_F(cf_property_list_test, text_that_is_no_property_list_gives_a_corrupt_data
     }
 }
 
+// No XML document carries U+0000: written, the text would end at it and read
+// back as another string, so such a string is refused, with a reason.
+TEST_F(cf_property_list_test, a_string_holding_nul_is_not_written_as_xml)
+{
+    UniChar const characters[] = {'a', 0, 'b'};
+    CFStringRef const text = CFStringCreateWithCharacters(nullptr, characters, 3);
+    CFErrorRef error = nullptr;
+    EXPECT_EQ(CFPropertyListCreateData(nullptr, text, kCFPropertyListXMLFormat_v1_0, 0, &error), nullptr);
+    ASSERT_NE(error, nullptr);
+    EXPECT_EQ(CFErrorGetCode(error), kCFPropertyListWriteStreamError);
+    CFRelease(error);
+    CFRelease(text);
+}
+
 TEST_F(cf_property_list_test, writing_fails_with_a_write_error_for_a_closed_stream_or_no_property_list)
 {
     CFDictionaryRef plist = create_nested_dictionary();

@@ -147,6 +147,8 @@ TEST_F(io_cf_serialize, bad_text_fails_with_an_error_that_says_why)
     EXPECT_NE(error_of("<date>2020-01-01T00:00:00Z</date>").find("<date>"), std::string::npos);
     EXPECT_NE(error_of("<true/><false/>").find("more than one value"), std::string::npos);
     EXPECT_NE(error_of("").find("no value"), std::string::npos);
+    // A reason that quotes bytes which are no UTF-8 still comes back, the bytes escaped.
+    EXPECT_NE(error_of("<d\xd3\xd3>1</d\xd3\xd3>").find("\\xD3"), std::string::npos);
     // A half-built collection is released: the fixture finds no CF object left.
     EXPECT_FALSE(cf(IOCFUnserialize("<array><string>a</string><bogus/></array>", nullptr, 0, nullptr)));
 }
