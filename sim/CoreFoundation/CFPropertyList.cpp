@@ -84,6 +84,8 @@ bool holds_nul(CFTypeRef object)
     if (type == CFStringGetTypeID())
     {
         auto const text = static_cast<CFStringRef>(object);
+        if (CFStringGetLength(text) == 0)
+            return false;
         std::vector<UniChar> characters(static_cast<std::size_t>(CFStringGetLength(text)));
         CFStringGetCharacters(text, CFRangeMake(0, CFStringGetLength(text)), characters.data());
         return std::ranges::find(characters, UniChar{0}) != characters.end();

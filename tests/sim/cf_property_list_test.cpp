@@ -162,6 +162,10 @@ TEST_F(cf_property_list_test, a_string_holding_nul_is_not_written_as_xml)
     EXPECT_EQ(CFErrorGetCode(error), kCFPropertyListWriteStreamError);
     CFRelease(error);
     CFRelease(text);
+    // An empty string holds nothing to refuse.
+    CFDataRef const empty = CFPropertyListCreateData(nullptr, CFSTR(""), kCFPropertyListXMLFormat_v1_0, 0, nullptr);
+    EXPECT_NE(empty, nullptr);
+    CFRelease(empty);
 }
 
 TEST_F(cf_property_list_test, writing_fails_with_a_write_error_for_a_closed_stream_or_no_property_list)
