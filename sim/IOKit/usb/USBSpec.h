@@ -1,4 +1,4 @@
-// <IOKit/usb/USBSpec.h> as Apple declares it: the values the USB specification gives requests, descriptors and classes.
+// <IOKit/usb/USBSpec.h> as Apple declares it: the standard numbers of USB requests, descriptors and device classes.
 #ifndef _USBSPEC_H
 #define _USBSPEC_H
 
