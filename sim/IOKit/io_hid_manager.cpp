@@ -24,6 +24,22 @@ void with_manager(IOHIDManagerRef manager, char const* function, Action&& action
         action(*checked_manager);
 }
 
+// Calls `set` with NULL for NULL criteria, else with a one-item array of them:
+// the single-dictionary calls are the Multiple ones with one alternative.
+template <typename Set>
+void as_multiple(CFDictionaryRef matching, Set&& set)
+{
+    if (matching == nullptr)
+    {
+        set(nullptr);
+        return;
+    }
+    void const* one[] = {matching};
+    CFArrayRef const multiple = CFArrayCreate(kCFAllocatorDefault, one, 1, &kCFTypeArrayCallBacks);
+    set(multiple);
+    CFRelease(multiple);
+}
+
 } // namespace
 
 extern "C" {
@@ -87,15 +103,7 @@ void IOHIDManagerSetDeviceMatching(IOHIDManagerRef manager, CFDictionaryRef matc
 {
     plinth::sim::detail::count_iokit_call();
     with_manager(manager, "IOHIDManagerSetDeviceMatching", [&](hid_manager_object& checked_manager) {
-        if (matching == nullptr)
-        {
-            checked_manager.set_matching(nullptr);
-            return;
-        }
-        void const* one[] = {matching};
-        CFArrayRef const multiple = CFArrayCreate(kCFAllocatorDefault, one, 1, &kCFTypeArrayCallBacks);
-        checked_manager.set_matching(multiple);
-        CFRelease(multiple);
+        as_multiple(matching, [&](CFArrayRef multiple) { checked_manager.set_matching(multiple); });
     });
 }
 
@@ -153,15 +161,7 @@ void IOHIDManagerRegisterInputValueCallback(IOHIDManagerRef manager, IOHIDValueC
 void IOHIDManagerSetInputValueMatching(IOHIDManagerRef manager, CFDictionaryRef matching)
 {
     with_manager(manager, "IOHIDManagerSetInputValueMatching", [&](hid_manager_object& checked_manager) {
-        if (matching == nullptr)
-        {
-            checked_manager.set_input_value_matching(nullptr);
-            return;
-        }
-        void const* one[] = {matching};
-        CFArrayRef const multiple = CFArrayCreate(kCFAllocatorDefault, one, 1, &kCFTypeArrayCallBacks);
-        checked_manager.set_input_value_matching(multiple);
-        CFRelease(multiple);
+        as_multiple(matching, [&](CFArrayRef multiple) { checked_manager.set_input_value_matching(multiple); });
     });
 }
 
