@@ -20,13 +20,9 @@ namespace {
 
 using plinth::sim::detail::count_iokit_call;
 using plinth::sim::detail::hid_client;
+using plinth::sim::detail::checked_hid_device;
 using plinth::sim::detail::hid_device_object;
 using plinth::sim::detail::hid_hardware;
-
-hid_device_object* checked(IOHIDDeviceRef device, char const* function)
-{
-    return plinth::sim::detail::cf_checked<hid_device_object>(device, function);
-}
 
 // Why a report cannot go to or come from the device now, if it cannot: a refused
 // Input Monitoring stops the call before it reaches the kernel.
@@ -68,14 +64,14 @@ IOHIDDeviceRef IOHIDDeviceCreate(CFAllocatorRef, io_service_t service)
 
 io_service_t IOHIDDeviceGetService(IOHIDDeviceRef device)
 {
-    auto* const checked_device = checked(device, "IOHIDDeviceGetService");
+    auto* const checked_device = checked_hid_device(device, "IOHIDDeviceGetService");
     return checked_device == nullptr ? IO_OBJECT_NULL : checked_device->service();
 }
 
 IOReturn IOHIDDeviceOpen(IOHIDDeviceRef device, IOOptionBits options)
 {
     count_iokit_call();
-    auto* const checked_device = checked(device, "IOHIDDeviceOpen");
+    auto* const checked_device = checked_hid_device(device, "IOHIDDeviceOpen");
     if (checked_device == nullptr)
         return kIOReturnBadArgument;
     if (auto const refused = checked_device->connect(); refused != kIOReturnSuccess)
@@ -86,13 +82,13 @@ IOReturn IOHIDDeviceOpen(IOHIDDeviceRef device, IOOptionBits options)
 IOReturn IOHIDDeviceClose(IOHIDDeviceRef device, IOOptionBits)
 {
     count_iokit_call();
-    auto* const checked_device = checked(device, "IOHIDDeviceClose");
+    auto* const checked_device = checked_hid_device(device, "IOHIDDeviceClose");
     return checked_device == nullptr ? kIOReturnBadArgument : checked_device->client().close();
 }
 
 Boolean IOHIDDeviceConformsTo(IOHIDDeviceRef device, uint32_t usagePage, uint32_t usage)
 {
-    auto* const checked_device = checked(device, "IOHIDDeviceConformsTo");
+    auto* const checked_device = checked_hid_device(device, "IOHIDDeviceConformsTo");
     if (checked_device == nullptr)
         return false;
     auto number_of = [&](char const* key) {
@@ -111,7 +107,7 @@ Boolean IOHIDDeviceConformsTo(IOHIDDeviceRef device, uint32_t usagePage, uint32_
 CFTypeRef IOHIDDeviceGetProperty(IOHIDDeviceRef device, CFStringRef key)
 {
     count_iokit_call();
-    auto* const checked_device = checked(device, "IOHIDDeviceGetProperty");
+    auto* const checked_device = checked_hid_device(device, "IOHIDDeviceGetProperty");
     if (checked_device == nullptr || key == nullptr)
         return nullptr;
     return checked_device->property(key);
@@ -120,7 +116,7 @@ CFTypeRef IOHIDDeviceGetProperty(IOHIDDeviceRef device, CFStringRef key)
 Boolean IOHIDDeviceSetProperty(IOHIDDeviceRef device, CFStringRef key, CFTypeRef property)
 {
     count_iokit_call();
-    auto* const checked_device = checked(device, "IOHIDDeviceSetProperty");
+    auto* const checked_device = checked_hid_device(device, "IOHIDDeviceSetProperty");
     if (checked_device == nullptr || key == nullptr || property == nullptr ||
         CFGetTypeID(property) != CFNumberGetTypeID())
         return false;
@@ -136,28 +132,28 @@ Boolean IOHIDDeviceSetProperty(IOHIDDeviceRef device, CFStringRef key, CFTypeRef
 
 void IOHIDDeviceScheduleWithRunLoop(IOHIDDeviceRef device, CFRunLoopRef runLoop, CFStringRef runLoopMode)
 {
-    if (auto* const checked_device = checked(device, "IOHIDDeviceScheduleWithRunLoop");
+    if (auto* const checked_device = checked_hid_device(device, "IOHIDDeviceScheduleWithRunLoop");
         checked_device != nullptr && runLoop != nullptr && runLoopMode != nullptr)
         checked_device->client().schedule(runLoop, runLoopMode);
 }
 
 void IOHIDDeviceUnscheduleFromRunLoop(IOHIDDeviceRef device, CFRunLoopRef runLoop, CFStringRef runLoopMode)
 {
-    if (auto* const checked_device = checked(device, "IOHIDDeviceUnscheduleFromRunLoop");
+    if (auto* const checked_device = checked_hid_device(device, "IOHIDDeviceUnscheduleFromRunLoop");
         checked_device != nullptr && runLoop != nullptr && runLoopMode != nullptr)
         checked_device->client().unschedule(runLoop, runLoopMode);
 }
 
 void IOHIDDeviceRegisterRemovalCallback(IOHIDDeviceRef device, IOHIDCallback callback, void* context)
 {
-    if (auto* const checked_device = checked(device, "IOHIDDeviceRegisterRemovalCallback"))
+    if (auto* const checked_device = checked_hid_device(device, "IOHIDDeviceRegisterRemovalCallback"))
         checked_device->client().register_removal(callback, context);
 }
 
 void IOHIDDeviceRegisterInputReportCallback(IOHIDDeviceRef device, uint8_t* report, CFIndex reportLength,
                                             IOHIDReportCallback callback, void* context)
 {
-    if (auto* const checked_device = checked(device, "IOHIDDeviceRegisterInputReportCallback"))
+    if (auto* const checked_device = checked_hid_device(device, "IOHIDDeviceRegisterInputReportCallback"))
     {
         // Registering for reports needs the kernel connection too: it is where the
         // user is asked for Input Monitoring when the device has not been opened.
@@ -171,7 +167,7 @@ IOReturn IOHIDDeviceSetReport(IOHIDDeviceRef device, IOHIDReportType reportType,
                               const uint8_t* report, CFIndex reportLength)
 {
     count_iokit_call();
-    auto* const checked_device = checked(device, "IOHIDDeviceSetReport");
+    auto* const checked_device = checked_hid_device(device, "IOHIDDeviceSetReport");
     if (checked_device == nullptr || reportLength < 0 || (report == nullptr && reportLength > 0))
         return kIOReturnBadArgument;
     auto& client = checked_device->client();
@@ -190,7 +186,7 @@ IOReturn IOHIDDeviceGetReport(IOHIDDeviceRef device, IOHIDReportType reportType,
                               CFIndex* pReportLength)
 {
     count_iokit_call();
-    auto* const checked_device = checked(device, "IOHIDDeviceGetReport");
+    auto* const checked_device = checked_hid_device(device, "IOHIDDeviceGetReport");
     if (checked_device == nullptr || pReportLength == nullptr || *pReportLength <= 0 || report == nullptr)
         return kIOReturnBadArgument;
     auto& client = checked_device->client();

@@ -74,8 +74,7 @@ IOReturn IOHIDDeviceSetReportWithCallback(IOHIDDeviceRef device, IOHIDReportType
                                           IOHIDReportCallback callback, void* context)
 {
     count_iokit_call();
-    auto* const checked_device =
-        plinth::sim::detail::cf_checked<hid_device_object>(device, "IOHIDDeviceSetReportWithCallback");
+    auto* const checked_device = plinth::sim::detail::checked_hid_device(device, "IOHIDDeviceSetReportWithCallback");
     if (checked_device == nullptr || reportLength < 0 || (report == nullptr && reportLength > 0))
         return kIOReturnBadArgument;
     auto& client = checked_device->client();
@@ -92,8 +91,7 @@ IOReturn IOHIDDeviceGetReportWithCallback(IOHIDDeviceRef device, IOHIDReportType
                                           IOHIDReportCallback callback, void* context)
 {
     count_iokit_call();
-    auto* const checked_device =
-        plinth::sim::detail::cf_checked<hid_device_object>(device, "IOHIDDeviceGetReportWithCallback");
+    auto* const checked_device = plinth::sim::detail::checked_hid_device(device, "IOHIDDeviceGetReportWithCallback");
     if (checked_device == nullptr || pReportLength == nullptr || report == nullptr || callback == nullptr)
         return kIOReturnBadArgument;
     auto& client = checked_device->client();

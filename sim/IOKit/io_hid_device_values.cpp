@@ -19,15 +19,11 @@ namespace {
 
 using plinth::sim::detail::count_iokit_call;
 using plinth::sim::detail::hid_device_elements;
+using plinth::sim::detail::checked_hid_device;
 using plinth::sim::detail::hid_device_object;
 using plinth::sim::detail::hid_element_info;
 using plinth::sim::detail::hid_element_object;
 using plinth::sim::detail::hid_value_object;
-
-hid_device_object* checked(IOHIDDeviceRef device, char const* function)
-{
-    return plinth::sim::detail::cf_checked<hid_device_object>(device, function);
-}
 
 IOHIDReportType report_type_of(IOHIDElementType type)
 {
@@ -79,7 +75,7 @@ extern "C" {
 CFArrayRef IOHIDDeviceCopyMatchingElements(IOHIDDeviceRef device, CFDictionaryRef matching, IOOptionBits)
 {
     count_iokit_call();
-    auto* const object = checked(device, "IOHIDDeviceCopyMatchingElements");
+    auto* const object = checked_hid_device(device, "IOHIDDeviceCopyMatchingElements");
     if (object == nullptr ||
         (matching != nullptr && plinth::sim::detail::cf_checked_object(matching, "IOHIDDeviceCopyMatchingElements",
                                                                        CFDictionaryGetTypeID()) == nullptr))
@@ -93,7 +89,7 @@ CFArrayRef IOHIDDeviceCopyMatchingElements(IOHIDDeviceRef device, CFDictionaryRe
 
 void IOHIDDeviceRegisterInputValueCallback(IOHIDDeviceRef device, IOHIDValueCallback callback, void* context)
 {
-    auto* const object = checked(device, "IOHIDDeviceRegisterInputValueCallback");
+    auto* const object = checked_hid_device(device, "IOHIDDeviceRegisterInputValueCallback");
     if (object == nullptr)
         return;
     if (callback != nullptr && object->connect() != kIOReturnSuccess)
@@ -104,7 +100,7 @@ void IOHIDDeviceRegisterInputValueCallback(IOHIDDeviceRef device, IOHIDValueCall
 
 void IOHIDDeviceSetInputValueMatching(IOHIDDeviceRef device, CFDictionaryRef matching)
 {
-    auto* const object = checked(device, "IOHIDDeviceSetInputValueMatching");
+    auto* const object = checked_hid_device(device, "IOHIDDeviceSetInputValueMatching");
     if (object == nullptr ||
         (matching != nullptr && plinth::sim::detail::cf_checked_object(matching, "IOHIDDeviceSetInputValueMatching",
                                                                        CFDictionaryGetTypeID()) == nullptr))
@@ -120,7 +116,7 @@ void IOHIDDeviceSetInputValueMatching(IOHIDDeviceRef device, CFDictionaryRef mat
 
 void IOHIDDeviceSetInputValueMatchingMultiple(IOHIDDeviceRef device, CFArrayRef multiple)
 {
-    auto* const object = checked(device, "IOHIDDeviceSetInputValueMatchingMultiple");
+    auto* const object = checked_hid_device(device, "IOHIDDeviceSetInputValueMatchingMultiple");
     if (object == nullptr || (multiple != nullptr &&
                               plinth::sim::detail::cf_checked_object(
                                   multiple, "IOHIDDeviceSetInputValueMatchingMultiple", CFArrayGetTypeID()) == nullptr))
@@ -136,7 +132,7 @@ void IOHIDDeviceSetInputValueMatchingMultiple(IOHIDDeviceRef device, CFArrayRef 
 IOReturn IOHIDDeviceSetValue(IOHIDDeviceRef device, IOHIDElementRef element, IOHIDValueRef value)
 {
     count_iokit_call();
-    auto* const object = checked(device, "IOHIDDeviceSetValue");
+    auto* const object = checked_hid_device(device, "IOHIDDeviceSetValue");
     if (object == nullptr)
         return kIOReturnBadArgument;
     hid_element_object* target = nullptr;
@@ -169,7 +165,7 @@ IOReturn IOHIDDeviceGetValueWithOptions(IOHIDDeviceRef device, IOHIDElementRef e
                                         uint32_t options)
 {
     count_iokit_call();
-    auto* const object = checked(device, "IOHIDDeviceGetValue");
+    auto* const object = checked_hid_device(device, "IOHIDDeviceGetValue");
     if (object == nullptr)
         return kIOReturnBadArgument;
     if (pValue == nullptr)

@@ -60,7 +60,7 @@ CFTypeID IOHIDQueueGetTypeID(void)
 IOHIDQueueRef IOHIDQueueCreate(CFAllocatorRef, IOHIDDeviceRef device, CFIndex depth, IOOptionBits options)
 {
     plinth::sim::detail::count_iokit_call();
-    auto* const object = plinth::sim::detail::cf_checked<hid_device_object>(device, "IOHIDQueueCreate");
+    auto* const object = plinth::sim::detail::checked_hid_device(device, "IOHIDQueueCreate");
     if (object == nullptr || depth <= 0)
         return nullptr;
     // The queue lives in the kernel connection, which Input Monitoring gates.

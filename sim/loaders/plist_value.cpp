@@ -3,6 +3,7 @@
 
 #include "sim/loaders/element_error.hpp"
 #include "sim/loaders/plist_document.hpp"
+#include "sim/loaders/value_depth.hpp"
 
 #include <cstdint>
 #include <ctime>
@@ -17,10 +18,6 @@ using property::make_number;
 using property::set;
 
 namespace {
-
-// Deeper nesting than any driver publishes; the limit keeps hostile input from
-// exhausting the stack.
-constexpr int max_depth = 256;
 
 // Seconds from the Unix epoch to CoreFoundation's, 2001-01-01.
 constexpr std::int64_t cf_epoch = 978307200;
@@ -42,8 +39,8 @@ std::string date_text(plist_t node)
 
 value convert(plist_t node, int depth)
 {
-    if (depth > max_depth)
-        throw element_error("values nested more than " + std::to_string(max_depth) + " levels deep");
+    if (depth > max_value_depth)
+        throw element_error("values nested more than " + std::to_string(max_value_depth) + " levels deep");
     switch (plist_get_node_type(node))
     {
     case PLIST_BOOLEAN: return plist_bool_val_is_true(node) != 0;

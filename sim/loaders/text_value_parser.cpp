@@ -3,6 +3,7 @@
 
 #include "sim/detail/kernel/hex_text.hpp"
 #include "sim/loaders/syntax_error.hpp"
+#include "sim/loaders/value_depth.hpp"
 
 #include <charconv>
 #include <cstdint>
@@ -15,10 +16,6 @@ using property::make_number;
 using property::set;
 
 namespace {
-
-// Deeper nesting than any driver publishes; the limit keeps hostile input from
-// exhausting the stack.
-constexpr int max_depth = 256;
 
 // Data that ioreg shows as text: each string ends with a NUL byte, which ioreg
 // does not print ("a","b" are the bytes a\0b\0).
@@ -77,8 +74,8 @@ value text_value_parser::parse_property_value(std::string_view text)
 
 value text_value_parser::parse_value(std::string_view follow, int depth)
 {
-    if (depth > max_depth)
-        fail("values nested more than " + std::to_string(max_depth) + " levels deep");
+    if (depth > max_value_depth)
+        fail("values nested more than " + std::to_string(max_value_depth) + " levels deep");
     if (pos_ >= text_.size())
         fail("a value is missing");
     // Inside a collection ioreg prints nothing at all for an object it cannot

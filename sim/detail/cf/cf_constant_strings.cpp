@@ -20,7 +20,7 @@ struct text_hash
     std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>{}(text); }
 };
 
-struct constant_table
+struct constant_string_table
 {
     std::mutex mutex;
     std::unordered_map<std::string, cf_string const*, text_hash, std::equal_to<>> strings;
@@ -28,9 +28,9 @@ struct constant_table
 
 // Never destroyed, like the constants themselves: code running at exit may still
 // use CFSTR.
-constant_table& table()
+constant_string_table& string_table()
 {
-    static auto* const instance = new constant_table;
+    static auto* const instance = new constant_string_table;
     return *instance;
 }
 
@@ -40,7 +40,7 @@ constant_table& table()
 // UTF-8 are read as Mac Roman, which gives every byte a character.
 cf_string const& constant_string(std::string_view text)
 {
-    auto& t = table();
+    auto& t = string_table();
     std::lock_guard lock(t.mutex);
     auto const found = t.strings.find(text);
     if (found != t.strings.end())

@@ -8,7 +8,7 @@
 namespace plinth::sim::detail {
 namespace {
 
-struct constant_table
+struct constant_uuid_table
 {
     std::mutex mutex;
     std::map<uuid_bytes, cf_uuid const*> uuids;
@@ -16,9 +16,9 @@ struct constant_table
 
 // Never destroyed, like the constants themselves: code running at exit may still
 // use a UUID constant.
-constant_table& table()
+constant_uuid_table& uuid_table()
 {
-    static auto* const instance = new constant_table;
+    static auto* const instance = new constant_uuid_table;
     return *instance;
 }
 
@@ -26,7 +26,7 @@ constant_table& table()
 
 cf_uuid const& constant_uuid(uuid_bytes const& bytes)
 {
-    auto& t = table();
+    auto& t = uuid_table();
     std::lock_guard lock(t.mutex);
     auto const found = t.uuids.find(bytes);
     if (found != t.uuids.end())

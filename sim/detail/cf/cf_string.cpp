@@ -1,6 +1,7 @@
 // The CFString object: its UTF-8 text, UTF-16 length, equality, hashing.
 #include "sim/detail/cf/cf_string.hpp"
 
+#include "sim/detail/cf/cf_checked.hpp"
 #include "sim/detail/cf/cf_lifetime.hpp"
 #include "sim/detail/cf/cf_range_check.hpp"
 #include "sim/detail/diagnostics/misuse_reports.hpp"
@@ -65,6 +66,12 @@ std::optional<std::pair<std::size_t, std::size_t>> string_bytes_of(cf_string con
     if (!bytes)
         report_misuse(std::string(function) + ": the range splits a surrogate pair");
     return bytes;
+}
+
+std::string utf8_of(CFStringRef string, char const* function)
+{
+    auto const* checked = cf_checked<cf_string>(string, function);
+    return checked != nullptr ? checked->utf8() : std::string();
 }
 
 std::optional<std::string> text_of_characters(UniChar const* chars, CFIndex count, char const* function)

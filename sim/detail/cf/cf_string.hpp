@@ -62,6 +62,10 @@ std::optional<std::pair<std::size_t, std::size_t>> string_bytes_of(cf_string con
 // these strings keep cannot carry.
 std::optional<std::string> text_of_characters(UniChar const* chars, CFIndex count, char const* function);
 
+// The UTF-8 text of a string given to `function`; empty, with a misuse report,
+// when it is NULL or no string.
+std::string utf8_of(CFStringRef string, char const* function);
+
 // A new CFString (one reference) holding valid UTF-8 text.
 CFStringRef make_cf_string(std::string utf8);
 // A new CFMutableString (one reference) holding valid UTF-8 text.

@@ -1,6 +1,8 @@
 // The text form of a UUID: written in uppercase hex with dashes, read in either case.
 #include "sim/detail/cf/cf_uuid_text.hpp"
 
+#include "sim/detail/kernel/hex_text.hpp"
+
 #include <algorithm>
 #include <array>
 
@@ -14,17 +16,6 @@ constexpr std::size_t text_length = 36;
 bool is_dash_position(std::size_t at)
 {
     return std::find(dash_positions.begin(), dash_positions.end(), at) != dash_positions.end();
-}
-
-std::optional<UInt8> hex_digit(char c)
-{
-    if (c >= '0' && c <= '9')
-        return static_cast<UInt8>(c - '0');
-    if (c >= 'A' && c <= 'F')
-        return static_cast<UInt8>(c - 'A' + 10);
-    if (c >= 'a' && c <= 'f')
-        return static_cast<UInt8>(c - 'a' + 10);
-    return std::nullopt;
 }
 
 } // namespace
@@ -60,9 +51,9 @@ std::optional<uuid_bytes> parse_uuid_text(std::string_view text)
         }
         auto const high = hex_digit(text[at]);
         auto const low = hex_digit(text[++at]); // two digits per byte, never split by a dash
-        if (!high || !low)
+        if (high < 0 || low < 0)
             return std::nullopt;
-        bytes[byte++] = static_cast<UInt8>((*high << 4) | *low);
+        bytes[byte++] = static_cast<UInt8>((high << 4) | low);
     }
     return bytes;
 }

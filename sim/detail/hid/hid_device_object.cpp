@@ -1,6 +1,7 @@
 // The IOHIDDeviceRef object: its service, its client, and its properties.
 #include "sim/detail/hid/hid_device_object.hpp"
 
+#include "sim/detail/cf/cf_string.hpp"
 #include "sim/detail/cf/cf_type_registry.hpp"
 #include "sim/detail/hid/hid_access.hpp"
 #include "sim/detail/hid/hid_client.hpp"
@@ -11,17 +12,6 @@
 #include <sstream>
 
 namespace plinth::sim::detail {
-namespace {
-
-std::string text_of(CFStringRef key)
-{
-    char buffer[512];
-    if (CFStringGetCString(key, buffer, sizeof buffer, kCFStringEncodingUTF8) == 0)
-        return {};
-    return buffer;
-}
-
-} // namespace
 
 hid_device_object::hid_device_object(io_service_t service, std::shared_ptr<registry_entry> entry)
     : cf_object(class_type_id(), false), service_(service), entry_(std::move(entry))
@@ -69,7 +59,7 @@ IOReturn hid_device_object::connect()
 
 CFTypeRef hid_device_object::property(CFStringRef key)
 {
-    auto const name = text_of(key);
+    auto const name = utf8_of(key, "IOHIDDeviceGetProperty");
     std::lock_guard const lock(mutex_);
     if (auto const known = properties_.find(name); known != properties_.end())
         return known->second;

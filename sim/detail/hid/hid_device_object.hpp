@@ -1,6 +1,7 @@
 // The IOHIDDeviceRef object: a CF object holding its service and one client of the device.
 #pragma once
 
+#include "sim/detail/cf/cf_checked.hpp"
 #include "sim/detail/cf/cf_object.hpp"
 
 #include <IOKit/IOKitLib.h>
@@ -58,5 +59,12 @@ private:
     std::once_flag elements_made_;
     std::unique_ptr<hid_device_elements> elements_;
 };
+
+// The device behind an IOHIDDeviceRef given to `function`, or nullptr after a
+// misuse report.
+inline hid_device_object* checked_hid_device(IOHIDDeviceRef device, char const* function)
+{
+    return cf_checked<hid_device_object>(device, function);
+}
 
 } // namespace plinth::sim::detail

@@ -1,6 +1,7 @@
 // The IOHIDElementRef object: one element of a device's list, owned by its device.
 #include "sim/detail/hid/hid_element_object.hpp"
 
+#include "sim/detail/cf/cf_string.hpp"
 #include "sim/detail/cf/cf_type_registry.hpp"
 
 #include <IOKit/hid/IOHIDKeys.h>
@@ -12,14 +13,6 @@
 
 namespace plinth::sim::detail {
 namespace {
-
-std::string text_of(CFStringRef key)
-{
-    char buffer[256];
-    if (CFStringGetCString(key, buffer, sizeof buffer, kCFStringEncodingUTF8) == 0)
-        return {};
-    return buffer;
-}
 
 CFTypeRef number(std::int64_t value)
 {
@@ -116,7 +109,7 @@ CFTypeRef hid_element_object::property(CFStringRef key)
                                                 &kCFTypeDictionaryValueCallBacks);
     if (CFTypeRef const known = CFDictionaryGetValue(properties_, key))
         return known;
-    CFTypeRef const made = standard_property(text_of(key));
+    CFTypeRef const made = standard_property(utf8_of(key, "IOHIDElementGetProperty"));
     if (made == nullptr)
         return nullptr;
     CFDictionarySetValue(properties_, key, made);

@@ -226,10 +226,10 @@ void hid_manager_object::set_matching(CFArrayRef multiple)
                 if (auto const item = CFArrayGetValueAtIndex(multiple, i);
                     item != nullptr && CFGetTypeID(item) == CFDictionaryGetTypeID())
                     criteria.push_back(static_cast<CFDictionaryRef>(item));
-        for (auto const* dictionary : criteria)
+        for (auto const* criterion : criteria)
         {
             io_iterator_t iterator = IO_OBJECT_NULL;
-            if (IOServiceAddMatchingNotification(port_, kIOFirstMatchNotification, device_matching(dictionary),
+            if (IOServiceAddMatchingNotification(port_, kIOFirstMatchNotification, device_matching(criterion),
                                                  services_matched, this, &iterator) == KERN_SUCCESS)
             {
                 match_notifications_.push_back(iterator);

@@ -4,7 +4,7 @@
 namespace plinth::sim::detail {
 namespace {
 
-constexpr class_link links[] = {
+constexpr class_link known_links[] = {
     {"AFKEndpoint", "IOService"},
     {"AFKEndpointInterface", "IOService"},
     {"AFKEndpointInterfaceUserClient", "IOUserClient2022"},
@@ -963,7 +963,7 @@ constexpr class_link links[] = {
 
 std::span<class_link const> builtin_class_links() noexcept
 {
-    return links;
+    return known_links;
 }
 
 } // namespace plinth::sim::detail

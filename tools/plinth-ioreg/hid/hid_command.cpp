@@ -76,9 +76,9 @@ std::optional<std::chrono::milliseconds> parse_write_timeout(std::string const& 
 }
 
 std::string format_input_report(std::chrono::system_clock::time_point time, std::uint8_t report_id,
-                                std::span<std::uint8_t const> bytes, bool json)
+                                std::span<std::uint8_t const> bytes, bool as_json)
 {
-    if (json)
+    if (as_json)
     {
         nlohmann::ordered_json object;
         object["time"] = utc_timestamp(time);
@@ -90,9 +90,9 @@ std::string format_input_report(std::chrono::system_clock::time_point time, std:
 }
 
 std::string format_decoded_report(std::chrono::system_clock::time_point time, std::uint8_t report_id,
-                                  std::span<apple::hid_value const> values, bool json)
+                                  std::span<apple::hid_value const> values, bool as_json)
 {
-    if (json)
+    if (as_json)
     {
         auto array = nlohmann::ordered_json::array();
         for (auto const& value : values)
