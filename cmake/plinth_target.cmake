@@ -1,7 +1,7 @@
 # Common settings for every target of the project.
 #
-# plinth_setup_target(<target>) applies the warning flags, the sanitizers and the
-# include root: sources include project headers by their path from the
+# plinth_setup_target(<target>) applies the warning flags, the sanitizers, the
+# unity build of libraries (PLINTH_UNITY_BUILD) and the include root: sources include project headers by their path from the
 # repository root ("error/errc.hpp"), and an install keeps the same layout under
 # include/plinth_apple.
 function(plinth_setup_target target)
@@ -18,6 +18,9 @@ function(plinth_setup_target target)
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/plinth_apple>)
   target_compile_features(${target} ${scope} cxx_std_20)
+  if(PLINTH_UNITY_BUILD AND type MATCHES "^(STATIC|SHARED)_LIBRARY$")
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 16)
+  endif()
 endfunction()
 
 # Installs the headers of a folder under include/plinth_apple/<folder>, keeping
