@@ -1,10 +1,10 @@
-// <IOKit/usb/USB.h> as Apple declares it: USB class names, registry keys, request macros and descriptor layouts.
+// <IOKit/usb/USB.h> as Apple declares it: USB class names, request macros and descriptor layouts.
 #ifndef _USB_H
 #define _USB_H
 
 // What user-space USB code needs apart from the plug-in interfaces: the classes to
-// match, the property keys of device and interface entries, how to build a control
-// request, and the descriptors as they come off the bus.
+// match, how to build a control request, and the descriptors as they come off the
+// bus. The registry keys come with USBSpec.h.
 
 #include <IOKit/IOReturn.h>
 #include <IOKit/IOTypes.h>
@@ -21,38 +21,6 @@ extern "C" {
 // "IOUSBInterface", which Intel Macs still answer through IOClassNameOverride.
 #define kIOUSBDeviceClassName "IOUSBHostDevice"
 #define kIOUSBInterfaceClassName "IOUSBHostInterface"
-
-// Property keys of device entries: the device descriptor's fields, and the strings
-// and facts the family adds.
-#define kUSBDeviceClass "bDeviceClass"
-#define kUSBDeviceSubClass "bDeviceSubClass"
-#define kUSBDeviceProtocol "bDeviceProtocol"
-#define kUSBDeviceMaxPacketSize "bMaxPacketSize0"
-#define kUSBVendorID "idVendor"
-#define kUSBProductID "idProduct"
-#define kUSBDeviceReleaseNumber "bcdDevice"
-#define kUSBManufacturerStringIndex "iManufacturer"
-#define kUSBProductStringIndex "iProduct"
-#define kUSBSerialNumberStringIndex "iSerialNumber"
-#define kUSBDeviceNumConfigs "bNumConfigurations"
-#define kUSBProductString "USB Product Name"
-#define kUSBVendorString "USB Vendor Name"
-#define kUSBSerialNumberString "USB Serial Number"
-#define kUSB1284DeviceID "1284 Device ID"
-#define kUSBDevicePropertySpeed "Device Speed"
-#define kUSBDevicePropertyBusPowerAvailable "Bus Power Available"
-#define kUSBDevicePropertyAddress "USB Address"
-#define kUSBDevicePropertyLocationID "locationID"
-
-// Property keys of interface entries.
-#define kUSBInterfaceNumber "bInterfaceNumber"
-#define kUSBAlternateSetting "bAlternateSetting"
-#define kUSBNumEndpoints "bNumEndpoints"
-#define kUSBInterfaceClass "bInterfaceClass"
-#define kUSBInterfaceSubClass "bInterfaceSubClass"
-#define kUSBInterfaceProtocol "bInterfaceProtocol"
-#define kUSBInterfaceStringIndex "iInterface"
-#define kUSBConfigurationValue "bConfigurationValue"
 
 // The values of "Device Speed".
 enum

@@ -1,14 +1,49 @@
-// <IOKit/usb/USBSpec.h> as Apple declares it: the standard numbers of USB requests, descriptors and device classes.
+// <IOKit/usb/USBSpec.h> as Apple declares it: the registry keys of USB entries and the standard numbers of USB requests, descriptors and device classes.
 #ifndef _USBSPEC_H
 #define _USBSPEC_H
 
-// Numbers fixed by the bus itself, the same on every host: the fields of a control
-// request's bmRequestType, the standard request codes, descriptor types, and the
-// device and interface class codes.
+// The names under which the USB family publishes a device's and an interface's
+// descriptor fields in the registry (which is why code that only reads properties,
+// such as HID code asking a device for its interface number, includes this header
+// alone), and the numbers fixed by the bus itself, the same on every host: the fields
+// of a control request's bmRequestType, the standard request codes, descriptor types,
+// and the device and interface class codes.
 
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+// Property keys of device entries: the device descriptor's fields, and the strings
+// and facts the family adds.
+#define kUSBDeviceClass "bDeviceClass"
+#define kUSBDeviceSubClass "bDeviceSubClass"
+#define kUSBDeviceProtocol "bDeviceProtocol"
+#define kUSBDeviceMaxPacketSize "bMaxPacketSize0"
+#define kUSBVendorID "idVendor"
+#define kUSBProductID "idProduct"
+#define kUSBDeviceReleaseNumber "bcdDevice"
+#define kUSBManufacturerStringIndex "iManufacturer"
+#define kUSBProductStringIndex "iProduct"
+#define kUSBSerialNumberStringIndex "iSerialNumber"
+#define kUSBDeviceNumConfigs "bNumConfigurations"
+#define kUSBProductString "USB Product Name"
+#define kUSBVendorString "USB Vendor Name"
+#define kUSBSerialNumberString "USB Serial Number"
+#define kUSB1284DeviceID "1284 Device ID"
+#define kUSBDevicePropertySpeed "Device Speed"
+#define kUSBDevicePropertyBusPowerAvailable "Bus Power Available"
+#define kUSBDevicePropertyAddress "USB Address"
+#define kUSBDevicePropertyLocationID "locationID"
+
+// Property keys of interface entries.
+#define kUSBInterfaceNumber "bInterfaceNumber"
+#define kUSBAlternateSetting "bAlternateSetting"
+#define kUSBNumEndpoints "bNumEndpoints"
+#define kUSBInterfaceClass "bInterfaceClass"
+#define kUSBInterfaceSubClass "bInterfaceSubClass"
+#define kUSBInterfaceProtocol "bInterfaceProtocol"
+#define kUSBInterfaceStringIndex "iInterface"
+#define kUSBConfigurationValue "bConfigurationValue"
 
 // Endpoint transfer types.
 enum
