@@ -53,11 +53,19 @@ struct hid_replay::state
 
     void finish(bool wait_for_delivery)
     {
-        if (options.remove_at_end && (!wait_for_delivery || wait_for([this] { return delivered >= played; })))
+        if (options.remove_at_end && (!wait_for_delivery || wait_for([this] { return delivered >= played; })) &&
+            !stopped_within(options.removal_delay))
             remove();
         std::lock_guard const lock(mutex);
         done = true;
         changed.notify_all();
+    }
+
+    // Whether stop() came within `delay`.
+    bool stopped_within(std::chrono::nanoseconds delay)
+    {
+        std::unique_lock lock(mutex);
+        return changed.wait_for(lock, delay, [this] { return stopping; });
     }
 
     // Removes the device's entries that are still there. The program may remove

@@ -31,6 +31,11 @@ struct replay_options
     // Whether the device leaves the registry once its last report has reached
     // the application, as an unplug does: a read then pending ends with the removal.
     bool remove_at_end = false;
+    // How long after the last report has reached the application the removal
+    // comes. A program that hands reports from its callback to another thread
+    // (most HID libraries do) needs a moment to take the last one before it
+    // learns of the unplug; a person pulling the cable gives it far longer.
+    std::chrono::nanoseconds removal_delay{0};
     // Whether the first report waits until a client reads the device (hid_readers),
     // so that a program that finds and opens the device after start() misses none.
     bool wait_for_reader = false;

@@ -81,6 +81,7 @@ void replay_file(std::string const& file, std::vector<std::unique_ptr<hid_replay
         options.pace = replay_pace::as_fast_as_read;
         options.remove_at_end = true;
         options.wait_for_reader = true;
+        options.removal_delay = std::chrono::milliseconds(250);
         try
         {
             replays.push_back(std::make_unique<hid_replay>(recording, i, options));

@@ -124,6 +124,27 @@ TEST_F(hid_replay_test, as_fast_as_read_every_report_arrives_in_order_and_the_re
     EXPECT_THROW(replay.next(), std::logic_error);
 }
 
+// With a removal delay the device stays plugged in after its last report, so that
+// a program handing reports to another thread takes the last one before the
+// unplug; stopped meanwhile, the replay leaves the device where it is.
+TEST_F(hid_replay_test, a_removal_delay_keeps_the_device_after_its_last_report_and_stop_cancels_the_removal)
+{
+    running_context running;
+    auto const recording = mouse_recording(3);
+    sim::replay_options options{sim::replay_pace::as_fast_as_read, true};
+    options.removal_delay = 10s;
+    sim::hid_replay replay(recording, 0, options);
+    hid_stream stream(running.context.get_executor(), entry(replay.device()));
+    replay.start();
+    auto const [numbers, ec] = read_reports(stream, 3);
+    EXPECT_EQ(numbers, zero_to(3));
+    EXPECT_FALSE(replay.wait_until_done(50ms)) << "the removal is still to come";
+    EXPECT_TRUE(sim::contains(replay.device()));
+    replay.stop();
+    EXPECT_TRUE(replay.wait_until_done(5s)) << "stop ends the wait at once";
+    EXPECT_TRUE(sim::contains(replay.device()));
+}
+
 // A program that finds the device only after the replay started misses nothing
 // when the replay waits for a reader; stopped, the replay plays no more and the
 // device stays.
