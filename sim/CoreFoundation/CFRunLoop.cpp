@@ -12,15 +12,6 @@ namespace detail = plinth::sim::detail;
 using detail::run_loop;
 using detail::run_loop_source;
 
-namespace {
-
-bool mode_valid(CFStringRef mode, char const* function)
-{
-    return detail::cf_checked<detail::cf_string>(mode, function) != nullptr;
-}
-
-} // namespace
-
 extern "C" {
 
 const CFRunLoopMode kCFRunLoopDefaultMode = CFSTR("kCFRunLoopDefaultMode");
@@ -55,7 +46,7 @@ CFRunLoopMode CFRunLoopCopyCurrentMode(CFRunLoopRef rl)
 void CFRunLoopAddCommonMode(CFRunLoopRef rl, CFRunLoopMode mode)
 {
     auto* loop = detail::cf_checked<run_loop>(rl, "CFRunLoopAddCommonMode");
-    if (loop != nullptr && mode_valid(mode, "CFRunLoopAddCommonMode"))
+    if (loop != nullptr && detail::checked_mode(mode, "CFRunLoopAddCommonMode"))
         loop->add_common_mode(mode);
 }
 
@@ -72,7 +63,7 @@ CFRunLoopRunResult CFRunLoopRunInMode(CFRunLoopMode mode, CFTimeInterval seconds
     // A NULL mode names no mode: there is nothing to run.
     if (mode == nullptr)
         return kCFRunLoopRunFinished;
-    if (!mode_valid(mode, "CFRunLoopRunInMode"))
+    if (!detail::checked_mode(mode, "CFRunLoopRunInMode"))
         return kCFRunLoopRunFinished;
     return run_loop::current()->run_in_mode(mode, seconds, returnAfterSourceHandled != 0);
 }
@@ -99,7 +90,7 @@ Boolean CFRunLoopContainsSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRu
 {
     auto const* loop = detail::cf_checked<run_loop>(rl, "CFRunLoopContainsSource");
     auto* checked = detail::cf_checked<run_loop_source>(source, "CFRunLoopContainsSource");
-    return loop != nullptr && checked != nullptr && mode_valid(mode, "CFRunLoopContainsSource") &&
+    return loop != nullptr && checked != nullptr && detail::checked_mode(mode, "CFRunLoopContainsSource") &&
            loop->contains_source(checked, mode);
 }
 
@@ -107,7 +98,7 @@ void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMod
 {
     auto* loop = detail::cf_checked<run_loop>(rl, "CFRunLoopAddSource");
     auto* checked = detail::cf_checked<run_loop_source>(source, "CFRunLoopAddSource");
-    if (loop != nullptr && checked != nullptr && mode_valid(mode, "CFRunLoopAddSource"))
+    if (loop != nullptr && checked != nullptr && detail::checked_mode(mode, "CFRunLoopAddSource"))
         loop->add_source(checked, mode);
 }
 
@@ -115,7 +106,7 @@ void CFRunLoopRemoveSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoop
 {
     auto* loop = detail::cf_checked<run_loop>(rl, "CFRunLoopRemoveSource");
     auto* checked = detail::cf_checked<run_loop_source>(source, "CFRunLoopRemoveSource");
-    if (loop != nullptr && checked != nullptr && mode_valid(mode, "CFRunLoopRemoveSource"))
+    if (loop != nullptr && checked != nullptr && detail::checked_mode(mode, "CFRunLoopRemoveSource"))
         loop->remove_source(checked, mode);
 }
 

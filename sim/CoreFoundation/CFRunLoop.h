@@ -2,8 +2,9 @@
 #ifndef __COREFOUNDATION_CFRUNLOOP__
 #define __COREFOUNDATION_CFRUNLOOP__
 
-// Run loops and their version-0 sources: one loop per thread, run in named modes,
-// performing the sources that were signalled and sleeping in between.
+// Run loops, their version-0 sources and their timers: one loop per thread, run in
+// named modes, firing the timers that are due, performing the sources that were
+// signalled, and sleeping in between.
 
 #include <CoreFoundation/CFBase.h>
 #include <CoreFoundation/CFDate.h>
@@ -63,6 +64,11 @@ CF_EXPORT Boolean CFRunLoopContainsSource(CFRunLoopRef rl, CFRunLoopSourceRef so
 CF_EXPORT void CFRunLoopAddSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);
 CF_EXPORT void CFRunLoopRemoveSource(CFRunLoopRef rl, CFRunLoopSourceRef source, CFRunLoopMode mode);
 
+CF_EXPORT CFAbsoluteTime CFRunLoopGetNextTimerFireDate(CFRunLoopRef rl, CFRunLoopMode mode);
+CF_EXPORT Boolean CFRunLoopContainsTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, CFRunLoopMode mode);
+CF_EXPORT void CFRunLoopAddTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, CFRunLoopMode mode);
+CF_EXPORT void CFRunLoopRemoveTimer(CFRunLoopRef rl, CFRunLoopTimerRef timer, CFRunLoopMode mode);
+
 typedef struct
 {
     CFIndex version;
@@ -87,6 +93,34 @@ CF_EXPORT void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source);
 CF_EXPORT Boolean CFRunLoopSourceIsValid(CFRunLoopSourceRef source);
 CF_EXPORT void CFRunLoopSourceGetContext(CFRunLoopSourceRef source, CFRunLoopSourceContext* context);
 CF_EXPORT void CFRunLoopSourceSignal(CFRunLoopSourceRef source);
+
+typedef struct
+{
+    CFIndex version;
+    void* info;
+    const void* (*retain)(const void* info);
+    void (*release)(const void* info);
+    CFStringRef (*copyDescription)(const void* info);
+} CFRunLoopTimerContext;
+
+typedef void (*CFRunLoopTimerCallBack)(CFRunLoopTimerRef timer, void* info);
+
+CF_EXPORT CFTypeID CFRunLoopTimerGetTypeID(void);
+
+CF_EXPORT CFRunLoopTimerRef CFRunLoopTimerCreate(CFAllocatorRef allocator, CFAbsoluteTime fireDate,
+                                                 CFTimeInterval interval, CFOptionFlags flags, CFIndex order,
+                                                 CFRunLoopTimerCallBack callout, CFRunLoopTimerContext* context);
+
+CF_EXPORT CFAbsoluteTime CFRunLoopTimerGetNextFireDate(CFRunLoopTimerRef timer);
+CF_EXPORT void CFRunLoopTimerSetNextFireDate(CFRunLoopTimerRef timer, CFAbsoluteTime fireDate);
+CF_EXPORT CFTimeInterval CFRunLoopTimerGetInterval(CFRunLoopTimerRef timer);
+CF_EXPORT Boolean CFRunLoopTimerDoesRepeat(CFRunLoopTimerRef timer);
+CF_EXPORT CFIndex CFRunLoopTimerGetOrder(CFRunLoopTimerRef timer);
+CF_EXPORT void CFRunLoopTimerInvalidate(CFRunLoopTimerRef timer);
+CF_EXPORT Boolean CFRunLoopTimerIsValid(CFRunLoopTimerRef timer);
+CF_EXPORT void CFRunLoopTimerGetContext(CFRunLoopTimerRef timer, CFRunLoopTimerContext* context);
+CF_EXPORT CFTimeInterval CFRunLoopTimerGetTolerance(CFRunLoopTimerRef timer);
+CF_EXPORT void CFRunLoopTimerSetTolerance(CFRunLoopTimerRef timer, CFTimeInterval tolerance);
 
 CF_EXTERN_C_END
 

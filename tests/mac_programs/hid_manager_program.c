@@ -1,7 +1,7 @@
 /* A C program as most Mac HID code is written: an IOHIDManager finds the keyboards
    by usage, opens them seized, and writes down the letter keys pressed, from an
    input value callback, while the run loop runs in the default mode. It stops when
-   a keyboard goes away, closes the manager, and compares what was typed with its
+   a keyboard goes away (or a timer, ten seconds on, gives up), closes the manager, and compares what was typed with its
    argument, with the count of keyboards found with its second. It exits non-zero,
    saying why, when either differs or a call fails. */
 #include <CoreFoundation/CoreFoundation.h>
@@ -25,6 +25,13 @@ static void keyboard_matched(void* context, IOReturn result, void* sender, IOHID
     if (result != kIOReturnSuccess)
         fprintf(stderr, "hid_manager_program: a keyboard did not open: %s\n", mach_error_string(result));
     ++session->keyboards;
+}
+
+static void give_up(CFRunLoopTimerRef timer, void* context)
+{
+    (void)timer;
+    (void)context;
+    CFRunLoopStop(CFRunLoopGetCurrent());
 }
 
 static void keyboard_removed(void* context, IOReturn result, void* sender, IOHIDDeviceRef device)
@@ -89,9 +96,12 @@ int main(int argc, char** argv)
     }
 
     /* Ten seconds at most, so that a keyboard that never goes fails the run. */
-    CFAbsoluteTime deadline = CFAbsoluteTimeGetCurrent() + 10;
-    while (!session.removed && CFAbsoluteTimeGetCurrent() < deadline)
-        CFRunLoopRunInMode(kCFRunLoopDefaultMode, 1, false);
+    CFRunLoopTimerRef deadline =
+        CFRunLoopTimerCreate(kCFAllocatorDefault, CFAbsoluteTimeGetCurrent() + 10, 0, 0, 0, give_up, NULL);
+    CFRunLoopAddTimer(CFRunLoopGetCurrent(), deadline, kCFRunLoopDefaultMode);
+    CFRunLoopRun();
+    CFRunLoopTimerInvalidate(deadline);
+    CFRelease(deadline);
 
     IOReturn closed = IOHIDManagerClose(manager, kIOHIDOptionsTypeNone);
     CFRelease(manager);

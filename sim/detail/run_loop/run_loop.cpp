@@ -1,10 +1,14 @@
 // The run loop: modes, sources, running, sleeping, waking and stopping.
 #include "sim/detail/run_loop/run_loop.hpp"
 
+#include "sim/detail/cf/cf_checked.hpp"
 #include "sim/detail/cf/cf_lifetime.hpp"
 #include "sim/detail/cf/cf_string.hpp"
 #include "sim/detail/cf/cf_type_registry.hpp"
 #include "sim/detail/run_loop/run_loop_source.hpp"
+#include "sim/detail/run_loop/run_loop_timer.hpp"
+
+#include <CoreFoundation/CFDate.h>
 
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -83,6 +87,7 @@ run_loop::run_loop() : cf_object(class_type_id(), false)
 run_loop::~run_loop()
 {
     std::vector<run_loop_source*> sources;
+    std::vector<run_loop_timer*> timers;
     std::vector<CFStringRef> names;
     {
         std::lock_guard guard(mutex());
@@ -93,12 +98,20 @@ run_loop::~run_loop()
                 std::erase_if(source->memberships, [this](auto const& m) { return m.loop == this; });
                 sources.push_back(source);
             }
+            for (auto* timer : mode.timers)
+            {
+                timer->loop = nullptr;
+                timer->modes.clear();
+                timers.push_back(timer);
+            }
             names.push_back(mode.name);
         }
         modes_.clear();
     }
     for (auto* source : sources)
         release_object(source);
+    for (auto* timer : timers)
+        release_object(timer);
     for (auto name : names)
         release_object(name);
 }
@@ -164,7 +177,7 @@ run_loop::mode_state& run_loop::mode_named(CFStringRef name, std::string const& 
 bool run_loop::mode_is_empty(std::string const& mode) const
 {
     auto it = modes_.find(mode);
-    return it == modes_.end() || it->second.sources.empty();
+    return it == modes_.end() || (it->second.sources.empty() && it->second.timers.empty());
 }
 
 void run_loop::add_locked(run_loop_source* source, CFStringRef name, callout_list& callouts)
@@ -280,6 +293,8 @@ void run_loop::add_common_mode(CFStringRef mode)
         mode_named(mode, key);
         for (auto* source : common_items_)
             add_locked(source, mode, callouts);
+        for (auto* timer : common_timers_)
+            add_timer_locked(timer, mode);
     }
     run_callouts(callouts, true);
 }
@@ -320,14 +335,21 @@ void run_loop::signal_and_wake_serving(run_loop_source* source)
 void run_loop::thread_ended()
 {
     callout_list callouts;
+    release_list released;
     {
         std::lock_guard guard(mutex());
         for (auto& [key, mode] : modes_)
+        {
             while (!mode.sources.empty())
                 remove_locked(mode.sources.back(), key, callouts);
+            while (!mode.timers.empty())
+                remove_timer_locked(mode.timers.back(), key, released);
+        }
         common_items_.clear();
+        common_timers_.clear();
     }
     run_callouts(callouts, false);
+    release_all(released);
 }
 
 bool run_loop::perform_ready_sources(lock& held, std::string const& mode, bool only_one)
@@ -396,13 +418,17 @@ CFRunLoopRunResult run_loop::run_in_mode(CFStringRef mode, CFTimeInterval second
     CFRunLoopRunResult result = 0;
     while (result == 0)
     {
+        // A timer that fires is no source handled: it does not end a run that
+        // returns after one.
+        fire_due_timers(held, key);
         bool const handled = perform_ready_sources(held, key, return_after_source_handled);
         // After a pass that ran a source, or in a single pass, the wait only polls:
-        // it still takes a pending wake-up.
-        if (!handled && seconds > 0)
+        // it still takes a pending wake-up. Nor does a mode that its last timer
+        // just left wait: the run is finished.
+        if (!handled && seconds > 0 && !mode_is_empty(key))
         {
             waiting_ = true;
-            wake_.wait_until(held, deadline, [this] { return wake_pending_; });
+            wake_.wait_until(held, wait_end(key, deadline), [this] { return wake_pending_; });
             waiting_ = false;
         }
         wake_pending_ = false;
@@ -457,6 +483,223 @@ CFStringRef run_loop::copy_current_mode() const
     auto name = modes_.at(*activations_.back()->mode).name;
     cf_object::from_ref(name)->retain();
     return name;
+}
+
+bool checked_mode(CFStringRef mode, char const* function)
+{
+    return cf_checked<cf_string>(mode, function) != nullptr;
+}
+
+void run_loop::release_all(release_list const& released)
+{
+    for (auto const* object : released)
+        release_object(object);
+}
+
+void run_loop::wake_if_running() noexcept
+{
+    if (activations_.empty() || wake_pending_)
+        return;
+    wake_pending_ = true;
+    wake_.notify_one();
+}
+
+void run_loop::add_timer_locked(run_loop_timer* timer, CFStringRef name)
+{
+    auto const& key = key_of(name);
+    auto& mode = mode_named(name, key);
+    if (std::find(mode.timers.begin(), mode.timers.end(), timer) != mode.timers.end())
+        return;
+    timer->retain(); // the mode's reference
+    mode.timers.push_back(timer);
+    timer->loop = this;
+    timer->modes.push_back(key);
+}
+
+void run_loop::remove_timer_locked(run_loop_timer* timer, std::string const& key, release_list& released)
+{
+    auto found = modes_.find(key);
+    if (found == modes_.end())
+        return;
+    auto& timers = found->second.timers;
+    auto it = std::find(timers.begin(), timers.end(), timer);
+    if (it == timers.end())
+        return;
+    timers.erase(it);
+    std::erase(timer->modes, key);
+    if (timer->modes.empty())
+    {
+        timer->loop = nullptr;
+        std::erase(common_timers_, timer);
+    }
+    released.push_back(timer);
+}
+
+void run_loop::add_timer(run_loop_timer* timer, CFStringRef mode)
+{
+    std::lock_guard guard(mutex());
+    if (!timer->valid || (timer->loop != nullptr && timer->loop != this))
+        return;
+    if (is_common_modes(key_of(mode)))
+    {
+        if (std::find(common_timers_.begin(), common_timers_.end(), timer) == common_timers_.end())
+            common_timers_.push_back(timer);
+        for (auto const& key : common_modes_)
+            add_timer_locked(timer, modes_.at(key).name);
+    }
+    else
+        add_timer_locked(timer, mode);
+    // A loop already waiting waits anew, up to the new timer's date.
+    wake_if_running();
+}
+
+void run_loop::remove_timer(run_loop_timer* timer, CFStringRef mode)
+{
+    release_list released;
+    {
+        std::lock_guard guard(mutex());
+        auto const& key = key_of(mode);
+        if (is_common_modes(key))
+        {
+            std::erase(common_timers_, timer);
+            for (auto const& common : common_modes_)
+                remove_timer_locked(timer, common, released);
+        }
+        else
+            remove_timer_locked(timer, key, released);
+    }
+    release_all(released);
+}
+
+bool run_loop::contains_timer(run_loop_timer* timer, CFStringRef mode) const
+{
+    std::lock_guard guard(mutex());
+    auto const& key = key_of(mode);
+    if (is_common_modes(key))
+        return std::find(common_timers_.begin(), common_timers_.end(), timer) != common_timers_.end();
+    auto it = modes_.find(key);
+    return it != modes_.end() &&
+           std::find(it->second.timers.begin(), it->second.timers.end(), timer) != it->second.timers.end();
+}
+
+CFAbsoluteTime run_loop::next_timer_fire_date(CFStringRef mode) const
+{
+    std::lock_guard guard(mutex());
+    auto it = modes_.find(key_of(mode));
+    CFAbsoluteTime earliest = 0;
+    if (it != modes_.end())
+        for (auto const* timer : it->second.timers)
+            if (timer->valid && (earliest == 0 || timer->next_fire < earliest))
+                earliest = timer->next_fire;
+    return earliest;
+}
+
+// Returns the context's info for the caller to release once the mutex is released.
+void* run_loop::invalidate_locked(run_loop_timer* timer, release_list& released)
+{
+    if (!timer->valid)
+        return nullptr;
+    timer->valid = false;
+    if (auto* const loop = timer->loop)
+    {
+        auto const modes = timer->modes;
+        for (auto const& mode : modes)
+            loop->remove_timer_locked(timer, mode, released);
+        std::erase(loop->common_timers_, timer);
+    }
+    return timer->take_info();
+}
+
+void run_loop::invalidate(run_loop_timer* timer)
+{
+    release_list released;
+    void* info = nullptr;
+    {
+        std::lock_guard guard(mutex());
+        info = invalidate_locked(timer, released);
+    }
+    if (info != nullptr && timer->context().release != nullptr)
+        timer->context().release(info);
+    release_all(released);
+}
+
+void run_loop::set_next_fire_date(run_loop_timer* timer, CFAbsoluteTime date)
+{
+    std::lock_guard guard(mutex());
+    if (!timer->valid)
+        return;
+    timer->next_fire = date;
+    if (timer->loop != nullptr)
+        timer->loop->wake_if_running();
+}
+
+void run_loop::fire_due_timers(lock& held, std::string const& mode)
+{
+    auto found = modes_.find(mode);
+    if (found == modes_.end() || found->second.timers.empty())
+        return;
+    auto const now = CFAbsoluteTimeGetCurrent();
+    // Due timers fire earliest first, and by their order among equal dates.
+    boost::container::small_vector<run_loop_timer*, 8> due;
+    for (auto* timer : found->second.timers)
+        if (timer->valid && timer->next_fire <= now)
+            due.push_back(timer);
+    if (due.empty())
+        return;
+    std::stable_sort(due.begin(), due.end(), [](auto const* a, auto const* b) {
+        return a->next_fire < b->next_fire || (a->next_fire == b->next_fire && a->order() < b->order());
+    });
+    for (auto* timer : due)
+        timer->retain();
+    release_list released;
+    for (auto* timer : due)
+    {
+        // An earlier callout may have invalidated this one or moved its date.
+        if (!timer->valid || timer->next_fire > now)
+            continue;
+        // Advanced first, so that the callout may set another date itself.
+        timer->advance_past(now);
+        auto const fire = timer->callout();
+        void* const info = timer->context().info;
+        held.unlock();
+        if (fire != nullptr)
+            fire(cf_ref<CFRunLoopTimerRef>(timer), info);
+        held.lock();
+        // A timer that does not repeat is done once it fired.
+        if (!timer->repeats())
+            if (void* const taken = invalidate_locked(timer, released); taken != nullptr)
+            {
+                held.unlock();
+                if (timer->context().release != nullptr)
+                    timer->context().release(taken);
+                held.lock();
+            }
+    }
+    held.unlock();
+    release_all(released);
+    for (auto* timer : due)
+        release_object(timer);
+    held.lock();
+}
+
+clock::time_point run_loop::wait_end(std::string const& mode, clock::time_point deadline) const
+{
+    auto found = modes_.find(mode);
+    if (found == modes_.end() || found->second.timers.empty())
+        return deadline;
+    CFAbsoluteTime earliest = 0;
+    bool any = false;
+    for (auto const* timer : found->second.timers)
+        if (timer->valid && (!any || timer->next_fire < earliest))
+        {
+            earliest = timer->next_fire;
+            any = true;
+        }
+    if (!any)
+        return deadline;
+    auto const seconds = std::clamp(earliest - CFAbsoluteTimeGetCurrent(), 0.0, longest_wait_seconds);
+    auto const due = clock::now() + std::chrono::duration_cast<clock::duration>(std::chrono::duration<double>(seconds));
+    return std::min(due, deadline);
 }
 
 } // namespace plinth::sim::detail
