@@ -36,9 +36,14 @@ bool is_ascii_superset(CFStringEncoding encoding)
 }
 
 // Only ASCII letters are folded: enough for the identifiers the registry holds.
+char16_t fold_ascii(char16_t c)
+{
+    return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c;
+}
+
 int compare_case_insensitive(std::u16string const& a, std::u16string const& b)
 {
-    auto fold = [](char16_t c) { return c >= u'A' && c <= u'Z' ? static_cast<char16_t>(c + 32) : c; };
+    auto const fold = fold_ascii;
     auto const size = std::min(a.size(), b.size());
     for (std::size_t i = 0; i < size; ++i)
         if (fold(a[i]) != fold(b[i]))
@@ -265,6 +270,69 @@ CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString
     int const order = (compareOptions & kCFCompareCaseInsensitive) != 0 ? compare_case_insensitive(units_a, units_b)
                                                                         : units_a.compare(units_b);
     return order < 0 ? kCFCompareLessThan : (order > 0 ? kCFCompareGreaterThan : kCFCompareEqualTo);
+}
+
+// Where stringToFind first stands in theString, in UTF-16 units; {kCFNotFound, 0}
+// when nowhere. kCFCompareCaseInsensitive (ASCII letters), kCFCompareBackwards
+// (the last place) and kCFCompareAnchored (only at the start, or the end when
+// backwards) are honoured; the other options are ignored.
+CFRange CFStringFind(CFStringRef theString, CFStringRef stringToFind, CFStringCompareFlags compareOptions)
+{
+    CFRange const not_found{kCFNotFound, 0};
+    auto const* string = detail::cf_checked<cf_string>(theString, "CFStringFind");
+    auto const* wanted = detail::cf_checked<cf_string>(stringToFind, "CFStringFind");
+    if (string == nullptr || wanted == nullptr)
+        return not_found;
+    auto const units = detail::to_utf16(string->utf8());
+    auto const find = detail::to_utf16(wanted->utf8());
+    if (find.empty() || find.size() > units.size())
+        return not_found;
+    bool const folded = (compareOptions & kCFCompareCaseInsensitive) != 0;
+    auto const matches_at = [&](std::size_t at) {
+        for (std::size_t i = 0; i < find.size(); ++i)
+            if (folded ? fold_ascii(units[at + i]) != fold_ascii(find[i]) : units[at + i] != find[i])
+                return false;
+        return true;
+    };
+    bool const backwards = (compareOptions & kCFCompareBackwards) != 0;
+    std::size_t const last = units.size() - find.size();
+    std::size_t const tries = (compareOptions & kCFCompareAnchored) != 0 ? 1 : last + 1;
+    for (std::size_t n = 0; n < tries; ++n)
+        if (std::size_t const at = backwards ? last - n : n; matches_at(at))
+            return CFRange{static_cast<CFIndex>(at), static_cast<CFIndex>(find.size())};
+    return not_found;
+}
+
+// As Apple's: leading white space, a sign and decimal digits; 0 when there are
+// none, INT_MAX or -INT_MAX when the number does not fit.
+SInt32 CFStringGetIntValue(CFStringRef str)
+{
+    auto const* string = detail::cf_checked<cf_string>(str, "CFStringGetIntValue");
+    if (string == nullptr)
+        return 0;
+    auto const& text = string->utf8();
+    std::size_t at = text.find_first_not_of(" \t\n\r\f\v");
+    if (at == std::string::npos)
+        return 0;
+    bool const negative = text[at] == '-';
+    if (text[at] == '-' || text[at] == '+')
+        ++at;
+    long long value = 0;
+    for (; at < text.size() && text[at] >= '0' && text[at] <= '9'; ++at)
+    {
+        value = value * 10 + (text[at] - '0');
+        if (value > static_cast<long long>(INT_MAX) + 1)
+            break;
+    }
+    if (value > INT_MAX)
+        return negative ? -INT_MAX : INT_MAX;
+    return static_cast<SInt32>(negative ? -value : value);
+}
+
+// A Mac's system encoding, which older code passes to CFStringGetCString.
+CFStringEncoding CFStringGetSystemEncoding(void)
+{
+    return kCFStringEncodingMacRoman;
 }
 
 Boolean CFStringHasPrefix(CFStringRef theString, CFStringRef prefix)

@@ -163,6 +163,17 @@ void IOHIDDeviceRegisterInputReportCallback(IOHIDDeviceRef device, uint8_t* repo
     }
 }
 
+void IOHIDDeviceRegisterInputReportWithTimeStampCallback(IOHIDDeviceRef device, uint8_t* report, CFIndex reportLength,
+                                                         IOHIDReportWithTimeStampCallback callback, void* context)
+{
+    if (auto* const checked_device = checked_hid_device(device, "IOHIDDeviceRegisterInputReportWithTimeStampCallback"))
+    {
+        if (callback != nullptr)
+            checked_device->connect();
+        checked_device->register_stamped_input(report, reportLength, callback, context);
+    }
+}
+
 IOReturn IOHIDDeviceSetReport(IOHIDDeviceRef device, IOHIDReportType reportType, CFIndex reportID,
                               const uint8_t* report, CFIndex reportLength)
 {

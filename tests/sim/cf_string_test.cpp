@@ -4,7 +4,9 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <climits>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
@@ -124,6 +126,33 @@ TEST_F(cf_string_test, comparison_orders_utf16_units)
     EXPECT_TRUE(CFStringHasPrefix(CFSTR("IOUSBHostDevice"), CFSTR("IOUSB")));
     EXPECT_FALSE(CFStringHasSuffix(CFSTR("IOUSBHostDevice"), CFSTR("Host")));
     release_all(halfwidth, emoji);
+}
+
+// Ranges count UTF-16 units: the emoji before "usb" takes two.
+TEST_F(cf_string_test, find_gives_the_first_or_last_place_in_utf16_units_and_anchored_only_at_an_end)
+{
+    using place = std::pair<CFIndex, CFIndex>;
+    auto const range = [](CFRange r) { return place{r.location, r.length}; };
+    CFStringRef text = create_string("\xF0\x9F\x98\x80usb-serial USB");
+    EXPECT_EQ(range(CFStringFind(text, CFSTR("usb"), 0)), place(2, 3));
+    EXPECT_EQ(range(CFStringFind(text, CFSTR("usb"), kCFCompareBackwards | kCFCompareCaseInsensitive)), place(13, 3));
+    EXPECT_EQ(CFStringFind(text, CFSTR("usb"), kCFCompareAnchored).location, kCFNotFound);
+    EXPECT_EQ(range(CFStringFind(text, CFSTR("USB"), kCFCompareAnchored | kCFCompareBackwards)), place(13, 3));
+    EXPECT_EQ(range(CFStringFind(text, CFSTR("hub"), 0)), place(kCFNotFound, 0));
+    EXPECT_EQ(CFStringFind(text, CFSTR(""), 0).location, kCFNotFound);
+    EXPECT_EQ(CFStringFind(CFSTR("ab"), CFSTR("abc"), 0).location, kCFNotFound);
+    CFRelease(text);
+}
+
+TEST_F(cf_string_test, int_value_skips_white_space_takes_a_sign_and_saturates)
+{
+    EXPECT_EQ(CFStringGetIntValue(CFSTR("  \t-42 ports")), -42);
+    EXPECT_EQ(CFStringGetIntValue(CFSTR("+7")), 7);
+    EXPECT_EQ(CFStringGetIntValue(CFSTR("0x10")), 0) << "decimal only";
+    EXPECT_EQ(CFStringGetIntValue(CFSTR("ports")), 0);
+    EXPECT_EQ(CFStringGetIntValue(CFSTR("99999999999")), INT_MAX);
+    EXPECT_EQ(CFStringGetIntValue(CFSTR("-99999999999")), -INT_MAX);
+    EXPECT_EQ(CFStringGetSystemEncoding(), kCFStringEncodingMacRoman);
 }
 
 } // namespace

@@ -266,6 +266,57 @@ TEST_F(io_hid_device_test, reports_reach_only_a_loop_running_a_scheduled_mode_in
     IOHIDDeviceClose(as_device(device), 0);
 }
 
+// The time-stamped callback gets the reports as the plain one does, each stamped
+// with the machine's absolute time when it was delivered; registering a plain
+// callback afterwards replaces it.
+TEST_F(io_hid_device_test, a_time_stamped_callback_gets_each_report_with_a_rising_stamp_until_a_plain_one_replaces_it)
+{
+    struct stamped_log
+    {
+        std::mutex mutex;
+        std::vector<std::uint8_t> first_bytes;
+        std::vector<std::uint64_t> stamps;
+        std::array<std::uint8_t, 2> buffer{};
+    } stamped;
+    auto const keyboard = add_keyboard();
+    auto const device = device_of(keyboard);
+    ASSERT_EQ(IOHIDDeviceOpen(as_device(device), kIOHIDOptionsTypeNone), kIOReturnSuccess);
+    IOHIDDeviceRegisterInputReportWithTimeStampCallback(
+        as_device(device), stamped.buffer.data(), 2,
+        [](void* context, IOReturn result, void* sender, IOHIDReportType type, uint32_t, uint8_t* report, CFIndex,
+           uint64_t stamp) {
+            auto& log = *static_cast<stamped_log*>(context);
+            EXPECT_EQ(result, kIOReturnSuccess);
+            EXPECT_NE(sender, nullptr);
+            EXPECT_EQ(type, kIOHIDReportTypeInput);
+            std::lock_guard const lock(log.mutex);
+            log.first_bytes.push_back(report[0]);
+            log.stamps.push_back(stamp);
+        },
+        &stamped);
+    loop_runner runner(kCFRunLoopDefaultMode);
+    IOHIDDeviceScheduleWithRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
+    auto const before =
+        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
+            .count();
+    post(keyboard, 7);
+    post(keyboard, 8);
+    ASSERT_TRUE(eventually([&] {
+        std::lock_guard const lock(stamped.mutex);
+        return stamped.stamps.size() == 2;
+    }));
+    report_log plain;
+    IOHIDDeviceRegisterInputReportCallback(as_device(device), plain.buffer.data(), 2, report_log::input, &plain);
+    post(keyboard, 9);
+    ASSERT_TRUE(eventually([&] { return plain.count() == 1; }));
+    IOHIDDeviceUnscheduleFromRunLoop(as_device(device), runner.loop(), kCFRunLoopDefaultMode);
+    std::lock_guard const lock(stamped.mutex);
+    EXPECT_EQ(stamped.first_bytes, (std::vector<std::uint8_t>{7, 8}));
+    EXPECT_GE(stamped.stamps[0], static_cast<std::uint64_t>(before));
+    EXPECT_LE(stamped.stamps[0], stamped.stamps[1]);
+    IOHIDDeviceClose(as_device(device), 0);
+}
+
 TEST_F(io_hid_device_test, the_report_observer_runs_on_the_delivering_thread_just_before_each_callback)
 {
     auto const keyboard = add_keyboard();

@@ -6,6 +6,7 @@
 #include "sim/detail/hid/hid_access.hpp"
 #include "sim/detail/hid/hid_client.hpp"
 #include "sim/detail/hid/hid_device_elements.hpp"
+#include "sim/detail/kernel/absolute_time.hpp"
 #include "sim/detail/registry/input_monitoring_tag.hpp"
 #include "sim/detail/registry/registry_model.hpp"
 
@@ -95,6 +96,34 @@ std::string hid_device_object::description() const
     std::ostringstream out;
     out << description_head() << "{service = " << service_ << "}";
     return out.str();
+}
+
+void hid_device_object::register_stamped_input(std::uint8_t* buffer, CFIndex length,
+                                               IOHIDReportWithTimeStampCallback callback, void* context)
+{
+    {
+        std::lock_guard const lock(mutex_);
+        stamped_callback_ = callback;
+        stamped_context_ = context;
+    }
+    client().register_input(buffer, length, callback != nullptr ? stamped_report_arrived : nullptr,
+                            callback != nullptr ? this : nullptr);
+}
+
+void hid_device_object::stamped_report_arrived(void* context, IOReturn result, void* sender, IOHIDReportType type,
+                                               std::uint32_t id, std::uint8_t* report, CFIndex length)
+{
+    auto const stamp = absolute_time_now();
+    auto* const device = static_cast<hid_device_object*>(context);
+    IOHIDReportWithTimeStampCallback callback = nullptr;
+    void* callback_context = nullptr;
+    {
+        std::lock_guard const lock(device->mutex_);
+        callback = device->stamped_callback_;
+        callback_context = device->stamped_context_;
+    }
+    if (callback != nullptr)
+        callback(callback_context, result, sender, type, id, report, length, stamp);
 }
 
 } // namespace plinth::sim::detail

@@ -7,6 +7,7 @@
 #include <IOKit/IOKitLib.h>
 #include <IOKit/hid/IOHIDBase.h>
 
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -47,9 +48,18 @@ public:
     // or it does not parse.
     hid_device_elements* elements();
 
+    // Input reports for a callback that also takes their time stamp: the client
+    // calls a plain callback of the object's, which adds the time. The client has
+    // one input callback, so registering this or a plain one replaces the other.
+    void register_stamped_input(std::uint8_t* buffer, CFIndex length, IOHIDReportWithTimeStampCallback callback,
+                                void* context);
+
     std::string description() const override;
 
 private:
+    static void stamped_report_arrived(void* context, IOReturn result, void* sender, IOHIDReportType type,
+                                       std::uint32_t id, std::uint8_t* report, CFIndex length);
+
     io_service_t service_;
     std::shared_ptr<registry_entry> entry_;
     std::shared_ptr<hid_client> client_;
@@ -58,6 +68,8 @@ private:
     std::optional<bool> listen_access_;           // the user's answer, once asked
     std::once_flag elements_made_;
     std::unique_ptr<hid_device_elements> elements_;
+    IOHIDReportWithTimeStampCallback stamped_callback_ = nullptr;
+    void* stamped_context_ = nullptr;
 };
 
 // The device behind an IOHIDDeviceRef given to `function`, or nullptr after a

@@ -1,8 +1,9 @@
 // hid_element_values: what the kernel keeps of one client's elements: their last values and the value callback's queue.
 #include "sim/detail/hid/hid_element_values.hpp"
 
+#include "sim/detail/kernel/absolute_time.hpp"
+
 #include <algorithm>
-#include <chrono>
 
 namespace plinth::sim::detail {
 namespace {
@@ -24,9 +25,7 @@ bool of_report(hid_element_info const& element, IOHIDReportType type, std::uint3
 
 std::uint64_t hid_element_values::now()
 {
-    return static_cast<std::uint64_t>(
-        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now().time_since_epoch())
-            .count());
+    return absolute_time_now();
 }
 
 void hid_element_values::attach(std::shared_ptr<hid_element_layout const> layout)

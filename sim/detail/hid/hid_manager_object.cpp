@@ -3,6 +3,7 @@
 
 #include "sim/detail/cf/cf_type_registry.hpp"
 #include "sim/detail/diagnostics/misuse_reports.hpp"
+#include "sim/detail/kernel/absolute_time.hpp"
 
 #include <IOKit/IOMessage.h>
 #include <IOKit/hid/IOHIDDevice.h>
@@ -10,7 +11,6 @@
 #include <IOKit/hid/IOHIDManager.h>
 
 #include <algorithm>
-#include <ctime>
 #include <utility>
 
 namespace plinth::sim::detail {
@@ -27,15 +27,6 @@ CFIndex max_input_report_size(IOHIDDeviceRef device)
         CFNumberGetValue(static_cast<CFNumberRef>(value), kCFNumberCFIndexType, &size) == 0 || size <= 0)
         return default_report_buffer_size;
     return size;
-}
-
-// A report's time stamp in the machine's absolute time: nanoseconds, which is how
-// an Intel Mac counts it.
-std::uint64_t absolute_time_now()
-{
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000'000u + static_cast<std::uint64_t>(now.tv_nsec);
 }
 
 void copy_pair(void const* key, void const* value, void* into)
