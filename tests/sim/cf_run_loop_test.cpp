@@ -22,13 +22,6 @@ using clock_type = std::chrono::steady_clock;
 // the fixture counts CF objects.
 using cf_run_loop_test = plinth::testing::sim_test;
 
-template <typename Body>
-void on_new_thread(Body body)
-{
-    std::thread thread(body);
-    thread.join();
-}
-
 // A thread that publishes its loop, then runs `body` on it.
 class loop_thread
 {
@@ -65,7 +58,7 @@ double seconds_since(clock_type::time_point start)
 TEST_F(cf_run_loop_test, an_empty_or_absent_mode_finishes_at_once)
 {
     source_probe probe;
-    on_new_thread([&] {
+    on_a_thread_of_its_own([&] {
         auto const start = clock_type::now();
         EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, 10, false), kCFRunLoopRunFinished);
         EXPECT_EQ(CFRunLoopRunInMode(CFSTR("no such mode"), 10, false), kCFRunLoopRunFinished);
@@ -88,7 +81,7 @@ TEST_F(cf_run_loop_test, an_empty_or_absent_mode_finishes_at_once)
 TEST_F(cf_run_loop_test, times_out_after_a_single_pass_or_at_the_deadline_whatever_came_before_the_run)
 {
     source_probe probe;
-    on_new_thread([&] {
+    on_a_thread_of_its_own([&] {
         CFRunLoopSourceRef source = make_source(probe);
         CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
 
@@ -113,7 +106,7 @@ TEST_F(cf_run_loop_test, times_out_after_a_single_pass_or_at_the_deadline_whatev
 TEST_F(cf_run_loop_test, return_after_source_handled_runs_one_source_and_returns)
 {
     source_probe first, second;
-    on_new_thread([&] {
+    on_a_thread_of_its_own([&] {
         std::vector<int> log;
         first.log = second.log = &log;
         first.tag = 1;
@@ -138,7 +131,7 @@ TEST_F(cf_run_loop_test, return_after_source_handled_runs_one_source_and_returns
 TEST_F(cf_run_loop_test, ready_sources_run_by_ascending_order)
 {
     source_probe probes[4];
-    on_new_thread([&] {
+    on_a_thread_of_its_own([&] {
         std::vector<int> log;
         CFIndex const orders[4] = {5, -1, 3, 3};
         CFRunLoopSourceRef sources[4];
@@ -285,7 +278,7 @@ TEST_F(cf_run_loop_test, a_signal_and_wake_up_from_another_thread_performs_on_th
 TEST_F(cf_run_loop_test, schedule_and_cancel_callouts_name_the_loop_and_mode_until_the_thread_ends)
 {
     source_probe probe;
-    on_new_thread([&] {
+    on_a_thread_of_its_own([&] {
         CFRunLoopSourceRef source = make_source(probe);
         CFRunLoopRef loop = CFRunLoopGetCurrent();
         CFRunLoopAddSource(loop, source, CFSTR("named"));
@@ -321,7 +314,7 @@ TEST_F(cf_run_loop_test, an_invalidated_source_leaves_every_loop_and_ignores_sig
 {
     source_probe probe;
     CFRunLoopSourceRef source = make_source(probe);
-    on_new_thread([&] {
+    on_a_thread_of_its_own([&] {
         CFRunLoopRef loop = CFRunLoopGetCurrent();
         CFRunLoopAddSource(loop, source, kCFRunLoopDefaultMode);
         CFRunLoopAddSource(loop, source, CFSTR("named"));
@@ -347,7 +340,7 @@ TEST_F(cf_run_loop_test, the_source_retains_and_releases_its_info)
     source_probe probe;
     CFRunLoopSourceRef source = make_source(probe);
     EXPECT_EQ(probe.retains, 1);
-    on_new_thread([&] {
+    on_a_thread_of_its_own([&] {
         CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
         CFRelease(source);
         EXPECT_EQ(probe.releases, 0) << "the loop still holds the source";
@@ -363,7 +356,7 @@ TEST_F(cf_run_loop_test, a_perform_may_invalidate_release_and_stop)
 {
     source_probe probe;
     source_probe keeper;
-    on_new_thread([&] {
+    on_a_thread_of_its_own([&] {
         static CFRunLoopSourceRef own = nullptr;
         own = make_source(probe);
         probe.on_perform = [](source_probe&) {
@@ -384,7 +377,7 @@ TEST_F(cf_run_loop_test, a_perform_may_invalidate_release_and_stop)
 TEST_F(cf_run_loop_test, copies_the_mode_of_the_running_loop)
 {
     source_probe probe;
-    on_new_thread([&] {
+    on_a_thread_of_its_own([&] {
         static CFStringRef seen = nullptr;
         probe.on_perform = [](source_probe&) { seen = CFRunLoopCopyCurrentMode(CFRunLoopGetCurrent()); };
         CFRunLoopSourceRef source = make_source(probe);

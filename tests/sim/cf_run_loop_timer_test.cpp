@@ -1,5 +1,6 @@
 // Tests of the simulated CFRunLoopTimer: firing on the loop's thread in its modes, repeating without bursts,
 // waking a waiting loop when added or moved, invalidation and the release of its info, and misuse.
+#include "sim/run_loop_support.hpp"
 #include "support/sim_test.hpp"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -11,17 +12,11 @@
 namespace {
 
 using namespace std::chrono_literals;
+using plinth::testing::run_loop::on_a_thread_of_its_own;
 
 // Every loop lives on a thread of its own, which ends (and frees its loop) before
 // the fixture counts CF objects.
 using cf_run_loop_timer_test = plinth::testing::sim_test;
-
-template <typename Body>
-void on_new_thread(Body body)
-{
-    std::thread thread(body);
-    thread.join();
-}
 
 // What a timer's callout saw, and how often its info was retained and released.
 struct timer_probe
@@ -60,7 +55,7 @@ CFRunLoopTimerRef make_timer(timer_probe& probe, CFAbsoluteTime fire_date, CFTim
 TEST_F(cf_run_loop_timer_test, a_one_shot_timer_fires_once_on_the_loop_thread_then_is_invalid_and_the_run_finishes)
 {
     timer_probe probe;
-    on_new_thread([&] {
+    on_a_thread_of_its_own([&] {
         auto const due = CFAbsoluteTimeGetCurrent() + 0.02;
         CFRunLoopTimerRef timer = make_timer(probe, due);
         EXPECT_FALSE(CFRunLoopTimerDoesRepeat(timer));
@@ -88,7 +83,7 @@ TEST_F(cf_run_loop_timer_test, a_one_shot_timer_fires_once_on_the_loop_thread_th
 TEST_F(cf_run_loop_timer_test, a_repeating_timer_behind_its_schedule_fires_once_and_skips_what_it_missed)
 {
     timer_probe probe;
-    on_new_thread([&] {
+    on_a_thread_of_its_own([&] {
         auto const start = CFAbsoluteTimeGetCurrent() - 5.5;
         CFRunLoopTimerRef timer = make_timer(probe, start, 1.0);
         CFRunLoopAddTimer(CFRunLoopGetCurrent(), timer, kCFRunLoopDefaultMode);
@@ -114,7 +109,7 @@ TEST_F(cf_run_loop_timer_test, due_timers_fire_by_date_then_order_and_do_not_end
     a.on_fire = [](CFRunLoopTimerRef, timer_probe&) { fired.push_back(1); };
     b.on_fire = [](CFRunLoopTimerRef, timer_probe&) { fired.push_back(2); };
     c.on_fire = [](CFRunLoopTimerRef, timer_probe&) { fired.push_back(3); };
-    on_new_thread([&] {
+    on_a_thread_of_its_own([&] {
         auto const now = CFAbsoluteTimeGetCurrent();
         CFRunLoopTimerRef late = make_timer(a, now - 1, 0, 0);
         CFRunLoopTimerRef early_second = make_timer(b, now - 2, 0, 5);
@@ -134,7 +129,7 @@ TEST_F(cf_run_loop_timer_test, due_timers_fire_by_date_then_order_and_do_not_end
 TEST_F(cf_run_loop_timer_test, fires_only_in_its_modes_and_the_common_modes_include_those_added_later)
 {
     timer_probe probe;
-    on_new_thread([&] {
+    on_a_thread_of_its_own([&] {
         CFRunLoopRef loop = CFRunLoopGetCurrent();
         CFRunLoopTimerRef timer = make_timer(probe, CFAbsoluteTimeGetCurrent() - 1, 10);
         CFRunLoopAddTimer(loop, timer, kCFRunLoopCommonModes);
@@ -197,7 +192,7 @@ TEST_F(cf_run_loop_timer_test, a_sleeping_loop_wakes_for_a_timer_added_or_moved_
 TEST_F(cf_run_loop_timer_test, a_callout_may_invalidate_its_timer_and_a_timer_belongs_to_one_loop)
 {
     timer_probe probe;
-    on_new_thread([&] {
+    on_a_thread_of_its_own([&] {
         static CFRunLoopTimerRef own = nullptr;
         own = make_timer(probe, CFAbsoluteTimeGetCurrent() - 1, 0.001);
         probe.on_fire = [](CFRunLoopTimerRef timer, timer_probe&) {
@@ -206,7 +201,7 @@ TEST_F(cf_run_loop_timer_test, a_callout_may_invalidate_its_timer_and_a_timer_be
             CFRelease(timer);
         };
         CFRunLoopAddTimer(CFRunLoopGetCurrent(), own, kCFRunLoopDefaultMode);
-        on_new_thread([&] {
+        on_a_thread_of_its_own([&] {
             CFRunLoopAddTimer(CFRunLoopGetCurrent(), own, kCFRunLoopDefaultMode);
             EXPECT_FALSE(CFRunLoopContainsTimer(CFRunLoopGetCurrent(), own, kCFRunLoopDefaultMode));
         });
@@ -215,7 +210,7 @@ TEST_F(cf_run_loop_timer_test, a_callout_may_invalidate_its_timer_and_a_timer_be
     });
     EXPECT_EQ(probe.releases, 1);
 
-    on_new_thread([] {
+    on_a_thread_of_its_own([] {
         CFRunLoopTimerRef timer = CFRunLoopTimerCreate(kCFAllocatorDefault, 0, 0, 0, 0, nullptr, nullptr);
         CFRunLoopTimerInvalidate(timer);
         CFRunLoopAddTimer(CFRunLoopGetCurrent(), timer, kCFRunLoopDefaultMode);
@@ -226,7 +221,7 @@ TEST_F(cf_run_loop_timer_test, a_callout_may_invalidate_its_timer_and_a_timer_be
 
 TEST_F(cf_run_loop_timer_test, misuse_is_reported_and_the_call_does_nothing)
 {
-    on_new_thread([] {
+    on_a_thread_of_its_own([] {
         CFRunLoopAddTimer(CFRunLoopGetCurrent(), nullptr, kCFRunLoopDefaultMode);
         EXPECT_EQ(CFRunLoopTimerGetNextFireDate(nullptr), 0.0);
         CFRunLoopTimerContext versioned{1, nullptr, nullptr, nullptr, nullptr};

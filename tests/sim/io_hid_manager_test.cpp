@@ -26,6 +26,7 @@ using plinth::testing::io::cf;
 using plinth::testing::io::string;
 using plinth::testing::run_loop::eventually;
 using plinth::testing::run_loop::loop_runner;
+using plinth::testing::run_loop::on_a_thread_of_its_own;
 
 using io_hid_manager_test = plinth::testing::threaded_sim_test;
 
@@ -110,14 +111,6 @@ std::uint64_t id_of(IOHIDDeviceRef device)
     std::uint64_t id = 0;
     IORegistryEntryGetRegistryEntryID(IOHIDDeviceGetService(device), &id);
     return id;
-}
-
-// Runs `body` on a thread of its own, whose run loop goes with it: a test that
-// uses the current thread's loop leaves no CF object behind.
-template <typename Body>
-void on_a_thread_of_its_own(Body&& body)
-{
-    std::thread(std::forward<Body>(body)).join();
 }
 
 // Runs the calling thread's loop in the default mode until it has nothing to do.

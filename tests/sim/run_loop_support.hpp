@@ -9,6 +9,7 @@
 #include <future>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 // Version-0 sources for the run-loop, notification and HID tests, each recording
@@ -32,6 +33,14 @@ struct source_probe
     std::vector<int>* log = nullptr;
     int tag = 0;
 };
+
+// Runs `body` on a thread of its own, whose run loop goes with it: a test that
+// uses the current thread's loop leaves no CF object behind.
+template <typename Body>
+void on_a_thread_of_its_own(Body&& body)
+{
+    std::thread(std::forward<Body>(body)).join();
+}
 
 inline CFRunLoopSourceRef make_source(source_probe& probe, CFIndex order = 0)
 {
