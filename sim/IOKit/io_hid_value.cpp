@@ -3,6 +3,7 @@
 
 #include "sim/detail/cf/cf_checked.hpp"
 #include "sim/detail/cf/cf_lifetime.hpp"
+#include "sim/detail/cf/cf_range_check.hpp"
 #include "sim/detail/diagnostics/misuse_reports.hpp"
 #include "sim/detail/hid/hid_element_object.hpp"
 #include "sim/detail/hid/hid_value_object.hpp"
@@ -27,14 +28,6 @@ bool valid_element(IOHIDElementRef element, char const* function)
     return plinth::sim::detail::cf_checked<hid_element_object>(element, function) != nullptr;
 }
 
-bool valid_bytes(uint8_t const* bytes, CFIndex length, char const* function)
-{
-    if (length >= 0 && (bytes != nullptr || length == 0))
-        return true;
-    plinth::sim::detail::report_misuse(std::string(function) + ": bytes is NULL or length negative");
-    return false;
-}
-
 } // namespace
 
 extern "C" {
@@ -56,7 +49,8 @@ IOHIDValueRef IOHIDValueCreateWithBytes(CFAllocatorRef, IOHIDElementRef element,
                                         const uint8_t* bytes, CFIndex length)
 {
     if (!valid_element(element, "IOHIDValueCreateWithBytes") ||
-        !valid_bytes(bytes, length, "IOHIDValueCreateWithBytes"))
+        !plinth::sim::detail::cf_input_valid(bytes != nullptr, length, "IOHIDValueCreateWithBytes",
+                                             "no bytes or a negative length"))
         return nullptr;
     return cf_ref<IOHIDValueRef>(
         make_cf_object<hid_value_object>(element, timeStamp, std::vector<std::uint8_t>(bytes, bytes + length)));
@@ -66,7 +60,8 @@ IOHIDValueRef IOHIDValueCreateWithBytesNoCopy(CFAllocatorRef, IOHIDElementRef el
                                               const uint8_t* bytes, CFIndex length)
 {
     if (!valid_element(element, "IOHIDValueCreateWithBytesNoCopy") ||
-        !valid_bytes(bytes, length, "IOHIDValueCreateWithBytesNoCopy"))
+        !plinth::sim::detail::cf_input_valid(bytes != nullptr, length, "IOHIDValueCreateWithBytesNoCopy",
+                                             "no bytes or a negative length"))
         return nullptr;
     return cf_ref<IOHIDValueRef>(make_cf_object<hid_value_object>(element, timeStamp, bytes, length));
 }

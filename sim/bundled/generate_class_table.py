@@ -208,7 +208,7 @@ def write_source(table, path):
 namespace plinth::sim::detail {{
 namespace {{
 
-constexpr class_link links[] = {{
+constexpr class_link known_links[] = {{
 {rows}
 }};
 
@@ -216,7 +216,7 @@ constexpr class_link links[] = {{
 
 std::span<class_link const> builtin_class_links() noexcept
 {{
-    return links;
+    return known_links;
 }}
 
 }} // namespace plinth::sim::detail

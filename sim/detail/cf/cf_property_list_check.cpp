@@ -15,11 +15,11 @@ namespace plinth::sim::detail {
 
 namespace {
 
-constexpr int max_depth = 512;
+constexpr int max_nesting = 512;
 
 bool is_valid(CFTypeRef object, CFPropertyListFormat format, int depth)
 {
-    if (object == nullptr || depth > max_depth)
+    if (object == nullptr || depth > max_nesting)
         return false;
     auto const type = CFGetTypeID(object);
     if (type == CFStringGetTypeID() || type == CFDataGetTypeID())

@@ -14,31 +14,32 @@
 namespace plinth::sim::detail {
 namespace {
 
-using info = hid_element_info;
-
 // The keys matching compares, and what each compares with. Other keys are ignored.
 struct matching_key
 {
     char const* name;
-    std::function<bool(info const&, std::int64_t)> accepts;
+    std::function<bool(hid_element_info const&, std::int64_t)> accepts;
 };
 
 std::array<matching_key, 12> const& matching_keys()
 {
     static std::array<matching_key, 12> const keys{{
-        {kIOHIDElementCookieKey, [](info const& e, std::int64_t v) { return e.cookie == v; }},
-        {kIOHIDElementTypeKey, [](info const& e, std::int64_t v) { return e.type == v; }},
-        {kIOHIDElementUsageKey, [](info const& e, std::int64_t v) { return e.usage == v; }},
-        {kIOHIDElementUsagePageKey, [](info const& e, std::int64_t v) { return e.usage_page == v; }},
-        {kIOHIDElementUnitKey, [](info const& e, std::int64_t v) { return e.unit == v; }},
-        {kIOHIDElementUnitExponentKey, [](info const& e, std::int64_t v) { return (e.unit_exponent & 0xF) == v; }},
-        {kIOHIDElementReportIDKey, [](info const& e, std::int64_t v) { return e.report_id == v; }},
+        {kIOHIDElementCookieKey, [](hid_element_info const& e, std::int64_t v) { return e.cookie == v; }},
+        {kIOHIDElementTypeKey, [](hid_element_info const& e, std::int64_t v) { return e.type == v; }},
+        {kIOHIDElementUsageKey, [](hid_element_info const& e, std::int64_t v) { return e.usage == v; }},
+        {kIOHIDElementUsagePageKey, [](hid_element_info const& e, std::int64_t v) { return e.usage_page == v; }},
+        {kIOHIDElementUnitKey, [](hid_element_info const& e, std::int64_t v) { return e.unit == v; }},
+        {kIOHIDElementUnitExponentKey,
+         [](hid_element_info const& e, std::int64_t v) { return (e.unit_exponent & 0xF) == v; }},
+        {kIOHIDElementReportIDKey, [](hid_element_info const& e, std::int64_t v) { return e.report_id == v; }},
         {kIOHIDElementCollectionTypeKey,
-         [](info const& e, std::int64_t v) { return e.type == kIOHIDElementTypeCollection && e.collection_type == v; }},
-        {kIOHIDElementUsageMinKey, [](info const& e, std::int64_t v) { return e.usage >= v; }},
-        {kIOHIDElementUsageMaxKey, [](info const& e, std::int64_t v) { return e.usage <= v; }},
-        {kIOHIDElementCookieMinKey, [](info const& e, std::int64_t v) { return e.cookie >= v; }},
-        {kIOHIDElementCookieMaxKey, [](info const& e, std::int64_t v) { return e.cookie <= v; }},
+         [](hid_element_info const& e, std::int64_t v) {
+             return e.type == kIOHIDElementTypeCollection && e.collection_type == v;
+         }},
+        {kIOHIDElementUsageMinKey, [](hid_element_info const& e, std::int64_t v) { return e.usage >= v; }},
+        {kIOHIDElementUsageMaxKey, [](hid_element_info const& e, std::int64_t v) { return e.usage <= v; }},
+        {kIOHIDElementCookieMinKey, [](hid_element_info const& e, std::int64_t v) { return e.cookie >= v; }},
+        {kIOHIDElementCookieMaxKey, [](hid_element_info const& e, std::int64_t v) { return e.cookie <= v; }},
     }};
     return keys;
 }
@@ -52,7 +53,7 @@ hid_device_elements::hid_device_elements(IOHIDDeviceRef device, std::shared_ptr<
     elements_.reserve(list.size());
     for (auto const& e : list)
     {
-        std::shared_ptr<info const> const one(layout_, &e);
+        std::shared_ptr<hid_element_info const> const one(layout_, &e);
         elements_.push_back(cf_ref<IOHIDElementRef>(make_cf_object<hid_element_object>(one, device)));
     }
     for (auto const& e : list)

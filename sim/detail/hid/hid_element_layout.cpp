@@ -12,7 +12,6 @@ namespace {
 using apple::hid_collection;
 using apple::hid_field;
 using apple::hid_report_type;
-using info = hid_element_info;
 
 constexpr std::uint32_t array_usage_id = 0xFFFFFFFF;
 
@@ -62,10 +61,10 @@ std::int64_t item_at(std::span<std::uint8_t const> report, std::uint32_t offset,
 }
 
 // The element fields a descriptor field gives all its elements.
-info from_field(hid_field const& field, bool numbered, bool button)
+hid_element_info from_field(hid_field const& field, bool numbered, bool button)
 {
-    info element;
-    element.what = info::kind::data;
+    hid_element_info element;
+    element.what = hid_element_info::kind::data;
     element.type = element_type(field.type, button);
     element.report_id = field.report_id;
     element.report_size = field.bit_size;
@@ -86,14 +85,14 @@ info from_field(hid_field const& field, bool numbered, bool button)
     return element;
 }
 
-void add_usage(info& element, std::uint32_t extended)
+void add_usage(hid_element_info& element, std::uint32_t extended)
 {
     element.usage_page = extended >> 16;
     element.usage = extended & 0xFFFF;
 }
 
 // An array field: its own element, then one per usage its logical range can select.
-void add_array(std::vector<info>& out, hid_field const& field, bool numbered)
+void add_array(std::vector<hid_element_info>& out, hid_field const& field, bool numbered)
 {
     auto array = from_field(field, numbered, true);
     array.is_array = true;
@@ -111,7 +110,7 @@ void add_array(std::vector<info>& out, hid_field const& field, bool numbered)
         for (std::uint64_t u = range.first; u <= range.last && position < slots; ++u, ++position)
         {
             auto element = from_field(field, numbered, true);
-            element.what = info::kind::array_usage;
+            element.what = hid_element_info::kind::array_usage;
             add_usage(element, static_cast<std::uint32_t>(u));
             element.flags |= kIOHIDElementFlagsVariableMask;
             element.report_count = field.count;
@@ -123,7 +122,7 @@ void add_array(std::vector<info>& out, hid_field const& field, bool numbered)
         }
 }
 
-void add_field(std::vector<info>& out, hid_field const& field, bool numbered, bool buttons)
+void add_field(std::vector<hid_element_info>& out, hid_field const& field, bool numbered, bool buttons)
 {
     if (field.is_padding() || field.count == 0 || is_button(field) != buttons)
         return;
@@ -159,14 +158,14 @@ void add_field(std::vector<info>& out, hid_field const& field, bool numbered, bo
 hid_element_layout::hid_element_layout(apple::hid_report_descriptor const& descriptor)
 {
     // The kernel's root: a virtual collection that holds the top-level ones.
-    info root;
-    root.what = info::kind::collection;
+    hid_element_info root;
+    root.what = hid_element_info::kind::collection;
     root.is_virtual = true;
     elements_.push_back(root);
     for (auto const& c : descriptor.collections())
     {
-        info element;
-        element.what = info::kind::collection;
+        hid_element_info element;
+        element.what = hid_element_info::kind::collection;
         element.collection_type = c.type;
         add_usage(element, c.usage.extended());
         element.parent = c.parent == hid_collection::no_parent ? 0 : static_cast<std::uint32_t>(c.parent + 1);
@@ -181,8 +180,8 @@ hid_element_layout::hid_element_layout(apple::hid_report_descriptor const& descr
     }
     for (auto const id : ids)
     {
-        info element;
-        element.what = info::kind::null_placeholder;
+        hid_element_info element;
+        element.what = hid_element_info::kind::null_placeholder;
         element.type = kIOHIDElementTypeInput_NULL;
         element.report_id = id;
         element.parent = 0;
@@ -200,8 +199,8 @@ hid_element_layout::hid_element_layout(apple::hid_report_descriptor const& descr
     for (auto const& r : descriptor.reports())
         if (r.type == hid_report_type::input)
         {
-            info element;
-            element.what = info::kind::report_handler;
+            hid_element_info element;
+            element.what = hid_element_info::kind::report_handler;
             element.type = kIOHIDElementTypeInput_Misc;
             element.report_id = r.id;
             element.bit_length = static_cast<std::uint32_t>(r.byte_size() * 8);
@@ -241,7 +240,7 @@ std::vector<std::uint8_t> hid_element_layout::read(hid_element_info const& eleme
                                                    std::span<std::uint8_t const> report)
 {
     std::vector<std::uint8_t> value(element.byte_length(), 0);
-    if (element.what == info::kind::array_usage)
+    if (element.what == hid_element_info::kind::array_usage)
     {
         for (std::uint32_t i = 0; i < element.report_count; ++i)
             if (item_at(report, element.bit_offset + i * element.report_size, element.report_size,
@@ -265,7 +264,7 @@ void hid_element_layout::write(hid_element_info const& element, std::span<std::u
         auto const mask = static_cast<std::uint8_t>(1U << (bit % 8));
         report[byte] = static_cast<std::uint8_t>(on ? report[byte] | mask : report[byte] & ~mask);
     };
-    if (element.what == info::kind::array_usage)
+    if (element.what == hid_element_info::kind::array_usage)
     {
         // Held: the first empty item (or one that holds it already) selects it;
         // released: every item that selects it becomes empty.

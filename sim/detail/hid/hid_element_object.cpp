@@ -14,12 +14,12 @@
 namespace plinth::sim::detail {
 namespace {
 
-CFTypeRef number(std::int64_t value)
+CFTypeRef cf_integer(std::int64_t value)
 {
     return CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value);
 }
 
-CFTypeRef boolean(bool value)
+CFTypeRef cf_flag(bool value)
 {
     return CFRetain(value ? kCFBooleanTrue : kCFBooleanFalse);
 }
@@ -131,51 +131,51 @@ CFTypeRef hid_element_object::standard_property(std::string const& key) const
     auto const& e = *info_;
     bool const data = e.type != kIOHIDElementTypeCollection;
     if (key == kIOHIDElementCookieKey)
-        return number(e.cookie);
+        return cf_integer(e.cookie);
     if (key == kIOHIDElementTypeKey)
-        return number(e.type);
+        return cf_integer(e.type);
     if (key == kIOHIDElementUsageKey)
-        return number(e.usage);
+        return cf_integer(e.usage);
     if (key == kIOHIDElementUsagePageKey)
-        return number(e.usage_page);
+        return cf_integer(e.usage_page);
     if (key == kIOHIDElementReportIDKey)
-        return number(e.report_id);
+        return cf_integer(e.report_id);
     if (key == kIOHIDElementCollectionTypeKey)
-        return data ? nullptr : number(e.collection_type);
+        return data ? nullptr : cf_integer(e.collection_type);
     if (!data)
         return nullptr;
     if (key == kIOHIDElementSizeKey)
-        return number(std::int64_t{e.report_size} * e.report_count);
+        return cf_integer(std::int64_t{e.report_size} * e.report_count);
     if (key == kIOHIDElementReportSizeKey)
-        return number(e.report_size);
+        return cf_integer(e.report_size);
     if (key == kIOHIDElementReportCountKey)
-        return number(e.report_count);
+        return cf_integer(e.report_count);
     if (key == kIOHIDElementFlagsKey)
-        return number(e.flags);
+        return cf_integer(e.flags);
     if (key == kIOHIDElementMinKey)
-        return number(e.logical_min);
+        return cf_integer(e.logical_min);
     if (key == kIOHIDElementMaxKey)
-        return number(e.logical_max);
+        return cf_integer(e.logical_max);
     if (key == kIOHIDElementScaledMinKey)
-        return number(e.physical_min);
+        return cf_integer(e.physical_min);
     if (key == kIOHIDElementScaledMaxKey)
-        return number(e.physical_max);
+        return cf_integer(e.physical_max);
     if (key == kIOHIDElementUnitKey)
-        return number(e.unit);
+        return cf_integer(e.unit);
     if (key == kIOHIDElementUnitExponentKey)
-        return number(e.unit_exponent & 0xF);
+        return cf_integer(e.unit_exponent & 0xF);
     if (key == kIOHIDElementIsArrayKey)
-        return boolean((e.flags & kIOHIDElementFlagsVariableMask) == 0);
+        return cf_flag((e.flags & kIOHIDElementFlagsVariableMask) == 0);
     if (key == kIOHIDElementIsRelativeKey)
-        return boolean((e.flags & kIOHIDElementFlagsRelativeMask) != 0);
+        return cf_flag((e.flags & kIOHIDElementFlagsRelativeMask) != 0);
     if (key == kIOHIDElementIsWrappingKey)
-        return boolean((e.flags & kIOHIDElementFlagsWrapMask) != 0);
+        return cf_flag((e.flags & kIOHIDElementFlagsWrapMask) != 0);
     if (key == kIOHIDElementIsNonLinearKey)
-        return boolean((e.flags & kIOHIDElementFlagsNonLinearMask) != 0);
+        return cf_flag((e.flags & kIOHIDElementFlagsNonLinearMask) != 0);
     if (key == kIOHIDElementHasPreferredStateKey)
-        return boolean((e.flags & kIOHIDElementFlagsNoPreferredMask) == 0);
+        return cf_flag((e.flags & kIOHIDElementFlagsNoPreferredMask) == 0);
     if (key == kIOHIDElementHasNullStateKey)
-        return boolean((e.flags & kIOHIDElementFlagsNullStateMask) != 0);
+        return cf_flag((e.flags & kIOHIDElementFlagsNullStateMask) != 0);
     return nullptr;
 }
 

@@ -13,7 +13,7 @@ namespace {
 
 // Bounds a walk up the first parents; planes cannot hold loops, but a bound costs
 // nothing and keeps a corrupt registry from hanging a caller.
-constexpr std::size_t max_depth = 4096;
+constexpr std::size_t max_path_depth = 4096;
 
 struct location_field
 {
@@ -104,7 +104,7 @@ std::optional<std::string> path_of(registry_model const& model, registry_entry c
     for (auto const* current = &entry; current != top;)
     {
         auto const parents = current->linked(plane, link_direction::parents);
-        if (parents.empty() || below_top.size() > max_depth)
+        if (parents.empty() || below_top.size() > max_path_depth)
             return std::nullopt;
         below_top.push_back(current);
         current = parents.front();

@@ -19,7 +19,7 @@ using property::set;
 
 namespace {
 
-constexpr std::string_view service_plane = "IOService";
+constexpr std::string_view matching_plane = "IOService";
 
 // Keys that choose and configure drivers rather than select services.
 constexpr std::array<std::string_view, 12> ignored_keys{"IOMatchCategory",
@@ -156,7 +156,7 @@ service_matcher::service_matcher(dictionary const& matching)
 
 bool service_matcher::names_match(registry_entry const& entry) const
 {
-    std::vector<std::string> known{entry.name(), entry.name_in_plane(service_plane)};
+    std::vector<std::string> known{entry.name(), entry.name_in_plane(matching_plane)};
     for (auto const* key : {"IOName", "name", "compatible"})
         for (auto& text : strings_of(entry.find_property(key)))
             known.push_back(std::move(text));
@@ -179,7 +179,7 @@ bool service_matcher::usage_matches(registry_entry const& entry, dictionary cons
 
 bool service_matcher::parent_matches(registry_model const& model, registry_entry const& entry) const
 {
-    return find_linked(entry, service_plane, link_direction::parents, [&](registry_entry const& ancestor) {
+    return find_linked(entry, matching_plane, link_direction::parents, [&](registry_entry const& ancestor) {
                return &ancestor != model.root().get() && parent_->matches(model, ancestor);
            }) != nullptr;
 }

@@ -16,14 +16,14 @@ std::string format_watch_event(watch_event const& event)
 
 nlohmann::ordered_json watch_event_to_json(watch_event const& event)
 {
-    nlohmann::ordered_json json;
-    json["time"] = utc_timestamp(event.time);
-    json["event"] = event.arrived ? "arrived" : "left";
-    json["class"] = event.class_name;
-    json["name"] = event.name;
-    json["id"] = format_entry_id(event.id);
-    json["path"] = event.path.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(event.path);
-    return json;
+    nlohmann::ordered_json object;
+    object["time"] = utc_timestamp(event.time);
+    object["event"] = event.arrived ? "arrived" : "left";
+    object["class"] = event.class_name;
+    object["name"] = event.name;
+    object["id"] = format_entry_id(event.id);
+    object["path"] = event.path.empty() ? nlohmann::ordered_json() : nlohmann::ordered_json(event.path);
+    return object;
 }
 
 } // namespace plinth::ioreg_tool
