@@ -19,7 +19,7 @@ function(plinth_setup_target target)
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/plinth_apple>)
   target_compile_features(${target} ${scope} cxx_std_20)
   if(PLINTH_UNITY_BUILD AND type MATCHES "^(STATIC|SHARED)_LIBRARY$")
-    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 16)
+    set_target_properties(${target} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE ${PLINTH_UNITY_BATCH_SIZE})
   endif()
 endfunction()
 
