@@ -26,10 +26,12 @@ hid_queue_object::hid_queue_object(IOHIDDeviceRef device, std::size_t depth, boo
     : cf_object(class_type_id(), false), device_(device)
 {
     CFRetain(device_);
-    // The source's info is the queue itself, unretained: the queue invalidates the
-    // source before it goes, as the manager does with its own.
+    // The source's info is its share of the callback slot, let go of when the
+    // source goes.
+    slot_->queue = cf_ref<IOHIDQueueRef>(this);
     CFRunLoopSourceContext context{};
-    context.info = this;
+    context.info = new std::shared_ptr<callback_slot>(slot_);
+    context.release = [](void const* info) { delete static_cast<std::shared_ptr<callback_slot> const*>(info); };
     context.perform = perform;
     source_ = CFRunLoopSourceCreate(kCFAllocatorDefault, 0, &context);
     // Announced from inside the client's report, under its lock: the queue's
@@ -43,6 +45,11 @@ hid_queue_object::hid_queue_object(IOHIDDeviceRef device, std::size_t depth, boo
 
 hid_queue_object::~hid_queue_object()
 {
+    {
+        std::lock_guard const lock(slot_->mutex);
+        slot_->callback = nullptr;
+        slot_->queue = nullptr;
+    }
     queue_->stop();
     device_object(device_).client().detach_queue(queue_.get());
     CFRunLoopSourceInvalidate(source_);
@@ -75,9 +82,9 @@ void hid_queue_object::unschedule(CFRunLoopRef loop, CFStringRef mode)
 
 void hid_queue_object::register_callback(IOHIDCallback callback, void* context)
 {
-    std::lock_guard const lock(mutex_);
-    callback_ = callback;
-    context_ = context;
+    std::lock_guard const lock(slot_->mutex);
+    slot_->callback = callback;
+    slot_->context = context;
 }
 
 IOHIDValueRef hid_queue_object::copy_next()
@@ -100,16 +107,18 @@ IOHIDValueRef hid_queue_object::value_of(hid_value_queue::entry const& entry) co
 
 void hid_queue_object::perform(void* info)
 {
-    auto* const self = static_cast<hid_queue_object*>(info);
+    auto& slot = **static_cast<std::shared_ptr<callback_slot>*>(info);
     IOHIDCallback callback = nullptr;
     void* context = nullptr;
+    IOHIDQueueRef queue = nullptr;
     {
-        std::lock_guard const lock(self->mutex_);
-        callback = self->callback_;
-        context = self->context_;
+        std::lock_guard const lock(slot.mutex);
+        callback = slot.callback;
+        context = slot.context;
+        queue = slot.queue;
     }
-    if (callback != nullptr)
-        callback(context, kIOReturnSuccess, cf_ref<IOHIDQueueRef>(self));
+    if (callback != nullptr && queue != nullptr)
+        callback(context, kIOReturnSuccess, queue);
 }
 
 } // namespace plinth::sim::detail

@@ -6,6 +6,7 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/hid/IOHIDBase.h>
+#include <IOKit/hid/IOHIDQueue.h>
 
 #include <chrono>
 #include <cstddef>
@@ -41,15 +42,25 @@ public:
     IOHIDValueRef copy_next_within(std::chrono::nanoseconds limit);
 
 private:
+    // The callback as the source's perform reads it. The source owns a share of
+    // it as its info, so a perform already running on a loop's thread while the
+    // queue is released on another still finds it there, and finds no callback
+    // once the queue has gone.
+    struct callback_slot
+    {
+        std::mutex mutex;
+        IOHIDCallback callback = nullptr;
+        void* context = nullptr;
+        IOHIDQueueRef queue = nullptr; // null once the queue is being destroyed
+    };
+
     static void perform(void* info);
     IOHIDValueRef value_of(hid_value_queue::entry const& entry) const;
 
     IOHIDDeviceRef const device_; // retained
     CFRunLoopSourceRef source_ = nullptr;
     std::shared_ptr<hid_value_queue> queue_;
-    mutable std::mutex mutex_;
-    IOHIDCallback callback_ = nullptr;
-    void* context_ = nullptr;
+    std::shared_ptr<callback_slot> slot_ = std::make_shared<callback_slot>();
 };
 
 } // namespace plinth::sim::detail
