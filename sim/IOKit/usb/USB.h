@@ -4,11 +4,11 @@
 
 // What user-space USB code needs apart from the plug-in interfaces: the classes to
 // match, how to build a control request, and the descriptors as they come off the
-// bus. The registry keys come with USBSpec.h.
+// bus. The registry keys come with usb_standard.h.
 
 #include <IOKit/IOReturn.h>
 #include <IOKit/IOTypes.h>
-#include <IOKit/usb/USBSpec.h>
+#include <IOKit/usb/usb_standard.h>
 #include <MacTypes.h>
 
 #ifdef __cplusplus

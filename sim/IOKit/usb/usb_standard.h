@@ -1,6 +1,6 @@
-// <IOKit/usb/USBSpec.h> as Apple declares it: the registry keys of USB entries and the standard numbers of USB requests, descriptors and device classes.
-#ifndef _USBSPEC_H
-#define _USBSPEC_H
+// The registry keys of USB entries and the standard numbers of USB requests, descriptors and device classes, as Apple declares them; programs include it under Apple's name for it, which the build makes.
+#ifndef _USB_STANDARD_H
+#define _USB_STANDARD_H
 
 // The names under which the USB family publishes a device's and an interface's
 // descriptor fields in the registry (which is why code that only reads properties,
