@@ -585,11 +585,16 @@ bool run_loop::contains_timer(run_loop_timer* timer, CFStringRef mode) const
 CFAbsoluteTime run_loop::next_timer_fire_date(CFStringRef mode) const
 {
     std::lock_guard guard(mutex());
-    auto it = modes_.find(key_of(mode));
-    CFAbsoluteTime earliest = 0;
-    if (it != modes_.end())
-        for (auto const* timer : it->second.timers)
-            if (timer->valid && (earliest == 0 || timer->next_fire < earliest))
+    return earliest_fire(key_of(mode)).value_or(0);
+}
+
+std::optional<CFAbsoluteTime> run_loop::earliest_fire(std::string const& mode) const
+{
+    auto found = modes_.find(mode);
+    std::optional<CFAbsoluteTime> earliest;
+    if (found != modes_.end())
+        for (auto const* timer : found->second.timers)
+            if (timer->valid && (!earliest || timer->next_fire < *earliest))
                 earliest = timer->next_fire;
     return earliest;
 }
@@ -684,20 +689,10 @@ void run_loop::fire_due_timers(lock& held, std::string const& mode)
 
 clock::time_point run_loop::wait_end(std::string const& mode, clock::time_point deadline) const
 {
-    auto found = modes_.find(mode);
-    if (found == modes_.end() || found->second.timers.empty())
+    auto const earliest = earliest_fire(mode);
+    if (!earliest)
         return deadline;
-    CFAbsoluteTime earliest = 0;
-    bool any = false;
-    for (auto const* timer : found->second.timers)
-        if (timer->valid && (!any || timer->next_fire < earliest))
-        {
-            earliest = timer->next_fire;
-            any = true;
-        }
-    if (!any)
-        return deadline;
-    auto const seconds = std::clamp(earliest - CFAbsoluteTimeGetCurrent(), 0.0, longest_wait_seconds);
+    auto const seconds = std::clamp(*earliest - CFAbsoluteTimeGetCurrent(), 0.0, longest_wait_seconds);
     auto const due = clock::now() + std::chrono::duration_cast<clock::duration>(std::chrono::duration<double>(seconds));
     return std::min(due, deadline);
 }

@@ -11,6 +11,7 @@
 #include <condition_variable>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -115,6 +116,8 @@ private:
     void remove_timer_locked(run_loop_timer* timer, std::string const& mode, release_list& released);
     static void* invalidate_locked(run_loop_timer* timer, release_list& released);
     void fire_due_timers(lock& held, std::string const& mode);
+    // The earliest next fire date of the mode's valid timers, if it has any.
+    std::optional<CFAbsoluteTime> earliest_fire(std::string const& mode) const;
     // When the wait of a run in `mode` that ends at `deadline` must end for a timer.
     std::chrono::steady_clock::time_point wait_end(std::string const& mode,
                                                    std::chrono::steady_clock::time_point deadline) const;
