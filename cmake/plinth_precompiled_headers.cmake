@@ -21,15 +21,12 @@
 #
 # g++ 12 and precompiled headers: with optimisation on, g++ keeps quiet about the
 # middle end's warnings on libstdc++'s inlined code when it parsed the header itself,
-# but reports them as the test's own when the code came from a precompiled header
-# (-Warray-bounds in std::string's operator+), and -Werror fails the build. So the
-# option defaults to ON with clang only, whose sanitizer builds, at -O0, also gain
-# the most from it.
-if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-  set(_plinth_pch_default ON)
-else()
-  set(_plinth_pch_default OFF)
-endif()
+# but reports them as the file's own when the code came from a precompiled header
+# (-Warray-bounds in std::string's operator+), and -Werror fails the build. So with
+# g++ a target precompiles only when it is compiled without optimisation: every
+# target in a Debug build, and the tests in any (plinth_unoptimized(), which the
+# tests use), where it halves their compile time.
+set(_plinth_pch_default ON)
 if(_plinth_pch_default AND CMAKE_CXX_COMPILER_LAUNCHER)
   list(GET CMAKE_CXX_COMPILER_LAUNCHER 0 _plinth_launcher)
   if(_plinth_launcher MATCHES "ccache")
@@ -52,7 +49,8 @@ option(PLINTH_PRECOMPILED_HEADERS
 # <target>'s own sources, when PLINTH_PRECOMPILED_HEADERS is on: for a library whose
 # files all parse the same heavy headers.
 function(plinth_target_precompiled_headers target)
-  if(NOT PLINTH_PRECOMPILED_HEADERS)
+  _plinth_gnu_optimizes(${target} optimized)
+  if(NOT PLINTH_PRECOMPILED_HEADERS OR optimized)
     return()
   endif()
   target_precompile_headers(${target} PRIVATE ${ARGN})
@@ -63,13 +61,15 @@ endfunction()
 # its own with an empty main() and the same usage requirements as its users, the
 # one that builds a precompiled header for several executables. An executable,
 # because GCC refuses a header precompiled with -fPIC (a library's) in a -fPIE
-# compilation (a program's).
+# compilation (a program's). It is compiled without optimisation, so its users
+# must be too (plinth_unoptimized()).
 function(plinth_precompiled_headers owner)
   set(source ${CMAKE_CURRENT_BINARY_DIR}/${owner}.cpp)
   file(CONFIGURE OUTPUT ${source}
     CONTENT "// ${owner}: builds the precompiled header that its users share; it runs nothing.\nint main() {}\n")
   add_executable(${owner} ${source})
   plinth_setup_target(${owner})
+  plinth_unoptimized(${owner})
   plinth_target_precompiled_headers(${owner} ${ARGN})
 endfunction()
 
@@ -79,7 +79,8 @@ endfunction()
 # the target's own is fine as long as no precompiled header reads it. Nothing when
 # PLINTH_PRECOMPILED_HEADERS is off.
 function(plinth_reuse_precompiled_headers target owner)
-  if(NOT PLINTH_PRECOMPILED_HEADERS)
+  _plinth_gnu_optimizes(${target} optimized)
+  if(NOT PLINTH_PRECOMPILED_HEADERS OR optimized)
     return()
   endif()
   target_precompile_headers(${target} REUSE_FROM ${owner})
@@ -90,4 +91,15 @@ endfunction()
 # two builds of it differ for ccache; the build system already knows when to rebuild it.
 function(_plinth_pch_without_timestamp target)
   target_compile_options(${target} PRIVATE "$<$<CXX_COMPILER_ID:Clang,AppleClang>:SHELL:-Xclang -fno-pch-timestamp>")
+endfunction()
+
+# Sets <out> when g++ compiles <target> with optimisation (see above).
+function(_plinth_gnu_optimizes target out)
+  get_target_property(unoptimized ${target} PLINTH_UNOPTIMIZED)
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND NOT unoptimized
+     AND NOT CMAKE_BUILD_TYPE MATCHES "^(Debug|)$")
+    set(${out} TRUE PARENT_SCOPE)
+  else()
+    set(${out} FALSE PARENT_SCOPE)
+  endif()
 endfunction()

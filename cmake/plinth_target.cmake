@@ -23,6 +23,14 @@ function(plinth_setup_target target)
   endif()
 endfunction()
 
+# plinth_unoptimized(<target>) compiles <target> without optimisation whatever the
+# build type: for the tests, where optimising was most of the compile time and made
+# no test better; the code they test is built as configured.
+function(plinth_unoptimized target)
+  target_compile_options(${target} PRIVATE $<$<CXX_COMPILER_ID:GNU,Clang,AppleClang>:-O0>)
+  set_target_properties(${target} PROPERTIES PLINTH_UNOPTIMIZED ON)
+endfunction()
+
 # Installs the headers of a folder under include/plinth_apple/<folder>, keeping
 # the paths that sources use.
 function(plinth_install_headers folder)
