@@ -185,4 +185,20 @@ void CFArrayRemoveAllValues(CFMutableArrayRef theArray)
         array->clear();
 }
 
+// A stable sort, as Apple's merge sort is: values the comparator finds equal keep
+// their order.
+void CFArraySortValues(CFMutableArrayRef theArray, CFRange range, CFComparatorFunction comparator, void* context)
+{
+    auto* array = detail::cf_checked_mutable<cf_array>(theArray, "CFArraySortValues");
+    if (array == nullptr || !detail::cf_range_within(range, array->size(), "CFArraySortValues"))
+        return;
+    if (comparator == nullptr)
+    {
+        detail::report_misuse("CFArraySortValues: NULL comparator");
+        return;
+    }
+    array->sort(static_cast<std::size_t>(range.location), static_cast<std::size_t>(range.location + range.length),
+                comparator, context);
+}
+
 } // extern "C"

@@ -8,6 +8,8 @@
 #include "sim/detail/cf/cf_string.hpp"
 #include "sim/detail/cf/cf_type_registry.hpp"
 
+#include <cstdlib>
+
 namespace detail = plinth::sim::detail;
 
 extern "C" {
@@ -16,6 +18,36 @@ extern "C" {
 double kCFCoreFoundationVersionNumber = 1953.1;
 const CFAllocatorRef kCFAllocatorDefault = nullptr;
 const CFAllocatorRef kCFAllocatorSystemDefault = nullptr;
+
+// Every allocator is the system's: memory comes from malloc, as the default
+// allocator's does on a Mac.
+CFAllocatorRef CFAllocatorGetDefault(void)
+{
+    return kCFAllocatorDefault;
+}
+
+void* CFAllocatorAllocate(CFAllocatorRef, CFIndex size, CFOptionFlags)
+{
+    return size > 0 ? std::malloc(static_cast<std::size_t>(size)) : nullptr;
+}
+
+// As Apple's: NULL memory is allocated, a size of zero or less frees.
+void* CFAllocatorReallocate(CFAllocatorRef, void* ptr, CFIndex newsize, CFOptionFlags)
+{
+    if (ptr == nullptr)
+        return newsize > 0 ? std::malloc(static_cast<std::size_t>(newsize)) : nullptr;
+    if (newsize <= 0)
+    {
+        std::free(ptr);
+        return nullptr;
+    }
+    return std::realloc(ptr, static_cast<std::size_t>(newsize));
+}
+
+void CFAllocatorDeallocate(CFAllocatorRef, void* ptr)
+{
+    std::free(ptr);
+}
 
 CFTypeRef CFRetain(CFTypeRef cf)
 {

@@ -158,6 +158,11 @@ CF_EXPORT double kCFCoreFoundationVersionNumber;
 CF_EXPORT const CFAllocatorRef kCFAllocatorDefault;
 CF_EXPORT const CFAllocatorRef kCFAllocatorSystemDefault;
 
+CF_EXPORT CFAllocatorRef CFAllocatorGetDefault(void);
+CF_EXPORT void* CFAllocatorAllocate(CFAllocatorRef allocator, CFIndex size, CFOptionFlags hint);
+CF_EXPORT void* CFAllocatorReallocate(CFAllocatorRef allocator, void* ptr, CFIndex newsize, CFOptionFlags hint);
+CF_EXPORT void CFAllocatorDeallocate(CFAllocatorRef allocator, void* ptr);
+
 CF_EXPORT CFTypeRef CFRetain(CFTypeRef cf);
 CF_EXPORT void CFRelease(CFTypeRef cf);
 CF_EXPORT CFIndex CFGetRetainCount(CFTypeRef cf);

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <climits>
 #include <cstring>
+#include <vector>
 #include <span>
 #include <string>
 
@@ -301,6 +302,30 @@ CFRange CFStringFind(CFStringRef theString, CFStringRef stringToFind, CFStringCo
         if (std::size_t const at = backwards ? last - n : n; matches_at(at))
             return CFRange{static_cast<CFIndex>(at), static_cast<CFIndex>(find.size())};
     return not_found;
+}
+
+// The pieces between the separators, in order; a string without one is an array of
+// itself alone (the empty string too).
+CFArrayRef CFStringCreateArrayBySeparatingStrings(CFAllocatorRef, CFStringRef theString, CFStringRef separatorString)
+{
+    auto const* string = detail::cf_checked<cf_string>(theString, "CFStringCreateArrayBySeparatingStrings");
+    auto const* separator = detail::cf_checked<cf_string>(separatorString, "CFStringCreateArrayBySeparatingStrings");
+    if (string == nullptr || separator == nullptr)
+        return nullptr;
+    auto const& text = string->utf8();
+    auto const& between = separator->utf8();
+    std::vector<CFStringRef> pieces;
+    std::size_t from = 0;
+    // UTF-8 never matches in the middle of a character, so bytes split where units would.
+    for (std::size_t at; !between.empty() && (at = text.find(between, from)) != std::string::npos;
+         from = at + between.size())
+        pieces.push_back(detail::make_cf_string(text.substr(from, at - from)));
+    pieces.push_back(detail::make_cf_string(text.substr(from)));
+    auto const array = CFArrayCreate(kCFAllocatorDefault, reinterpret_cast<void const**>(pieces.data()),
+                                     static_cast<CFIndex>(pieces.size()), &kCFTypeArrayCallBacks);
+    for (auto const piece : pieces)
+        CFRelease(piece);
+    return array;
 }
 
 // As Apple's: leading white space, a sign and decimal digits; 0 when there are

@@ -87,6 +87,8 @@ CF_EXPORT CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEnco
 
 CF_EXPORT CFComparisonResult CFStringCompare(CFStringRef theString1, CFStringRef theString2,
                                              CFStringCompareFlags compareOptions);
+CF_EXPORT CFArrayRef CFStringCreateArrayBySeparatingStrings(CFAllocatorRef alloc, CFStringRef theString,
+                                                            CFStringRef separatorString);
 CF_EXPORT CFRange CFStringFind(CFStringRef theString, CFStringRef stringToFind, CFStringCompareFlags compareOptions);
 CF_EXPORT SInt32 CFStringGetIntValue(CFStringRef str);
 CF_EXPORT CFStringEncoding CFStringGetSystemEncoding(void);

@@ -133,4 +133,34 @@ TEST_F(cf_array_test, arrays_append_a_range_of_another_or_of_themselves)
     release_all(source, target);
 }
 
+// Sorting keeps equal values in their order (tens compared alone) and leaves
+// what lies outside the range, and a sort without a comparator is misuse.
+TEST_F(cf_array_test, sorting_a_range_is_stable_and_leaves_the_rest_in_place)
+{
+    CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
+    for (SInt32 value : {99, 31, 12, 30, 11, 0})
+    {
+        CFNumberRef number = create_number(value);
+        CFArrayAppendValue(array, number);
+        CFRelease(number);
+    }
+    auto const by_tens = [](void const* a, void const* b, void* calls) -> CFComparisonResult {
+        ++*static_cast<int*>(calls);
+        SInt32 x = 0;
+        SInt32 y = 0;
+        CFNumberGetValue(static_cast<CFNumberRef>(a), kCFNumberSInt32Type, &x);
+        CFNumberGetValue(static_cast<CFNumberRef>(b), kCFNumberSInt32Type, &y);
+        return x / 10 < y / 10 ? kCFCompareLessThan : (x / 10 > y / 10 ? kCFCompareGreaterThan : kCFCompareEqualTo);
+    };
+    int calls = 0;
+    CFArraySortValues(array, CFRangeMake(1, 4), by_tens, &calls);
+    EXPECT_GT(calls, 0) << "the context reaches the comparator";
+    EXPECT_EQ(numbers_in(array), (std::vector<SInt32>{99, 12, 11, 31, 30, 0}));
+    CFArraySortValues(array, CFRangeMake(0, 6), nullptr, nullptr);
+    CFArraySortValues(array, CFRangeMake(2, 5), by_tens, &calls);
+    EXPECT_EQ(take_misuse_reports().size(), 2u);
+    EXPECT_EQ(numbers_in(array), (std::vector<SInt32>{99, 12, 11, 31, 30, 0}));
+    CFRelease(array);
+}
+
 } // namespace

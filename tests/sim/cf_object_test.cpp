@@ -4,6 +4,8 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <cstring>
+
 #include <string>
 #include <thread>
 #include <vector>
@@ -128,6 +130,22 @@ TEST_F(cf_object_test, retain_and_release_are_safe_across_threads)
     });
     EXPECT_EQ(CFGetRetainCount(number), 1);
     CFRelease(number);
+}
+
+// Allocators hand out the C library's memory: what one allocates, free() could
+// release, and a reallocation to zero frees.
+TEST_F(cf_object_test, the_default_allocator_allocates_reallocates_and_frees)
+{
+    CFAllocatorRef const allocator = CFAllocatorGetDefault();
+    EXPECT_EQ(CFAllocatorAllocate(allocator, 0, 0), nullptr);
+    auto* bytes = static_cast<char*>(CFAllocatorAllocate(allocator, 4, 0));
+    ASSERT_NE(bytes, nullptr);
+    std::memcpy(bytes, "abc", 4);
+    bytes = static_cast<char*>(CFAllocatorReallocate(allocator, bytes, 4096, 0));
+    ASSERT_NE(bytes, nullptr);
+    EXPECT_STREQ(bytes, "abc");
+    EXPECT_EQ(CFAllocatorReallocate(kCFAllocatorSystemDefault, bytes, 0, 0), nullptr);
+    CFAllocatorDeallocate(allocator, CFAllocatorAllocate(allocator, 16, 0));
 }
 
 } // namespace

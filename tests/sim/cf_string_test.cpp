@@ -144,6 +144,26 @@ TEST_F(cf_string_test, find_gives_the_first_or_last_place_in_utf16_units_and_anc
     CFRelease(text);
 }
 
+TEST_F(cf_string_test, separating_gives_the_pieces_between_separators_and_a_string_without_one_alone)
+{
+    auto const pieces = [](CFStringRef text, CFStringRef separator) {
+        std::vector<std::string> result;
+        CFArrayRef array = CFStringCreateArrayBySeparatingStrings(nullptr, text, separator);
+        for (CFIndex i = 0; i < CFArrayGetCount(array); ++i)
+            result.push_back(c_string(static_cast<CFStringRef>(CFArrayGetValueAtIndex(array, i))));
+        CFRelease(array);
+        return result;
+    };
+    using texts = std::vector<std::string>;
+    EXPECT_EQ(pieces(CFSTR("/dev/cu.usbserial-A50285BI"), CFSTR("/")), (texts{"", "dev", "cu.usbserial-A50285BI"}));
+    EXPECT_EQ(pieces(CFSTR("a, b,, c"), CFSTR(", ")), (texts{"a", "b,", "c"}));
+    EXPECT_EQ(pieces(CFSTR("Headset"), CFSTR(":")), (texts{"Headset"}));
+    EXPECT_EQ(pieces(CFSTR(":"), CFSTR(":")), (texts{"", ""})) << "as Apple's header says";
+    EXPECT_EQ(pieces(CFSTR(""), CFSTR(":")), (texts{""}));
+    EXPECT_EQ(CFStringCreateArrayBySeparatingStrings(nullptr, nullptr, CFSTR(":")), nullptr);
+    EXPECT_EQ(take_misuse_reports().size(), 1u);
+}
+
 TEST_F(cf_string_test, int_value_skips_white_space_takes_a_sign_and_saturates)
 {
     EXPECT_EQ(CFStringGetIntValue(CFSTR("  \t-42 ports")), -42);

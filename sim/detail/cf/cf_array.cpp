@@ -1,6 +1,7 @@
 // The CFArray object: values kept through its callbacks, equality, hashing, description.
 #include "sim/detail/cf/cf_array.hpp"
 
+#include <algorithm>
 #include <sstream>
 
 namespace plinth::sim::detail {
@@ -38,6 +39,13 @@ void cf_array::clear()
     values_.clear();
     for (void const* value : removed)
         callbacks_.release_value(value);
+}
+
+void cf_array::sort(std::size_t from, std::size_t to, CFComparatorFunction compare, void* context)
+{
+    auto const begin = values_.begin();
+    std::stable_sort(begin + static_cast<std::ptrdiff_t>(from), begin + static_cast<std::ptrdiff_t>(to),
+                     [&](void const* a, void const* b) { return compare(a, b, context) == kCFCompareLessThan; });
 }
 
 bool cf_array::equals(cf_object const& other) const

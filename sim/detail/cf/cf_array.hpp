@@ -31,6 +31,8 @@ public:
     void replace(std::size_t index, void const* value);
     void remove(std::size_t index);
     void clear();
+    // Orders the values in [from, to) by `compare`, stably.
+    void sort(std::size_t from, std::size_t to, CFComparatorFunction compare, void* context);
 
     // Same count, and equal values at every index.
     bool equals(cf_object const& other) const override;
