@@ -145,6 +145,29 @@ TEST(command_table_test, hid_read_and_write_open_shared_on_request_and_write_tak
     EXPECT_EQ(write.parsed.value.output_report, std::vector<std::uint8_t>{0x02});
 }
 
+TEST(command_table_test, hid_read_queues_on_request_and_drops_the_oldest_only_with_a_queue)
+{
+    auto const plain = parse({"hid", "read", "1"});
+    ASSERT_FALSE(plain.parsed.exit_status.has_value()) << plain.err;
+    EXPECT_FALSE(plain.parsed.value.queue.has_value());
+
+    auto const queued = parse({"hid", "read", "1", "--queue", "64", "--drop-oldest"});
+    ASSERT_FALSE(queued.parsed.exit_status.has_value()) << queued.err;
+    EXPECT_EQ(queued.parsed.value.queue, std::size_t{64});
+    EXPECT_TRUE(queued.parsed.value.drop_oldest);
+
+    for (std::string const bad : {"0", "-1", "many"})
+    {
+        auto const outcome = parse({"hid", "read", "1", "--queue", bad});
+        EXPECT_EQ(outcome.parsed.exit_status, 2) << bad;
+        EXPECT_EQ(outcome.err, "plinth-ioreg: --queue: not a count of 1 or more reports: " + bad + "\n");
+    }
+    auto const without_queue = parse({"hid", "read", "1", "--drop-oldest"});
+    EXPECT_EQ(without_queue.parsed.exit_status, 2);
+    EXPECT_NE(without_queue.err.find("--queue"), std::string::npos) << without_queue.err;
+    EXPECT_EQ(without_queue.parsed.value.command_to_run, nullptr);
+}
+
 TEST(command_table_test, a_write_timeout_that_is_not_a_positive_whole_number_of_milliseconds_is_refused_by_name)
 {
     for (std::string const bad : {"0", "-5", "abc", "2.5", "1200001"})

@@ -24,6 +24,7 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -294,6 +295,79 @@ TEST_F(hid_command_test, a_device_removed_during_a_read_is_an_error)
         EXPECT_STREQ(e.what(), "the device was removed");
     }
     std::fclose(out);
+}
+
+// A queued read whose printing stalls (its output held locked) while ten reports come:
+// the queue of four keeps the newest, the reader prints them in order once it can, and
+// the removal that ends the read says how many were dropped, so that the reports
+// printed and those dropped are every report the device sent.
+TEST_F(hid_command_test, a_queued_read_that_falls_behind_prints_in_order_and_counts_every_drop)
+{
+    auto const device = bundled_hid_device();
+    plinth::testing::scratch_folder const scratch("hid-read-queue");
+    auto const file = scratch.path() / "out";
+    std::FILE* out = std::fopen(file.c_str(), "w");
+    auto chosen = read_options(device, 1000);
+    chosen.queue = 4;
+    chosen.drop_oldest = true;
+    auto reader = std::async(std::launch::async, [&] { return tool::run_hid_read(chosen, out); });
+
+    // The reader loads the registry afresh, then opens the device: until then the
+    // entry may be missing, or have no reader.
+    auto const until = std::chrono::steady_clock::now() + 10s;
+    auto const reading = [&] {
+        try
+        {
+            return sim::hid_readers(device) > 0;
+        }
+        catch (std::invalid_argument const&)
+        {
+            return false;
+        }
+    };
+    while (!reading() && std::chrono::steady_clock::now() < until)
+        std::this_thread::sleep_for(2ms);
+    ASSERT_TRUE(reading());
+
+    // The run-loop thread moves the reports into the queue as they come; by the time
+    // printing resumes it has almost always queued all ten, and dropped the oldest.
+    flockfile(out);
+    for (std::uint8_t i = 0; i < 10; ++i)
+        sim::post_input_report(device, 2, std::vector<std::uint8_t>{i});
+    std::this_thread::sleep_for(50ms);
+    funlockfile(out);
+    // The newest report is never the one dropped: once it is printed, every report
+    // has been through the queue.
+    while (plinth::testing::read_file(file).find("id 2  09\n") == std::string::npos &&
+           std::chrono::steady_clock::now() < until)
+        std::this_thread::sleep_for(2ms);
+    sim::remove_entry(device);
+    ASSERT_EQ(reader.wait_for(10s), std::future_status::ready);
+    std::string ending;
+    try
+    {
+        reader.get();
+    }
+    catch (tool::tool_error const& e)
+    {
+        ending = e.what();
+    }
+    std::fclose(out);
+
+    auto const text = plinth::testing::read_file(file);
+    std::vector<int> printed;
+    std::regex const line(R"(\d\d:\d\d:\d\d\.\d{3}  id 2  (\d\d)\n)");
+    for (std::sregex_iterator it(text.begin(), text.end(), line), end; it != end; ++it)
+        printed.push_back(std::stoi((*it)[1].str()));
+    ASSERT_FALSE(printed.empty()) << text;
+    EXPECT_TRUE(std::is_sorted(printed.begin(), printed.end()) &&
+                std::adjacent_find(printed.begin(), printed.end()) == printed.end())
+        << text;
+    EXPECT_EQ(printed.back(), 9) << text;
+    auto const dropped = 10 - printed.size();
+    EXPECT_EQ(ending, dropped == 0 ? std::string("the device was removed")
+                                   : fmt::format("the device was removed; the read queue dropped {} report{}", dropped,
+                                                 dropped == 1 ? "" : "s"));
 }
 
 TEST_F(hid_command_test, an_entry_that_is_not_a_hid_device_is_refused_by_name)

@@ -167,6 +167,14 @@ std::function<void()> add_hid_read_options(CLI::App& read, options& chosen)
         ->type_name("N")
         ->check(report_count_validator());
     read.add_flag("--decode", chosen.decode, "Print each report as usage = value pairs, read by its report descriptor");
+    auto* queue = read.add_option("--queue", chosen.queue,
+                                  "Keep up to N reports in a queue while printing, and say how many were dropped "
+                                  "when it was full")
+                      ->type_name("N")
+                      ->check(report_count_validator());
+    read.add_flag("--drop-oldest", chosen.drop_oldest,
+                  "When the queue is full, drop its oldest report rather than the one that came")
+        ->needs(queue);
     add_shared_flag(read, chosen);
     return [&chosen, id] { chosen.id = parse_entry_id(id->as<std::string>()); };
 }

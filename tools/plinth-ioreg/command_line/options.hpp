@@ -35,6 +35,8 @@ struct options
     std::optional<std::chrono::seconds> record_time; // hid record: stop after this long
     std::optional<std::string> output_file;          // hid record: the recording's file (standard output when none)
     bool decode = false;                             // hid read: usage = value pairs instead of bytes
+    std::optional<std::size_t> queue;                // hid read: keep reports in a read queue of this many
+    bool drop_oldest = false;                        // hid read: a full queue drops its oldest, not the newest
     std::vector<std::uint8_t> output_report;         // hid write: the output report's bytes
     bool shared = false;                             // hid read, write: open the device shared, not seized
     std::optional<std::chrono::milliseconds> write_timeout; // hid write: give up after this long

@@ -36,6 +36,15 @@
 namespace plinth::ioreg_tool {
 namespace {
 
+// What a queued read adds to the way it ended: how many reports its queue dropped.
+std::string dropped_note(apple::hid_stream const& stream)
+{
+    auto const dropped = stream.dropped_reports();
+    if (dropped == 0)
+        return {};
+    return fmt::format("; the read queue dropped {} report{}", dropped, dropped == 1 ? "" : "s");
+}
+
 std::string hex_bytes(std::span<std::uint8_t const> bytes, char const* separator)
 {
     std::string text;
@@ -128,7 +137,11 @@ int run_hid_write(options const& chosen)
 
 int read_hid_reports(options const& chosen, std::FILE* out)
 {
-    hid_session session(*chosen.id, chosen.shared ? apple::hid_open_mode::shared : apple::hid_open_mode::seized);
+    std::optional<apple::hid_read_queue> queue;
+    if (chosen.queue)
+        queue = apple::hid_read_queue{*chosen.queue, chosen.drop_oldest ? apple::hid_queue_overflow::drop_oldest
+                                                                        : apple::hid_queue_overflow::drop_newest};
+    hid_session session(*chosen.id, chosen.shared ? apple::hid_open_mode::shared : apple::hid_open_mode::seized, queue);
     auto& io = session.io;
     auto& stream = *session.stream;
 
@@ -171,7 +184,8 @@ int read_hid_reports(options const& chosen, std::FILE* out)
         if (ec == boost::asio::error::operation_aborted && stopping)
             break;
         if (ec)
-            throw tool_error(stream.is_open() ? "reading failed: " + ec.message() : "the device was removed");
+            throw tool_error((stream.is_open() ? "reading failed: " + ec.message() : "the device was removed") +
+                             dropped_note(stream));
         auto const now = std::chrono::system_clock::now();
         std::span<std::uint8_t const> const report(buffer.data(), n);
         std::string line;
@@ -188,6 +202,9 @@ int read_hid_reports(options const& chosen, std::FILE* out)
         ++done;
     }
     stream.close();
+    // The reports printed went to the output; what the queue missed is said apart.
+    if (auto const note = dropped_note(stream); !note.empty())
+        std::fprintf(stderr, "plinth-ioreg: read %zu report%s%s\n", done, done == 1 ? "" : "s", note.c_str());
     return 0;
 }
 

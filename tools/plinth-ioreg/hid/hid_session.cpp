@@ -6,6 +6,8 @@
 #include "tools/plinth-ioreg/hid/hid_device_lookup.hpp"
 #include "tools/plinth-ioreg/registry/entry_summary.hpp"
 
+#include <boost/asio/error.hpp>
+
 #include <fmt/format.h>
 
 #include <functional>
@@ -68,18 +70,28 @@ context_thread::~context_thread()
     thread_.join();
 }
 
-hid_session::hid_session(std::uint64_t id, apple::hid_open_mode mode) : id_(id)
+hid_session::hid_session(std::uint64_t id, apple::hid_open_mode mode, std::optional<apple::hid_read_queue> queue)
+    : id_(id)
 {
-    stream.emplace(io.get_executor(), find_hid_device(id_), mode);
+    if (queue)
+        stream.emplace(io.get_executor(), find_hid_device(id_), mode, *queue);
+    else
+        stream.emplace(io.get_executor(), find_hid_device(id_), mode);
     if (stream->is_open())
         return;
     // The constructor only logs why it failed; opening again gives the error
     // itself. It asks nothing of the user twice: the system keeps its Input
     // Monitoring answer for the device's handle, and a refused open holds nothing.
     boost::system::error_code ec;
-    stream->open(mode, ec);
+    if (queue)
+        stream->open(mode, *queue, ec);
+    else
+        stream->open(mode, ec);
     if (!ec && stream->is_open())
         return;
+    if (queue && ec == boost::asio::error::invalid_argument)
+        throw tool_error(fmt::format("cannot open HID device {}: a read queue of {} reports does not fit in memory",
+                                     format_entry_id(id_), queue->capacity));
     throw tool_error(
         fmt::format("cannot open HID device {}: {}", format_entry_id(id_), open_failure(*stream, ec, log_.last())));
 }

@@ -54,14 +54,15 @@ private:
     std::thread thread_;
 };
 
-// The HID device of registry entry `id`, opened in `mode` on a context of its own.
+// The HID device of registry entry `id`, opened in `mode` (with `queue`, when given)
+// on a context of its own.
 // Throws tool_error when the entry is no HID device or the device cannot be
 // opened, saying why in words a user can act on: who holds it, or where to grant
 // the permission that is missing.
 class hid_session
 {
 public:
-    hid_session(std::uint64_t id, apple::hid_open_mode mode);
+    hid_session(std::uint64_t id, apple::hid_open_mode mode, std::optional<apple::hid_read_queue> queue = {});
 
     std::uint64_t id() const noexcept { return id_; }
     // The bytes a read of one input report needs: the device's "MaxInputReportSize",
