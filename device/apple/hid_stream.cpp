@@ -24,6 +24,7 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
+#include <new>
 #include <stdexcept>
 #include <utility>
 
@@ -236,6 +237,10 @@ void hid_stream::start_read_queue(detail::hid_service::data& d)
     catch (std::length_error const&)
     {
         throw boost::system::system_error(boost::asio::error::invalid_argument, "open");
+    }
+    catch (std::bad_alloc const&)
+    {
+        throw boost::system::system_error(boost::asio::error::no_memory, "open");
     }
     // Scheduled once in the mode the run-loop thread runs, for as long as the
     // stream is open: each report reaches the callback as it comes, and the reads

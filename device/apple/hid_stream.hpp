@@ -133,7 +133,8 @@ public:
     // the stream is open, and reports wait in the queue for the reads. Throws
     // boost::system::system_error (boost::asio::error::invalid_argument, "open")
     // for a capacity of 0, or one that does not fit in memory with the device's
-    // "MaxInputReportSize". A stream open already stays as it is.
+    // "MaxInputReportSize" (boost::asio::error::no_memory when the memory is there
+    // but cannot be had). A stream open already stays as it is.
     void open(hid_open_mode mode, hid_read_queue queue);
     void open(hid_open_mode mode, hid_read_queue queue, boost::system::error_code& ec);
     // Cancels a pending read, unregisters the callbacks, closes the device and

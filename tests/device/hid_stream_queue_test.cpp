@@ -22,6 +22,8 @@
 #include <thread>
 #include <vector>
 
+#include <unistd.h>
+
 namespace {
 
 namespace sim = plinth::sim;
@@ -347,6 +349,14 @@ TEST_F(hid_stream_queue_test, a_queue_of_no_reports_is_refused_and_the_device_is
     boost::system::error_code ec;
     stream.open(hid_open_mode::seized, hid_read_queue{static_cast<std::size_t>(-1) / 2}, ec);
     EXPECT_EQ(ec, boost::asio::error::invalid_argument) << "a queue that cannot fit in memory";
+    EXPECT_FALSE(stream.is_open());
+    EXPECT_EQ(sim::hid_schedulings(bare_id), 0u);
+    // Within what a size can count, beyond the machine's memory (reports of the bare
+    // device's 4 bytes): refused before anything is allocated.
+    auto const memory =
+        static_cast<std::size_t>(sysconf(_SC_PHYS_PAGES)) * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    stream.open(hid_open_mode::seized, hid_read_queue{memory / 4 + 1}, ec);
+    EXPECT_EQ(ec, boost::asio::error::invalid_argument) << "a queue larger than the machine's memory";
     EXPECT_FALSE(stream.is_open());
     EXPECT_EQ(sim::hid_schedulings(bare_id), 0u);
     stream.open(hid_open_mode::seized, hid_read_queue{2});

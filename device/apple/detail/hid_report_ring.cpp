@@ -6,12 +6,31 @@
 #include <limits>
 #include <stdexcept>
 
+#include <unistd.h>
+
 namespace plinth::apple::detail {
+namespace {
+
+// The machine's memory in bytes, or the most a size can say when the system does not tell.
+std::size_t physical_memory()
+{
+    long const pages = sysconf(_SC_PHYS_PAGES);
+    long const page_size = sysconf(_SC_PAGESIZE);
+    if (pages <= 0 || page_size <= 0 ||
+        static_cast<std::size_t>(pages) > std::numeric_limits<std::size_t>::max() / static_cast<std::size_t>(page_size))
+        return std::numeric_limits<std::size_t>::max();
+    return static_cast<std::size_t>(pages) * static_cast<std::size_t>(page_size);
+}
+
+} // namespace
 
 hid_report_ring::hid_report_ring(std::size_t capacity, std::size_t size, hid_queue_overflow rule)
     : slot_size(size), overflow(rule)
 {
-    if (size != 0 && capacity > std::numeric_limits<std::size_t>::max() / size)
+    // A ring larger than the machine's memory could never be filled. Refused here, it
+    // never reaches the allocator, whose failure would throw std::bad_alloc (or end a
+    // sanitized program).
+    if (size != 0 && (capacity > std::numeric_limits<std::size_t>::max() / size || capacity * size > physical_memory()))
         throw std::length_error("hid_report_ring: too many reports of this size to hold");
     bytes.resize(capacity * size);
     report_ids.resize(capacity);

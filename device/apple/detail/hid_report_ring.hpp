@@ -18,7 +18,8 @@ namespace plinth::apple::detail {
 class hid_report_ring
 {
 public:
-    // Throws std::length_error when capacity × slot_size does not fit in memory.
+    // Throws std::length_error when capacity × slot_size is more than the machine's
+    // memory, std::bad_alloc when the memory is there but cannot be had.
     hid_report_ring(std::size_t capacity, std::size_t slot_size, hid_queue_overflow overflow);
 
     bool empty() const noexcept { return count == 0; }
