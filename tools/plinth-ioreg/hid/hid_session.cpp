@@ -82,11 +82,9 @@ hid_session::hid_session(std::uint64_t id, apple::hid_open_mode mode, std::optio
     // The constructor only logs why it failed; opening again gives the error
     // itself. It asks nothing of the user twice: the system keeps its Input
     // Monitoring answer for the device's handle, and a refused open holds nothing.
+    // The stream keeps the queue it was made with for this open.
     boost::system::error_code ec;
-    if (queue)
-        stream->open(mode, *queue, ec);
-    else
-        stream->open(mode, ec);
+    stream->open(mode, ec);
     if (!ec && stream->is_open())
         return;
     if (queue && ec == boost::asio::error::invalid_argument)
