@@ -1,6 +1,7 @@
 // owning_mutex: a value bundled with the mutex that guards it, reachable only through a lock.
 #pragma once
 
+#include <chrono>
 #include <mutex>
 #include <utility>
 
@@ -32,6 +33,20 @@ public:
         {
             lock_.unlock();
             value_ = nullptr;
+        }
+        // Waits on `condition` until `ready()`, the lock released while it waits,
+        // as std::condition_variable does with a unique_lock: so that a waiter
+        // needs no mutex but the value's own. `ready` is called with the lock held.
+        template <typename Condition, typename Predicate>
+        void wait(Condition& condition, Predicate ready)
+        {
+            condition.wait(lock_, std::move(ready));
+        }
+        // As wait(), giving up at `deadline`; returns ready() as it was last seen.
+        template <typename Condition, typename Clock, typename Duration, typename Predicate>
+        bool wait_until(Condition& condition, std::chrono::time_point<Clock, Duration> const& deadline, Predicate ready)
+        {
+            return condition.wait_until(lock_, deadline, std::move(ready));
         }
 
     private:

@@ -5,6 +5,7 @@
 #include "device/apple/hid_stream.hpp"
 
 #include "device/apple/detail/handoff_allocator.hpp"
+#include "device/apple/detail/hid_queued_read.hpp"
 #include "device/apple/detail/hid_stream_operation.hpp"
 #include "error/apple/hid_errc.hpp"
 #include "error/apple/io_return.hpp"
@@ -24,6 +25,7 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <stdexcept>
 #include <utility>
@@ -487,7 +489,27 @@ void hid_stream::cancel()
     for (auto& handler : requests)
         handler(boost::asio::error::operation_aborted, 0);
     auto locked = record().lock();
-    if (!locked->opened || !locked->pending_read)
+    if (!locked->opened)
+        return;
+    // A queued stream's blocking reader takes no report from now on, and is
+    // released through the executor, as the handler below would be.
+    if (auto* const reader = detail::hid_queued_read::current(*locked))
+    {
+        reader->cancelled = true;
+        boost::asio::post(
+            executor, [life = std::weak_ptr<detail::hid_service::lifeline>(locked->alive), number = reader->number] {
+                // The stream may be gone by now, or going on another thread; its
+                // readers are then released already.
+                auto const line = life.lock();
+                if (!line)
+                    return;
+                std::lock_guard const guard(line->mutex);
+                if (line->current != nullptr)
+                    detail::hid_queued_read::release(*line->current->lock(), number);
+            });
+        return;
+    }
+    if (!locked->pending_read)
         return;
     locked->read_token.reset();
     // The request stays recorded with no handler until the next report, removal

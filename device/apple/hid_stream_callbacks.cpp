@@ -4,6 +4,7 @@
 #include "device/apple/hid_stream.hpp"
 
 #include "device/apple/detail/hid_pending_read.hpp"
+#include "device/apple/detail/hid_queued_read.hpp"
 #include "error/apple/io_return.hpp"
 #include "log/log.hpp"
 
@@ -51,11 +52,15 @@ void hid_stream::hid_report_callback(void* context, IOReturn result, void*, IOHI
         bool const waiting = locked->pending_read && locked->pending_read->handler;
         if (locked->queue_token && !waiting)
         {
-            // A queued stream keeps every report no read waits for, in order,
-            // dropping and counting what its queue has no room for. A read whose
-            // handler cancel() has taken is done with.
+            // A queued stream keeps every report no asynchronous read waits for,
+            // in order, dropping and counting what its queue has no room for; a
+            // blocking reader waiting for the queue is woken to take it. A read
+            // whose handler cancel() has taken is done with.
             locked->pending_read.reset();
             locked->queue->push(id, bytes);
+            detail::hid_queued_read::wake const wake(*locked);
+            locked.unlock();
+            wake();
             return;
         }
         if (!locked->pending_read)
@@ -100,9 +105,14 @@ void hid_stream::hid_removal_callback(void* context, IOReturn result, void*)
         // An idle stream learns of the removal only at its next read: IOKit
         // delivers it while the read's run-loop mode is running. In the instant
         // that read is withdrawn (a timeout) it finds none: the next read gets it.
+        // A queued stream's blocking reader, waiting for its queue, is woken to
+        // take it.
         if (!locked->pending_read)
         {
             locked->removal_unread = true;
+            detail::hid_queued_read::wake const wake(*locked);
+            locked.unlock();
+            wake();
             return;
         }
         locked->opened = false;

@@ -2,11 +2,14 @@
 // already waiting for it: a report kept from a read that was cancelled or timed
 // out as the report came, then a removal the stream learnt of with no read
 // pending. Otherwise it becomes the record's pending read, scheduled in the read
-// run-loop mode, and IOKit's callbacks (hid_stream_callbacks.cpp) complete it.
+// run-loop mode, and IOKit's callbacks (hid_stream_callbacks.cpp) complete it;
+// a queued stream's blocking reader waits for its queue instead
+// (hid_queued_read.hpp).
 #include "device/apple/hid_stream.hpp"
 
 #include "device/apple/detail/handoff_allocator.hpp"
 #include "device/apple/detail/hid_pending_read.hpp"
+#include "device/apple/detail/hid_queued_read.hpp"
 #include "device/apple/detail/hid_read_cancellation.hpp"
 #include "device/apple/detail/hid_stream_operation.hpp"
 #include "error/apple/hid_errc.hpp"
@@ -102,6 +105,9 @@ std::size_t hid_stream::read_until(detail::hid_service::data::read_target target
             ec = boost::asio::error::operation_aborted;
             return 0;
         }
+        // A queued stream's reader waits for the queue itself.
+        if (locked->queue_token)
+            return detail::hid_queued_read::wait(locked, target, deadline, ec);
         ticket.emplace(locked->blocking_reads);
         // The handler is made here and released on the completing thread: from
         // the shared pools, a steady stream of reads needs no new memory. A read

@@ -329,6 +329,70 @@ TEST_F(hid_stream_queue_test, shutting_the_context_down_releases_queued_readers)
     EXPECT_EQ(reader.get(), boost::asio::error::operation_aborted);
 }
 
+// cancel() takes the blocked reader off the queue at once, so that a report that
+// comes meanwhile is the next read's, but the reader learns of it only through
+// the executor, as a reader waiting for its handler does.
+TEST_F(hid_stream_queue_test, a_cancelled_queued_reader_takes_no_report_and_is_released_through_the_executor)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{8});
+    std::array<std::uint8_t, 4> bytes{};
+    std::uint8_t id = 0;
+    auto reader = read_on_a_thread(stream, id, bytes, 10s);
+    EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
+    stream.cancel();
+    post_numbered(7, 1);
+    wait_until_queued(stream, 1);
+    EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout) << "released before the executor ran";
+    EXPECT_EQ(context.run_one(), 1u);
+    EXPECT_EQ(reader.get(), boost::asio::error::operation_aborted);
+    EXPECT_EQ(read_number(stream), 7u);
+}
+
+// Overlapping reads break the one-read-at-a-time rule: as with any stream, the
+// later read gets the reports and the earlier one waits to its deadline.
+TEST_F(hid_stream_queue_test, a_queued_reader_that_a_later_read_replaces_gets_nothing_and_times_out)
+{
+    boost::asio::io_context context;
+    hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{8});
+    std::array<std::uint8_t, 4> replaced_bytes{};
+    std::uint8_t replaced_id = 0;
+    auto replaced = read_on_a_thread(stream, replaced_id, replaced_bytes, 300ms);
+    EXPECT_EQ(replaced.wait_for(50ms), std::future_status::timeout);
+    std::array<std::uint8_t, 4> bytes{};
+    std::uint8_t id = 0;
+    std::optional<boost::system::error_code> result;
+    stream.async_read({&id, boost::asio::buffer(bytes)},
+                      [&](boost::system::error_code ec, std::size_t) { result = ec; });
+    post_numbered(3, 2);
+    EXPECT_EQ(replaced.get(), boost::asio::error::timed_out);
+    context.run();
+    ASSERT_TRUE(result);
+    EXPECT_FALSE(*result);
+    EXPECT_EQ(number_of(bytes), 3u);
+    EXPECT_EQ(read_number(stream), 4u) << "the replaced reader took no report";
+}
+
+// A reader still blocked when its stream is destroyed (by another thread, or one
+// that a later read replaced) is let go, not left waiting on freed memory.
+TEST_F(hid_stream_queue_test, destroying_a_queued_stream_releases_its_blocked_readers)
+{
+    boost::asio::io_context context;
+    std::optional<hid_stream> stream(std::in_place, context.get_executor(), entry(bare_id), hid_open_mode::seized,
+                                     hid_read_queue{8});
+    std::array<std::uint8_t, 4> first_bytes{};
+    std::array<std::uint8_t, 4> second_bytes{};
+    std::uint8_t first_id = 0;
+    std::uint8_t second_id = 0;
+    auto first = read_on_a_thread(*stream, first_id, first_bytes);
+    EXPECT_EQ(first.wait_for(50ms), std::future_status::timeout);
+    auto second = read_on_a_thread(*stream, second_id, second_bytes);
+    EXPECT_EQ(second.wait_for(50ms), std::future_status::timeout);
+    stream.reset();
+    EXPECT_EQ(first.get(), boost::asio::error::operation_aborted);
+    EXPECT_EQ(second.get(), boost::asio::error::operation_aborted);
+}
+
 TEST_F(hid_stream_queue_test, a_queue_of_no_reports_is_refused_and_the_device_is_left_as_found)
 {
     boost::asio::io_context context;

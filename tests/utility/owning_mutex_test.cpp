@@ -1,8 +1,10 @@
-// Tests of rig::owning_mutex: lost updates between threads, locks held past unlock(), the mutex-first layout.
+// Tests of rig::owning_mutex: lost updates between threads, locks held past unlock(), waits that release the lock, the mutex-first layout.
 #include "utility/owning_mutex.hpp"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <condition_variable>
 #include <cstddef>
 #include <mutex>
 #include <thread>
@@ -58,6 +60,32 @@ TEST(owning_mutex, constructs_the_value_in_place_and_unlocks_early)
     // Would deadlock if the first lock were still held.
     rig::owning_mutex<std::vector<int>> const& as_const = guarded;
     EXPECT_EQ(as_const.lock()->size(), 3u);
+}
+
+// A waiter holds the lock except while it waits: the other thread can change
+// the value only then, and the waiter sees the change once woken.
+TEST(owning_mutex, a_wait_releases_the_lock_until_the_value_is_ready)
+{
+    rig::owning_mutex<record> guarded;
+    std::condition_variable changed;
+    std::thread changer([&] {
+        for (int i = 0; i < 3; ++i)
+        {
+            {
+                auto locked = guarded.lock();
+                ++locked->counter;
+            }
+            changed.notify_one();
+        }
+    });
+    auto locked = guarded.lock();
+    locked.wait(changed, [&] { return locked->counter == 3; });
+    EXPECT_EQ(locked->counter, 3);
+    // Nothing changes it again: the deadline comes, and the value is still the one seen.
+    EXPECT_FALSE(locked.wait_until(changed, std::chrono::steady_clock::now() + std::chrono::milliseconds(5),
+                                   [&] { return locked->counter == 4; }));
+    locked.unlock();
+    changer.join();
 }
 
 } // namespace

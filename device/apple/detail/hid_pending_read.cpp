@@ -19,6 +19,15 @@ std::optional<hid_pending_read::request> hid_pending_read::start(request read, v
     return replaced;
 }
 
+std::optional<hid_pending_read::request> hid_pending_read::start_waiting(void const* owner) noexcept
+{
+    auto replaced = std::exchange(data.pending_read, std::nullopt);
+    data.read_owner = owner;
+    data.read_withdrawn = false;
+    data.read_token.reset();
+    return replaced;
+}
+
 bool hid_pending_read::has_ready() const noexcept
 {
     return !data.unread.empty() || (data.queue_token && !data.queue->empty());

@@ -34,6 +34,10 @@ public:
     // the read it replaces, whose handler is never called: where that is
     // destroyed, under the lock or after, is the caller's choice.
     std::optional<request> start(request read, void const* owner, std::shared_ptr<hid_run_loop_token> token);
+    // Makes `owner`, a queued stream's blocking reader that waits for the queue
+    // itself, the one whose read is pending, with no request recorded; returns
+    // the read it replaces, as start() does.
+    std::optional<request> start_waiting(void const* owner) noexcept;
     // Whether a read would take a report at once: one kept (data.unread), or,
     // for a queued stream, one in its queue.
     bool has_ready() const noexcept;

@@ -2,10 +2,12 @@
 #include "device/apple/detail/hid_service.hpp"
 
 #include "device/apple/detail/hid_pending_read.hpp"
+#include "device/apple/detail/hid_queued_read.hpp"
 
 #include <boost/asio/error.hpp>
 
 #include <algorithm>
+#include <mutex>
 #include <utility>
 
 namespace plinth::apple::detail {
@@ -47,11 +49,25 @@ hid_service::~hid_service()
 hid_service::iterator hid_service::make_data(io_kit::io_hid_device device)
 {
     streams.emplace_front(std::move(device));
+    auto& made = streams.front();
+    made.lock()->alive->current = &made;
     return streams.begin();
 }
 
 void hid_service::erase_data(iterator it) noexcept
 {
+    // A reader still waiting for the stream's queue (a caller's read on another
+    // thread, or one that a later read replaced) ends, and is gone from the
+    // record's mutex, before the record is.
+    auto const life = it->lock()->alive;
+    {
+        std::lock_guard const guard(life->mutex);
+        life->current = nullptr;
+    }
+    {
+        auto locked = it->lock();
+        hid_queued_read::release_all(locked, true);
+    }
     streams.erase(it);
 }
 
@@ -71,6 +87,7 @@ void hid_service::shutdown() noexcept
         {
             auto locked = stream.lock();
             handler = hid_pending_read(*locked).take_handler();
+            hid_queued_read::release_all(locked, false);
             for (auto& request : locked->requests)
                 if (request.handler)
                     requests.push_back(std::move(request.handler));

@@ -15,6 +15,7 @@
 #include <boost/system/error_code.hpp>
 
 #include <atomic>
+#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -32,6 +33,21 @@ namespace plinth::apple::detail {
 class hid_service : public run_loop_service
 {
 public:
+    struct data;
+    // What IOKit's callbacks receive as their context: the record's address.
+    using record = rig::owning_mutex<data, std::mutex>;
+
+    // Where a call the library posts, which may run after its stream is gone,
+    // finds the stream's record: under `mutex`, which erase_data() takes to
+    // clear `current` before the record goes, so that the record cannot go
+    // while such a call works on it. A weak pointer alone would tell only that
+    // the record was there an instant ago.
+    struct lifeline
+    {
+        std::mutex mutex;
+        record* current = nullptr;
+    };
+
     // One stream's state; everything in it is touched only under its record's mutex.
     // The steps on its pending read are those of hid_pending_read
     // (hid_pending_read.hpp) and the three member functions below.
@@ -85,6 +101,19 @@ public:
             completion handler;
         };
 
+        // A blocking reader of a queued stream while it waits on the record's own
+        // mutex (hid_queued_read.hpp).
+        struct queued_reader
+        {
+            std::uint64_t number = 0;
+            // cancel() was called: it takes no report, and ends with
+            // operation_aborted once released, or at its deadline.
+            bool cancelled = false;
+            // It ends with operation_aborted now: cancel()'s posted call has run,
+            // the context shuts down, or the stream goes.
+            bool released = false;
+        };
+
         // Reports kept for later reads, at most: more are dropped, the newest first,
         // as the device's own queue does when nobody reads.
         static constexpr std::size_t unread_limit = 64;
@@ -135,15 +164,20 @@ public:
         // cancelled, with no read left to abort: the next read is aborted with it
         // and closes the stream, as the removal would have done.
         bool removal_unread = false;
-        // Where the stream's blocking reads wait for their handlers.
+        // The blocking readers of a queued stream inside their wait, one that a
+        // later read replaced included; the callbacks wake them through
+        // queued_ready. Readers overlap only when a caller breaks the
+        // one-read-at-a-time rule, so this holds one, once grown to it.
+        std::vector<queued_reader*> queued_readers;
+        std::uint64_t queued_readers_issued = 0;
+        std::condition_variable queued_ready;
+        // Where the stream's other blocking reads wait for their handlers.
         std::shared_ptr<hid_blocking_wait> blocking_reads = std::make_shared<hid_blocking_wait>();
         // Expires with the record: a cancellation that comes after its stream is
         // gone finds it expired.
-        std::shared_ptr<void const> alive = std::make_shared<char>();
+        std::shared_ptr<lifeline> alive = std::make_shared<lifeline>();
     };
 
-    // What IOKit's callbacks receive as their context: the record's address.
-    using record = rig::owning_mutex<data, std::mutex>;
     using iterator = std::list<record>::iterator;
 
     // Keyed by its type, as Asio keys its own services: use_service finds the
