@@ -391,10 +391,13 @@ bool hid_client::is_scheduled(CFRunLoopRef loop, CFStringRef mode) const
 {
     std::lock_guard const lock(mutex_);
     // The mode a loop runs is most often the very string the device was scheduled
-    // with: compared by address first, the drain rarely compares characters.
-    return std::any_of(schedulings_.begin(), schedulings_.end(), [&](scheduling const& s) {
-        return s.loop == loop && (s.mode == mode || same_mode(s.mode, mode));
-    });
+    // with: every scheduling is compared by address before any by characters, so
+    // that a device scheduled in two modes of one loop (a stream's open scheduling
+    // and its read mode's) does not compare the other mode's name per report.
+    return std::any_of(schedulings_.begin(), schedulings_.end(),
+                       [&](scheduling const& s) { return s.loop == loop && s.mode == mode; }) ||
+           std::any_of(schedulings_.begin(), schedulings_.end(),
+                       [&](scheduling const& s) { return s.loop == loop && same_mode(s.mode, mode); });
 }
 
 bool hid_client::deliver_one()
