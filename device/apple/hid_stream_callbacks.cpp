@@ -58,9 +58,7 @@ void hid_stream::hid_report_callback(void* context, IOReturn result, void*, IOHI
             // whose handler cancel() has taken is done with.
             locked->pending_read.reset();
             locked->queue->push(id, bytes);
-            detail::hid_queued_read::wake const wake(*locked);
-            locked.unlock();
-            wake();
+            detail::hid_queued_read::unlock_and_wake(locked);
             return;
         }
         if (!locked->pending_read)
@@ -110,9 +108,7 @@ void hid_stream::hid_removal_callback(void* context, IOReturn result, void*)
         if (!locked->pending_read)
         {
             locked->removal_unread = true;
-            detail::hid_queued_read::wake const wake(*locked);
-            locked.unlock();
-            wake();
+            detail::hid_queued_read::unlock_and_wake(locked);
             return;
         }
         locked->opened = false;

@@ -87,22 +87,16 @@ void hid_queued_read::release_all(locked_data& locked, bool until_gone)
         locked.wait(data.queued_ready, [&] { return data.queued_readers.empty(); });
 }
 
-hid_queued_read::wake::wake(hid_service::data& data) noexcept
+void hid_queued_read::unlock_and_wake(locked_data& locked) noexcept
 {
-    if (data.queued_readers.empty())
-        return;
-    ready = &data.queued_ready;
-    all = data.queued_readers.size() > 1;
-}
-
-void hid_queued_read::wake::operator()() const noexcept
-{
-    if (ready == nullptr)
-        return;
-    if (all)
-        ready->notify_all();
-    else
+    auto& data = *locked;
+    auto const waiting = data.queued_readers.size();
+    auto* const ready = &data.queued_ready;
+    locked.unlock();
+    if (waiting == 1)
         ready->notify_one();
+    else if (waiting > 1)
+        ready->notify_all();
 }
 
 } // namespace plinth::apple::detail

@@ -6,7 +6,6 @@
 #include <boost/system/error_code.hpp>
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -45,20 +44,12 @@ public:
     // every reader has left its wait, so that the record can be destroyed.
     static void release_all(locked_data& locked, bool until_gone);
 
-    // What a callback that has queued a report or learnt of a removal wakes
-    // once the record's lock is released: none, the one reader, or all of
-    // them when a replaced reader waits beside the current one, which
-    // notify_one might wake instead. The record outlives the callback.
-    class wake
-    {
-    public:
-        explicit wake(hid_service::data& data) noexcept;
-        void operator()() const noexcept;
-
-    private:
-        std::condition_variable* ready = nullptr;
-        bool all = false;
-    };
+    // Releases `locked` and wakes the readers that wait, as a callback does once
+    // it has queued a report or learnt of a removal: none, the one reader, or
+    // all when a replaced reader waits beside the current one, which
+    // notify_one might wake instead. The record outlives the callback, so the
+    // condition variable is still there once the lock is released.
+    static void unlock_and_wake(locked_data& locked) noexcept;
 };
 
 } // namespace plinth::apple::detail
