@@ -1,7 +1,8 @@
 // Reads the bytes as property-list text the way Mac programs do: through
 // IOCFUnserialize (IOKit's XML, or plain property-list XML) and through
 // CFPropertyListCreateWithData (XML or binary). Every value read must write back
-// (IOCFSerialize, and CFPropertyListCreateData for what XML can hold) and read back
+// (IOCFSerialize, and CFPropertyListCreateData in XML and binary for what they can
+// hold) and read back
 // equal; text that does not read must say why; and nothing may outlive the input.
 #include "sim/control/diagnostics.hpp"
 
@@ -48,14 +49,13 @@ void check_iokit_round_trip(CFTypeRef value)
     release(written);
 }
 
-void check_xml_round_trip(CFPropertyListRef value)
+void check_round_trip(CFPropertyListRef value, CFPropertyListFormat format)
 {
     CFErrorRef error = nullptr;
-    CFDataRef const written =
-        CFPropertyListCreateData(kCFAllocatorDefault, value, kCFPropertyListXMLFormat_v1_0, 0, &error);
+    CFDataRef const written = CFPropertyListCreateData(kCFAllocatorDefault, value, format, 0, &error);
     if (written == nullptr)
     {
-        // Only what the XML format cannot hold is refused, and it says so.
+        // Only what the format cannot hold is refused, and it says so.
         require(error != nullptr);
         release(error);
         return;
@@ -95,7 +95,8 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* bytes, std::size_t siz
     else
     {
         require(error == nullptr);
-        check_xml_round_trip(read);
+        check_round_trip(read, kCFPropertyListXMLFormat_v1_0);
+        check_round_trip(read, kCFPropertyListBinaryFormat_v1_0);
     }
     release(read);
     release(error);

@@ -1,4 +1,4 @@
-// CFPropertyList's C entry points: property lists written as XML, as ioreg -a prints one, and read back.
+// CFPropertyList's C entry points: property lists written as XML (as ioreg -a prints one) or binary, and read back.
 #include <CoreFoundation/CFPropertyList.h>
 
 #include "sim/detail/cf/cf_checked.hpp"
@@ -39,8 +39,12 @@ owned_plist node_of(value const& v)
             using type = std::decay_t<decltype(content)>;
             if constexpr (std::is_same_v<type, bool>)
                 return owned_plist(plist_new_bool(content ? 1 : 0));
+            // CoreFoundation writes an integer as it reads the CFNumber, signed:
+            // a SInt32 -42 (a registry number of 32 bits with the top one set
+            // among them) is <integer>-42</integer>, not its unsigned bits. The
+            // node's value is the 64-bit pattern, which the writers print signed.
             else if constexpr (std::is_same_v<type, plinth::property::number>)
-                return owned_plist(plist_new_uint(content.as_unsigned()));
+                return owned_plist(plist_new_uint(static_cast<std::uint64_t>(content.as_signed())));
             else if constexpr (std::is_same_v<type, double>)
                 return owned_plist(plist_new_real(content));
             else if constexpr (std::is_same_v<type, std::string>)
@@ -109,10 +113,11 @@ bool holds_nul(CFTypeRef object)
     return false;
 }
 
-// The XML text of a property list, as CFPropertyListCreateData and
-// CFPropertyListWrite both write it; nothing for a value with no registry form,
-// or with text XML cannot carry.
-std::optional<std::string> xml_text(CFPropertyListRef property_list)
+// The bytes of a property list in XML or binary form, as CFPropertyListCreateData
+// and CFPropertyListWrite both write it; nothing for a value with no registry
+// form, or with a string that holds U+0000 (the plist library takes strings as C
+// strings, so even the binary form would cut it short).
+std::optional<std::string> written_bytes(CFPropertyListRef property_list, CFPropertyListFormat format)
 {
     if (holds_nul(property_list))
         return std::nullopt;
@@ -120,14 +125,20 @@ std::optional<std::string> xml_text(CFPropertyListRef property_list)
     if (!read)
         return std::nullopt;
     auto const root = node_of(*read);
-    char* xml = nullptr;
+    char* bytes = nullptr;
     std::uint32_t length = 0;
-    plist_to_xml(root.get(), &xml, &length);
-    if (xml == nullptr)
+    if (format == kCFPropertyListBinaryFormat_v1_0)
+        plist_to_bin(root.get(), &bytes, &length);
+    else
+        plist_to_xml(root.get(), &bytes, &length);
+    if (bytes == nullptr)
         return std::nullopt;
-    std::string text(xml, length);
-    plist_to_xml_free(xml);
-    return text;
+    std::string written(bytes, length);
+    if (format == kCFPropertyListBinaryFormat_v1_0)
+        plist_to_bin_free(bytes);
+    else
+        plist_to_xml_free(bytes);
+    return written;
 }
 
 // Hands an error to a caller that asked for one.
@@ -137,25 +148,28 @@ void set_error(CFErrorRef* error, CFIndex code, std::string const& text)
         *error = plinth::sim::detail::make_property_list_error(code, text);
 }
 
-// The text of a property list to write in `format`, or nothing with the error set.
-std::optional<std::string> text_to_write(CFPropertyListRef property_list, CFPropertyListFormat format,
-                                         CFErrorRef* error, bool strict)
+// The bytes of a property list to write in `format`, or nothing with the error set.
+std::optional<std::string> bytes_to_write(CFPropertyListRef property_list, CFPropertyListFormat format,
+                                          CFErrorRef* error, bool strict)
 {
-    if (format != kCFPropertyListXMLFormat_v1_0)
+    // CoreFoundation reads the OpenStep format but no longer writes it.
+    if (format != kCFPropertyListXMLFormat_v1_0 && format != kCFPropertyListBinaryFormat_v1_0)
     {
         set_error(error, kCFPropertyListWriteStreamError,
-                  "Property list format " + std::to_string(format) + " is not written here: only XML (100) is");
+                  "Property list format " + std::to_string(format) +
+                      " is not written here: only XML (100) and binary (200) are");
         return std::nullopt;
     }
+    auto const invalid = "Property list invalid for format: " + std::to_string(format);
     if (strict && !plinth::sim::detail::is_property_list(property_list, format))
     {
-        set_error(error, kCFPropertyListWriteStreamError, "Property list invalid for format: 100");
+        set_error(error, kCFPropertyListWriteStreamError, invalid);
         return std::nullopt;
     }
-    auto text = xml_text(property_list);
-    if (!text)
-        set_error(error, kCFPropertyListWriteStreamError, "Property list invalid for format: 100");
-    return text;
+    auto written = written_bytes(property_list, format);
+    if (!written)
+        set_error(error, kCFPropertyListWriteStreamError, invalid);
+    return written;
 }
 
 struct node_owner
@@ -227,10 +241,10 @@ CFDataRef CFPropertyListCreateData(CFAllocatorRef, CFPropertyListRef propertyLis
         plinth::sim::detail::report_misuse("CFPropertyListCreateData: NULL property list");
         return nullptr;
     }
-    auto const text = text_to_write(propertyList, format, error, false);
-    if (!text)
+    auto const bytes = bytes_to_write(propertyList, format, error, false);
+    if (!bytes)
         return nullptr;
-    return CFDataCreate(nullptr, reinterpret_cast<UInt8 const*>(text->data()), static_cast<CFIndex>(text->size()));
+    return CFDataCreate(nullptr, reinterpret_cast<UInt8 const*>(bytes->data()), static_cast<CFIndex>(bytes->size()));
 }
 
 CFIndex CFPropertyListWrite(CFPropertyListRef propertyList, CFWriteStreamRef stream, CFPropertyListFormat format,
@@ -246,11 +260,11 @@ CFIndex CFPropertyListWrite(CFPropertyListRef propertyList, CFWriteStreamRef str
     auto* target = plinth::sim::detail::cf_checked<plinth::sim::detail::cf_write_stream>(stream, "CFPropertyListWrite");
     if (target == nullptr)
         return 0;
-    auto const text = text_to_write(propertyList, format, error, true);
-    if (!text)
+    auto const bytes = bytes_to_write(propertyList, format, error, true);
+    if (!bytes)
         return 0;
     auto const written =
-        target->write(std::span<UInt8 const>(reinterpret_cast<UInt8 const*>(text->data()), text->size()));
+        target->write(std::span<UInt8 const>(reinterpret_cast<UInt8 const*>(bytes->data()), bytes->size()));
     if (written < 0)
     {
         set_error(error, kCFPropertyListWriteStreamError, "The stream could not be written to");

@@ -2,8 +2,8 @@
 #ifndef __COREFOUNDATION_CFPROPERTYLIST__
 #define __COREFOUNDATION_CFPROPERTYLIST__
 
-// The simulation writes the XML format, as `ioreg -a` prints it: dictionaries'
-// keys sorted, tabs for indentation. It reads XML and binary property lists.
+// The simulation writes the XML format, as `ioreg -a` prints it (dictionaries'
+// keys sorted, tabs for indentation), and the binary one. It reads both.
 // Failures give NULL (or 0 bytes) and, when asked, a CFError in the Cocoa domain
 // with one of the kCFPropertyList...Error codes.
 

@@ -106,6 +106,52 @@ TEST_F(cf_property_list_test, written_data_reads_back_equal_and_as_mutable_as_as
     cf::release_all(leaves, containers, immutable, data, plist);
 }
 
+// A program that saves in the binary format reads the file back as it wrote it,
+// and learns which format it was.
+TEST_F(cf_property_list_test, binary_data_starts_with_its_magic_and_reads_back_equal)
+{
+    CFDictionaryRef plist = create_nested_dictionary();
+    CFErrorRef error = nullptr;
+    CFDataRef data = CFPropertyListCreateData(nullptr, plist, kCFPropertyListBinaryFormat_v1_0, 0, &error);
+    ASSERT_NE(data, nullptr);
+    EXPECT_EQ(error, nullptr);
+    EXPECT_EQ(text_of(data).rfind("bplist00", 0), 0u);
+    CFPropertyListFormat format = kCFPropertyListXMLFormat_v1_0;
+    CFPropertyListRef read = CFPropertyListCreateWithData(nullptr, data, kCFPropertyListImmutable, &format, nullptr);
+    ASSERT_NE(read, nullptr);
+    EXPECT_EQ(format, kCFPropertyListBinaryFormat_v1_0);
+    EXPECT_TRUE(CFEqual(read, plist));
+    cf::release_all(read, data, plist);
+}
+
+// CoreFoundation writes a number as it reads it, signed: a registry number of 32
+// bits with the top one set is a negative SInt32, and comes back as such.
+TEST_F(cf_property_list_test, a_negative_number_is_written_signed_and_reads_back_negative)
+{
+    SInt32 const minus = -42;
+    CFNumberRef number = CFNumberCreate(nullptr, kCFNumberSInt32Type, &minus);
+    CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
+    CFArrayAppendValue(array, number);
+    for (auto const format : {kCFPropertyListXMLFormat_v1_0, kCFPropertyListBinaryFormat_v1_0})
+    {
+        CFDataRef data = CFPropertyListCreateData(nullptr, array, format, 0, nullptr);
+        ASSERT_NE(data, nullptr);
+        if (format == kCFPropertyListXMLFormat_v1_0)
+        {
+            EXPECT_NE(text_of(data).find("<integer>-42</integer>"), std::string::npos) << text_of(data);
+        }
+        auto const* read = static_cast<CFArrayRef>(
+            CFPropertyListCreateWithData(nullptr, data, kCFPropertyListImmutable, nullptr, nullptr));
+        ASSERT_NE(read, nullptr);
+        SInt64 value = 0;
+        EXPECT_TRUE(
+            CFNumberGetValue(static_cast<CFNumberRef>(CFArrayGetValueAtIndex(read, 0)), kCFNumberSInt64Type, &value));
+        EXPECT_EQ(value, -42) << "format " << format;
+        cf::release_all(read, data);
+    }
+    cf::release_all(array, number);
+}
+
 TEST_F(cf_property_list_test, a_file_written_through_a_stream_reads_back_through_a_stream)
 {
     auto const path = fs::temp_directory_path() / ("cf_property_list_test-" + std::to_string(::getpid()) + ".plist");
@@ -187,8 +233,8 @@ TEST_F(cf_property_list_test, writing_fails_with_a_write_error_for_a_closed_stre
     ASSERT_NE(error, nullptr);
     EXPECT_EQ(CFErrorGetCode(error), kCFPropertyListWriteStreamError);
     CFRelease(error);
-    EXPECT_EQ(CFPropertyListWrite(plist, stream, kCFPropertyListBinaryFormat_v1_0, 0, nullptr), 0)
-        << "only XML is written";
+    EXPECT_EQ(CFPropertyListWrite(plist, stream, kCFPropertyListOpenStepFormat, 0, nullptr), 0)
+        << "OpenStep is read, never written";
     auto const* data = static_cast<CFDataRef>(CFWriteStreamCopyProperty(stream, kCFStreamPropertyDataWritten));
     EXPECT_EQ(CFDataGetLength(data), 0) << "a failed write leaves nothing behind";
     cf::release_all(data, set, stream, plist);
