@@ -5,7 +5,8 @@
 // the device is scheduled once on a run loop that a thread of its own runs for
 // ever, its report callback copies each report into a ring under a mutex and
 // signals a condition variable, and a reader thread wakes and takes every
-// report queued (a batch when several came). Nothing more: no executor, no
+// report queued (a batch when several came), or the oldest one alone when it
+// reads a report per call. Nothing more: no executor, no
 // cancellation, no completion tokens. A queued hid_stream does the same work
 // and more, so its figures are read as ratios to this one's, measured in the
 // same run on the same simulated machine.
@@ -89,6 +90,23 @@ public:
         for (; count_ > 0 && !batch.full(); --count_, head_ = (head_ + 1) % lengths_.size())
             batch.push_back(report_ids_[head_], {bytes_.data() + head_ * slot_size_, lengths_[head_]});
         return batch.size();
+    }
+
+    // Waits for a report, then moves the oldest one into `bytes` (cut to its
+    // size) and its ID into `report_id`, as a C HID library's read call hands
+    // over one report; returns its length, 0 once close_reads() is called.
+    std::size_t read_one(std::span<std::uint8_t> bytes, std::uint8_t& report_id)
+    {
+        std::unique_lock lock(mutex_);
+        ready_.wait(lock, [this] { return count_ > 0 || closed_; });
+        if (count_ == 0)
+            return 0;
+        auto const length = std::min(lengths_[head_], bytes.size());
+        std::memcpy(bytes.data(), bytes_.data() + head_ * slot_size_, length);
+        report_id = report_ids_[head_];
+        --count_;
+        head_ = (head_ + 1) % lengths_.size();
+        return length;
     }
 
     // Ends the reads: a waiting one, and every later one, returns 0.
