@@ -77,6 +77,19 @@ protected:
             return ec;
         });
     }
+    // A blocking read on a thread of its own, seen to block once started: nothing
+    // is queued for it yet.
+    struct blocked_read
+    {
+        blocked_read(hid_stream& stream, std::optional<std::chrono::nanoseconds> timeout = std::nullopt)
+            : result(timeout ? read_on_a_thread(stream, id, bytes, *timeout) : read_on_a_thread(stream, id, bytes))
+        {
+            EXPECT_EQ(result.wait_for(50ms), std::future_status::timeout);
+        }
+        std::array<std::uint8_t, 4> bytes{};
+        std::uint8_t id = 0;
+        std::future<boost::system::error_code> result;
+    };
     static std::uint32_t read_number(hid_stream& stream, std::uint8_t* id = nullptr)
     {
         std::array<std::uint8_t, 4> bytes{};
@@ -336,16 +349,13 @@ TEST_F(hid_stream_queue_test, a_cancelled_queued_reader_takes_no_report_and_is_r
 {
     boost::asio::io_context context;
     hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{8});
-    std::array<std::uint8_t, 4> bytes{};
-    std::uint8_t id = 0;
-    auto reader = read_on_a_thread(stream, id, bytes, 10s);
-    EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout);
+    blocked_read reader(stream, 10s);
     stream.cancel();
     post_numbered(7, 1);
     wait_until_queued(stream, 1);
-    EXPECT_EQ(reader.wait_for(50ms), std::future_status::timeout) << "released before the executor ran";
+    EXPECT_EQ(reader.result.wait_for(50ms), std::future_status::timeout) << "released before the executor ran";
     EXPECT_EQ(context.run_one(), 1u);
-    EXPECT_EQ(reader.get(), boost::asio::error::operation_aborted);
+    EXPECT_EQ(reader.result.get(), boost::asio::error::operation_aborted);
     EXPECT_EQ(read_number(stream), 7u);
 }
 
@@ -355,17 +365,14 @@ TEST_F(hid_stream_queue_test, a_queued_reader_that_a_later_read_replaces_gets_no
 {
     boost::asio::io_context context;
     hid_stream stream(context.get_executor(), entry(bare_id), hid_open_mode::seized, hid_read_queue{8});
-    std::array<std::uint8_t, 4> replaced_bytes{};
-    std::uint8_t replaced_id = 0;
-    auto replaced = read_on_a_thread(stream, replaced_id, replaced_bytes, 300ms);
-    EXPECT_EQ(replaced.wait_for(50ms), std::future_status::timeout);
+    blocked_read replaced(stream, 300ms);
     std::array<std::uint8_t, 4> bytes{};
     std::uint8_t id = 0;
     std::optional<boost::system::error_code> result;
     stream.async_read({&id, boost::asio::buffer(bytes)},
                       [&](boost::system::error_code ec, std::size_t) { result = ec; });
     post_numbered(3, 2);
-    EXPECT_EQ(replaced.get(), boost::asio::error::timed_out);
+    EXPECT_EQ(replaced.result.get(), boost::asio::error::timed_out);
     context.run();
     ASSERT_TRUE(result);
     EXPECT_FALSE(*result);
@@ -380,17 +387,11 @@ TEST_F(hid_stream_queue_test, destroying_a_queued_stream_releases_its_blocked_re
     boost::asio::io_context context;
     std::optional<hid_stream> stream(std::in_place, context.get_executor(), entry(bare_id), hid_open_mode::seized,
                                      hid_read_queue{8});
-    std::array<std::uint8_t, 4> first_bytes{};
-    std::array<std::uint8_t, 4> second_bytes{};
-    std::uint8_t first_id = 0;
-    std::uint8_t second_id = 0;
-    auto first = read_on_a_thread(*stream, first_id, first_bytes);
-    EXPECT_EQ(first.wait_for(50ms), std::future_status::timeout);
-    auto second = read_on_a_thread(*stream, second_id, second_bytes);
-    EXPECT_EQ(second.wait_for(50ms), std::future_status::timeout);
+    blocked_read first(*stream);
+    blocked_read second(*stream);
     stream.reset();
-    EXPECT_EQ(first.get(), boost::asio::error::operation_aborted);
-    EXPECT_EQ(second.get(), boost::asio::error::operation_aborted);
+    EXPECT_EQ(first.result.get(), boost::asio::error::operation_aborted);
+    EXPECT_EQ(second.result.get(), boost::asio::error::operation_aborted);
 }
 
 TEST_F(hid_stream_queue_test, a_queue_of_no_reports_is_refused_and_the_device_is_left_as_found)
