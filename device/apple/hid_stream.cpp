@@ -495,18 +495,17 @@ void hid_stream::cancel()
     // released through the executor, as the handler below would be.
     if (auto* const reader = detail::hid_queued_read::current(*locked))
     {
-        reader->cancelled = true;
-        boost::asio::post(
-            executor, [life = std::weak_ptr<detail::hid_service::lifeline>(locked->alive), number = reader->number] {
-                // The stream may be gone by now, or going on another thread; its
-                // readers are then released already.
-                auto const line = life.lock();
-                if (!line)
-                    return;
-                std::lock_guard const guard(line->mutex);
-                if (line->current != nullptr)
-                    detail::hid_queued_read::release(*line->current->lock(), number);
-            });
+        boost::asio::post(executor, [life = std::weak_ptr<detail::hid_service::lifeline>(locked->alive),
+                                     number = detail::hid_queued_read::cancel(*locked, *reader)] {
+            // The stream may be gone by now, or going on another thread; its
+            // readers are then released already.
+            auto const line = life.lock();
+            if (!line)
+                return;
+            std::lock_guard const guard(line->mutex);
+            if (line->current != nullptr)
+                detail::hid_queued_read::release(*line->current->lock(), number);
+        });
         return;
     }
     if (!locked->pending_read)

@@ -21,10 +21,17 @@ std::optional<hid_pending_read::request> hid_pending_read::start(request read, v
 
 std::optional<hid_pending_read::request> hid_pending_read::start_waiting(void const* owner) noexcept
 {
-    auto replaced = std::exchange(data.pending_read, std::nullopt);
+    // A reader that waits for every report writes only what it must: each
+    // field written here is one the callback, on another core, may have to
+    // fetch back, and most are as they should be already.
+    std::optional<request> replaced;
+    if (data.pending_read)
+        replaced = std::exchange(data.pending_read, std::nullopt);
     data.read_owner = owner;
-    data.read_withdrawn = false;
-    data.read_token.reset();
+    if (data.read_withdrawn)
+        data.read_withdrawn = false;
+    if (data.read_token)
+        data.read_token.reset();
     return replaced;
 }
 

@@ -14,7 +14,9 @@ std::size_t hid_queued_read::wait(locked_data& locked, hid_service::data::read_t
                                   boost::system::error_code& ec)
 {
     auto& data = *locked;
-    hid_service::data::queued_reader self{++data.queued_readers_issued};
+    // Numbered only if cancel() comes: the number is what its posted release
+    // finds the reader by.
+    hid_service::data::queued_reader self;
     // A replaced read's handler may own anything but this stream, which the
     // caller uses: it is destroyed here, as a blocking read's replacing does.
     hid_pending_read(data).start_waiting(&self);
@@ -63,6 +65,14 @@ hid_service::data::queued_reader* hid_queued_read::current(hid_service::data& da
 {
     auto const it = std::find(data.queued_readers.begin(), data.queued_readers.end(), data.read_owner);
     return it == data.queued_readers.end() ? nullptr : *it;
+}
+
+std::uint64_t hid_queued_read::cancel(hid_service::data& data, hid_service::data::queued_reader& reader) noexcept
+{
+    reader.cancelled = true;
+    if (reader.number == 0)
+        reader.number = ++data.queued_readers_issued;
+    return reader.number;
 }
 
 void hid_queued_read::release(hid_service::data& data, std::uint64_t number) noexcept

@@ -38,6 +38,9 @@ public:
 
     // The waiting reader whose read is the pending one, if any.
     static hid_service::data::queued_reader* current(hid_service::data& data) noexcept;
+    // Marks `reader` cancelled (it takes no report from now on) and returns the
+    // number release() finds it by.
+    static std::uint64_t cancel(hid_service::data& data, hid_service::data::queued_reader& reader) noexcept;
     // Ends the wait of reader `number`, if it still waits, with operation_aborted.
     static void release(hid_service::data& data, std::uint64_t number) noexcept;
     // Ends every wait with operation_aborted; with `until_gone`, returns once

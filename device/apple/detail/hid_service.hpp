@@ -105,6 +105,7 @@ public:
         // mutex (hid_queued_read.hpp).
         struct queued_reader
         {
+            // Given by cancel(), for its posted release to find the reader by.
             std::uint64_t number = 0;
             // cancel() was called: it takes no report, and ends with
             // operation_aborted once released, or at its deadline.
