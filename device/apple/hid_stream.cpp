@@ -499,12 +499,8 @@ void hid_stream::cancel()
                                      number = detail::hid_queued_read::cancel(*locked, *reader)] {
             // The stream may be gone by now, or going on another thread; its
             // readers are then released already.
-            auto const line = life.lock();
-            if (!line)
-                return;
-            std::lock_guard const guard(line->mutex);
-            if (line->current != nullptr)
-                detail::hid_queued_read::release(*line->current->lock(), number);
+            detail::hid_service::lifeline::with_record(
+                life, [number](detail::hid_service::data& data) { detail::hid_queued_read::release(data, number); });
         });
         return;
     }

@@ -176,9 +176,9 @@ void hid_stream::start_async_read(detail::hid_service::data::read_target target,
     }
     if (target.batch != nullptr)
         target.batch->clear();
-    op->bind(target, locked->alive, &record());
+    op->bind(target, locked->alive);
     if (slot.is_connected())
-        slot.emplace<detail::hid_read_cancellation>(locked->alive, &record(), op.get());
+        slot.emplace<detail::hid_read_cancellation>(locked->alive, op.get());
     locked->read_owner = op.get();
     // The reports are written where the operation keeps them until it completes.
     target.report_id = op->report_id_slot();

@@ -190,7 +190,7 @@ void hid_stream::start_async_request(detail::hid_report_request const& request, 
         return;
     }
     if (slot.is_connected())
-        slot.emplace<detail::hid_request_cancellation>(locked->alive, &record(), raw);
+        slot.emplace<detail::hid_request_cancellation>(locked->alive, raw);
 }
 
 std::size_t hid_stream::request_until(detail::hid_report_request const& request, std::chrono::nanoseconds timeout,

@@ -7,12 +7,10 @@
 
 namespace plinth::apple::detail {
 
-void hid_async_read::bind(hid_service::data::read_target target, std::weak_ptr<void const> alive,
-                          hid_service::record* r) noexcept
+void hid_async_read::bind(hid_service::data::read_target target, std::weak_ptr<hid_service::lifeline> life) noexcept
 {
     caller = target;
-    stream_alive = std::move(alive);
-    record = r;
+    stream_life = std::move(life);
 }
 
 void hid_async_read::settle()
@@ -21,27 +19,25 @@ void hid_async_read::settle()
         return;
     if (cancelled_after_fill)
     {
-        // The stream may be gone; then so is the report's reader.
-        if (auto const alive = stream_alive.lock())
-        {
-            // Older than any report kept since they were taken: the next read's first.
-            auto locked = record->lock();
+        // The stream may be gone; then so is the report's reader. Otherwise the
+        // reports are older than any kept since they were taken: the next read's first.
+        hid_service::lifeline::with_record(stream_life, [&](hid_service::data& data) {
             if (caller.batch != nullptr)
             {
                 for (auto i = caller.batch->size(); i-- > 0;)
                 {
                     auto const report = (*caller.batch)[i];
-                    locked->unread.push_front(
+                    data.unread.push_front(
                         hid_service::data::unread_report{report.report_id, {report.bytes.begin(), report.bytes.end()}});
                 }
                 caller.batch->clear();
             }
             else
             {
-                auto const* const data = static_cast<std::uint8_t const*>(caller.buffer.data());
-                locked->unread.push_front(hid_service::data::unread_report{delivered_id, {data, data + bytes}});
+                auto const* const kept = static_cast<std::uint8_t const*>(caller.buffer.data());
+                data.unread.push_front(hid_service::data::unread_report{delivered_id, {kept, kept + bytes}});
             }
-        }
+        });
         result = boost::asio::error::operation_aborted;
         bytes = 0;
         return;

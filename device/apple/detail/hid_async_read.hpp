@@ -47,8 +47,7 @@ public:
     }
 
     // The caller's buffer and ID, or batch, and the stream the read is pending on.
-    void bind(hid_service::data::read_target target, std::weak_ptr<void const> stream_alive,
-              hid_service::record* record) noexcept;
+    void bind(hid_service::data::read_target target, std::weak_ptr<hid_service::lifeline> stream_life) noexcept;
     // Where the report callback writes the ID: the caller's is written only when
     // the read completes with the report.
     std::uint8_t* report_id_slot() noexcept { return &delivered_id; }
@@ -79,8 +78,7 @@ private:
     hid_service::data::read_target caller;
     std::uint8_t delivered_id = 0;
     bool cancelled_after_fill = false;
-    std::weak_ptr<void const> stream_alive;
-    hid_service::record* record = nullptr;
+    std::weak_ptr<hid_service::lifeline> stream_life;
 };
 
 // An asynchronous read that owns a handler of type `Handler`.

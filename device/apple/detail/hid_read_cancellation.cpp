@@ -9,9 +9,8 @@
 
 namespace plinth::apple::detail {
 
-hid_read_cancellation::hid_read_cancellation(std::weak_ptr<void const> alive, hid_service::record* r,
-                                             hid_async_read* op) noexcept
-    : stream_alive(std::move(alive)), record(r), read(op)
+hid_read_cancellation::hid_read_cancellation(std::weak_ptr<hid_service::lifeline> life, hid_async_read* op) noexcept
+    : stream_life(std::move(life)), read(op)
 {
 }
 
@@ -20,24 +19,21 @@ void hid_read_cancellation::operator()(boost::asio::cancellation_type_t type)
     if (type == boost::asio::cancellation_type::none)
         return;
     // The stream may be gone while its aborted read waits to complete.
-    auto const alive = stream_alive.lock();
-    if (!alive)
-        return;
     hid_pending_read::completion handler;
-    {
-        auto locked = record->lock();
-        if (locked->read_owner != read)
+    hid_service::lifeline::with_record(stream_life, [&](hid_service::data& data) {
+        if (data.read_owner != read)
             return;
-        if (!locked->pending_read || !locked->pending_read->handler)
+        if (!data.pending_read || !data.pending_read->handler)
         {
             // Filled, removed or cancelled already: its completion is on its way.
             read->cancel_after_fill();
             return;
         }
-        handler = hid_pending_read(*locked).take_handler();
-        locked->withdraw_read();
-    }
-    handler(boost::asio::error::operation_aborted, 0);
+        handler = hid_pending_read(data).take_handler();
+        data.withdraw_read();
+    });
+    if (handler)
+        handler(boost::asio::error::operation_aborted, 0);
 }
 
 } // namespace plinth::apple::detail

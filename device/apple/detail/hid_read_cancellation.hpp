@@ -18,14 +18,12 @@ namespace plinth::apple::detail {
 class hid_read_cancellation
 {
 public:
-    hid_read_cancellation(std::weak_ptr<void const> stream_alive, hid_service::record* record,
-                          hid_async_read* read) noexcept;
+    hid_read_cancellation(std::weak_ptr<hid_service::lifeline> stream_life, hid_async_read* read) noexcept;
 
     void operator()(boost::asio::cancellation_type_t type);
 
 private:
-    std::weak_ptr<void const> stream_alive;
-    hid_service::record* record;
+    std::weak_ptr<hid_service::lifeline> stream_life;
     hid_async_read* read;
 };
 

@@ -17,14 +17,12 @@ namespace plinth::apple::detail {
 class hid_request_cancellation
 {
 public:
-    hid_request_cancellation(std::weak_ptr<void const> stream_alive, hid_service::record* record,
-                             void const* maker) noexcept;
+    hid_request_cancellation(std::weak_ptr<hid_service::lifeline> stream_life, void const* maker) noexcept;
 
     void operator()(boost::asio::cancellation_type_t type);
 
 private:
-    std::weak_ptr<void const> stream_alive;
-    hid_service::record* record;
+    std::weak_ptr<hid_service::lifeline> stream_life;
     void const* maker;
 };
 

@@ -22,6 +22,7 @@
 #include <list>
 #include <mutex>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace plinth::apple::detail {
@@ -37,15 +38,22 @@ public:
     // What IOKit's callbacks receive as their context: the record's address.
     using record = rig::owning_mutex<data, std::mutex>;
 
-    // Where a call the library posts, which may run after its stream is gone,
-    // finds the stream's record: under `mutex`, which erase_data() takes to
-    // clear `current` before the record goes, so that the record cannot go
-    // while such a call works on it. A weak pointer alone would tell only that
-    // the record was there an instant ago.
+    // Where what may run after its stream is gone (a cancellation, a posted
+    // release, an asynchronous read completing) finds the stream's record:
+    // under `mutex`, which erase_data() takes to clear `current` before the
+    // record goes, so that the record cannot go while such work is on it. A
+    // weak pointer alone would tell only that the record was there an instant
+    // ago.
     struct lifeline
     {
         std::mutex mutex;
         record* current = nullptr;
+
+        // Calls `work` with the record's data, the record locked, and returns
+        // true; false when the stream is gone. `work` must not destroy the
+        // stream: what may (a caller's handler) is called once this returns.
+        template <typename Work>
+        static bool with_record(std::weak_ptr<lifeline> const& life, Work&& work);
     };
 
     // One stream's state; everything in it is touched only under its record's mutex.
@@ -174,8 +182,7 @@ public:
         std::condition_variable queued_ready;
         // Where the stream's other blocking reads wait for their handlers.
         std::shared_ptr<hid_blocking_wait> blocking_reads = std::make_shared<hid_blocking_wait>();
-        // Expires with the record: a cancellation that comes after its stream is
-        // gone finds it expired.
+        // The record's lifeline (see lifeline), shared with what may outlive it.
         std::shared_ptr<lifeline> alive = std::make_shared<lifeline>();
     };
 
@@ -206,5 +213,19 @@ private:
     std::list<record> streams;
     std::atomic<bool> shutting_down{false};
 };
+
+template <typename Work>
+bool hid_service::lifeline::with_record(std::weak_ptr<lifeline> const& life, Work&& work)
+{
+    auto const line = life.lock();
+    if (!line)
+        return false;
+    std::lock_guard const guard(line->mutex);
+    if (line->current == nullptr)
+        return false;
+    auto locked = line->current->lock();
+    std::forward<Work>(work)(*locked);
+    return true;
+}
 
 } // namespace plinth::apple::detail
