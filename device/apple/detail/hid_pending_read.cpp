@@ -13,9 +13,7 @@ std::optional<hid_pending_read::request> hid_pending_read::start(request read, v
                                                                  std::shared_ptr<hid_run_loop_token> token)
 {
     auto replaced = std::exchange(data.pending_read, std::move(read));
-    data.read_owner = owner;
-    data.read_withdrawn = false;
-    data.read_token = std::move(token);
+    become_owner(owner, std::move(token));
     return replaced;
 }
 
@@ -27,12 +25,17 @@ std::optional<hid_pending_read::request> hid_pending_read::start_waiting(void co
     std::optional<request> replaced;
     if (data.pending_read)
         replaced = std::exchange(data.pending_read, std::nullopt);
+    become_owner(owner, nullptr);
+    return replaced;
+}
+
+void hid_pending_read::become_owner(void const* owner, std::shared_ptr<hid_run_loop_token> token) noexcept
+{
     data.read_owner = owner;
     if (data.read_withdrawn)
         data.read_withdrawn = false;
-    if (data.read_token)
-        data.read_token.reset();
-    return replaced;
+    if (token || data.read_token)
+        data.read_token = std::move(token);
 }
 
 bool hid_pending_read::has_ready() const noexcept

@@ -55,6 +55,10 @@ public:
     completion take_handler() noexcept;
 
 private:
+    // Makes `owner` the one whose read is pending, held scheduled by `token`;
+    // writes no field that is as it should be already.
+    void become_owner(void const* owner, std::shared_ptr<hid_run_loop_token> token) noexcept;
+
     hid_service::data& data;
 };
 
