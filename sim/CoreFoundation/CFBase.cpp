@@ -32,10 +32,10 @@ void* CFAllocatorAllocate(CFAllocatorRef, CFIndex size, CFOptionFlags)
 }
 
 // As Apple's: NULL memory is allocated, a size of zero or less frees.
-void* CFAllocatorReallocate(CFAllocatorRef, void* ptr, CFIndex newsize, CFOptionFlags)
+void* CFAllocatorReallocate(CFAllocatorRef allocator, void* ptr, CFIndex newsize, CFOptionFlags hint)
 {
     if (ptr == nullptr)
-        return newsize > 0 ? std::malloc(static_cast<std::size_t>(newsize)) : nullptr;
+        return CFAllocatorAllocate(allocator, newsize, hint);
     if (newsize <= 0)
     {
         std::free(ptr);
